@@ -1,0 +1,94 @@
+// The process-wide log.
+//
+// Every part of the program hands its lines to MLogSystem::instance() with a
+// level. A line is stamped after a small template ("#etdl": number, level,
+// time, date, text), appended to one UTF-8 file (opened and closed per line),
+// announced through stringWrited() for on-screen logs, optionally echoed to
+// standard output, and optionally written through a thread pool, in which case
+// runs of identical lines are folded into one "Last message repeated" line.
+// At start-up the previous file is rotated into a dated file and older files
+// are compressed with tar.
+#pragma once
+
+#include <QElapsedTimer>
+#include <QList>
+#include <QMutex>
+#include <QObject>
+#include <QProcess>
+#include <QSet>
+#include <QThreadPool>
+
+#include <atomic>
+
+typedef int MLogSystem_EventLevel;
+typedef int MLogSystem_Option;
+
+class MLogSystem : public QObject
+{
+    Q_OBJECT
+public:
+    static MLogSystem *instance();
+    ~MLogSystem() override;
+
+    void logWrite(const QString &text, MLogSystem_EventLevel level = 0);
+    // "%1: %2" with the class name of `sender` (or "NoNameClass"), then logWrite.
+    void logWrite(const QObject *sender, const QString &text, MLogSystem_EventLevel level = 1);
+
+    MLogSystem &operator<<(const QString &text);
+    MLogSystem &operator<<(const QByteArray &text);
+    MLogSystem &operator<<(const char *text);
+    MLogSystem &operator<<(int value);
+
+    QString logFileName() const;
+    void setLogFileName(const QString &fileName);
+    void clearLog();
+    int logMaxSize() const;
+    void setLogMaxSize(int bytes);
+    int sizeLimitMode() const;
+    void setSizeLimitMode(int mode);
+    MLogSystem_EventLevel minimumLevel() const;
+    void setMinimumLevel(MLogSystem_EventLevel level);
+    QSet<MLogSystem_Option> logOptions() const;
+    void setLogOptions(const QSet<MLogSystem_Option> &options);
+    QString lineTemplate() const;
+    void setLineTemplate(const QString &tmpl);
+
+    bool isAsync() const;
+    void setAsync(bool on);
+    bool consoleEcho() const;
+    void setConsoleEcho(bool on);
+    bool isSuspended() const;
+    void setSuspended(bool on);
+    bool openFailed() const;
+
+    // Boot phase: lines carry milliseconds since the phase began instead of the
+    // wall-clock time, and no date.
+    void beginBootPhase();
+    void endBootPhase();
+    bool isBootComplete() const;
+    // Wait (at most `msecs`) until every queued asynchronous line is written.
+    bool waitForPendingWrites(int msecs = 2000);
+
+    static void messageHandler(QtMsgType type, const QMessageLogContext &context, const QString &msg);
+    void installMessageHandler();
+    void restoreMessageHandler();
+
+    void rotateLog(const QString &fileName, bool compress, int keepDays);
+
+    // Used by the pool's runnables: format and append one line.
+    void internalWrite(const QString &text, MLogSystem_EventLevel level, const QDateTime &time);
+
+signals:
+    void stringWrited(const QString &text);
+    void stringWrited(const QString &text, MLogSystem_EventLevel level);
+
+public slots:
+    void onArcFinished(int exitCode, QProcess::ExitStatus exitStatus);
+
+private:
+    MLogSystem();
+    Q_DISABLE_COPY(MLogSystem)
+
+    struct Private;
+    Private *d;
+};

@@ -1,0 +1,87 @@
+// One simulated peripheral: the model behind one device node.
+//
+// How a model is added (every device of the simulated terminal follows this):
+//  1. Derive from SimDevice, passing the node's logical path ("/dev/magcard0").
+//  2. Decide what the program's descriptor is. The default open() hands out one
+//     end of a SOCK_SEQPACKET socket pair and keeps the other end as the
+//     model's end of that Channel: each write() of the program arrives as one
+//     record (drainRecords()), each record the model sends (sendRecord()) is
+//     one read() for the program, and a blocking read blocks for real.
+//     Override open() for another kind of descriptor.
+//  3. Override ioctl() and answer the driver's request numbers with the
+//     driver's argument layout; anything unknown must fail with ENOTTY (what
+//     the base class does).
+//  4. Offer a control API in the driver's terms for tests and the control
+//     panel (swipe(), attachKey(), setKickRefused(), ...) plus read-back of
+//     what the program sent. Guard model state with `mutex`: the program's
+//     threads call in through the kernel boundary.
+//  5. Tests add it to a SimTerminal in one line: `auto *m = sim.add<SimX>();`.
+//
+// The node is an empty placeholder file inside the system root, so the
+// program's existence checks see it; setPresent(false) removes it (device
+// unplugged or driver not loaded).
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QMutex>
+#include <QString>
+
+#include <sys/types.h>
+
+class SimTerminal;
+
+class SimDevice
+{
+public:
+    explicit SimDevice(const QString &nodePath);
+    virtual ~SimDevice();
+
+    QString nodePath() const { return m_nodePath; }
+    SimTerminal *terminal() const { return m_terminal; }
+
+    void setPresent(bool present);
+    bool isPresent() const;
+
+    // Opens fail with this errno from now on (0: they succeed again).
+    void setOpenError(int err);
+    int openCount() const;
+
+protected:
+    struct Channel
+    {
+        int programFd = -1; // handed to the program; the program closes it
+        int modelFd = -1;   // the model's end
+        ino_t programIno = 0;
+        QList<QByteArray> pendingIoctlData; // free for the model's bookkeeping
+        QList<int> pendingValues;
+    };
+
+    // Returns the program's descriptor or -1 with errno. Called with `mutex` held.
+    virtual int open(int flags);
+    // An ioctl on a descriptor of this device. Called with `mutex` held.
+    virtual int ioctl(Channel &channel, unsigned long request, void *arg);
+
+    // Creates a seqpacket channel and returns the program's descriptor.
+    int openSocketChannel();
+    // Every record the program wrote on `channel` so far, without blocking.
+    static QList<QByteArray> drainRecords(Channel &channel);
+    // Sends one record to the program on every open channel. Returns how many got it.
+    int sendRecord(const QByteArray &record);
+    // Forgets channels whose program end has been closed (after draining them).
+    void pruneClosedChannels();
+
+    mutable QMutex mutex;
+    QList<Channel> channels;
+
+private:
+    friend class SimTerminal;
+    bool ownsDescriptor(int fd, Channel **channel);
+    int handleOpen(int flags);
+    int handleIoctl(int fd, unsigned long request, void *arg, bool *served);
+
+    QString m_nodePath;
+    SimTerminal *m_terminal = nullptr;
+    int m_openError = 0;
+    int m_openCount = 0;
+};

@@ -1,0 +1,9 @@
+#!/bin/sh
+# Installs what is missing, then configures and builds into build/.
+set -eu
+cd "$(dirname "$0")/.."
+sh tools/install-deps.sh
+werror=OFF
+[ "${CI:-}" = "true" ] && werror=ON
+cmake -S . -B build -G Ninja -DKX4_WERROR=$werror >/dev/null
+cmake --build build

@@ -1,0 +1,6 @@
+#!/bin/sh
+# Installs, builds and runs every test. Exits non-zero when anything fails.
+set -eu
+cd "$(dirname "$0")/.."
+sh tools/build.sh
+ctest --test-dir build --output-on-failure -j2 "$@"
