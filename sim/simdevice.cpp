@@ -13,6 +13,7 @@ SimDevice::SimDevice(const QString &nodePath) : m_nodePath(nodePath) {}
 
 SimDevice::~SimDevice()
 {
+    restoreStdin();
     for (Channel &c : channels) {
         if (c.modelFd >= 0)
             ::close(c.modelFd);
@@ -44,6 +45,56 @@ int SimDevice::openCount() const
 {
     QMutexLocker lock(&mutex);
     return m_openCount;
+}
+
+int SimDevice::openHandles()
+{
+    QMutexLocker lock(&mutex);
+    pruneClosedChannels();
+    return channels.size();
+}
+
+void SimDevice::setHandOutDescriptorZero(bool on)
+{
+    QMutexLocker lock(&mutex);
+    m_descriptorZero = on;
+    if (!on)
+        restoreStdin();
+}
+
+int SimDevice::moveToDescriptorZero(int fd)
+{
+    if (fd == 0)
+        return 0;
+    if (!m_stdinSaved) {
+        m_savedStdin = ::fcntl(0, F_DUPFD_CLOEXEC, 3);
+        m_stdinSaved = true;
+    }
+    if (::dup2(fd, 0) < 0)
+        return fd;
+    ::close(fd);
+    // The channel just opened is the last one with this number.
+    for (int i = channels.size() - 1; i >= 0; --i) {
+        if (channels[i].programFd == fd) {
+            channels[i].programFd = 0;
+            break;
+        }
+    }
+    return 0;
+}
+
+void SimDevice::restoreStdin()
+{
+    if (!m_stdinSaved)
+        return;
+    if (m_savedStdin >= 0) {
+        ::dup2(m_savedStdin, 0);
+        ::close(m_savedStdin);
+    } else {
+        ::close(0);
+    }
+    m_savedStdin = -1;
+    m_stdinSaved = false;
 }
 
 int SimDevice::open(int)
@@ -109,10 +160,15 @@ void SimDevice::pruneClosedChannels()
 {
     for (int i = channels.size() - 1; i >= 0; --i) {
         pollfd p = {channels[i].modelFd, POLLIN, 0};
-        if (::poll(&p, 1, 0) > 0 && (p.revents & POLLHUP) && !(p.revents & POLLIN)) {
-            ::close(channels[i].modelFd);
-            channels.removeAt(i);
-        }
+        if (::poll(&p, 1, 0) <= 0 || !(p.revents & POLLHUP))
+            continue;
+        // A closed peer also reports POLLIN (the end of file is readable):
+        // only a peek that finds no record left tells that all was drained.
+        char probe;
+        if (::recv(channels[i].modelFd, &probe, 1, MSG_DONTWAIT | MSG_PEEK | MSG_TRUNC) > 0)
+            continue;
+        ::close(channels[i].modelFd);
+        channels.removeAt(i);
     }
 }
 
@@ -139,9 +195,12 @@ int SimDevice::handleOpen(int flags)
         errno = m_openError;
         return -1;
     }
-    const int fd = open(flags);
-    if (fd >= 0)
+    int fd = open(flags);
+    if (fd >= 0) {
         ++m_openCount;
+        if (m_descriptorZero)
+            fd = moveToDescriptorZero(fd);
+    }
     return fd;
 }
 

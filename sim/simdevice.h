@@ -19,7 +19,10 @@
 //
 // The node is an empty placeholder file inside the system root, so the
 // program's existence checks see it; setPresent(false) removes it (device
-// unplugged or driver not loaded).
+// unplugged or driver not loaded). A model made of attribute files instead of
+// a node (sysfs: backlight, touch click) overrides setPresent()/isPresent()
+// to lay out or remove its files; the program reaches those with plain file
+// calls, so the model simply reads back what was written.
 #pragma once
 
 #include <QByteArray>
@@ -40,12 +43,21 @@ public:
     QString nodePath() const { return m_nodePath; }
     SimTerminal *terminal() const { return m_terminal; }
 
-    void setPresent(bool present);
-    bool isPresent() const;
+    virtual void setPresent(bool present);
+    virtual bool isPresent() const;
 
     // Opens fail with this errno from now on (0: they succeed again).
     void setOpenError(int err);
     int openCount() const;
+
+    // Descriptors handed out and not yet closed by the program.
+    int openHandles();
+
+    // From now on every successful open hands the program descriptor 0 (the
+    // process's stdin is saved first and each open replaces the previous
+    // descriptor 0). Turning it off, or destroying the model, puts stdin back.
+    // The program treats 0 as "no device", so this exercises that check.
+    void setHandOutDescriptorZero(bool on);
 
 protected:
     struct Channel
@@ -79,9 +91,14 @@ private:
     bool ownsDescriptor(int fd, Channel **channel);
     int handleOpen(int flags);
     int handleIoctl(int fd, unsigned long request, void *arg, bool *served);
+    int moveToDescriptorZero(int fd);
+    void restoreStdin();
 
     QString m_nodePath;
     SimTerminal *m_terminal = nullptr;
     int m_openError = 0;
     int m_openCount = 0;
+    bool m_descriptorZero = false;
+    bool m_stdinSaved = false;
+    int m_savedStdin = -1; // -1 with m_stdinSaved: stdin was closed
 };

@@ -1,0 +1,102 @@
+#include "rfidthread.h"
+
+#include "marvofunction.h"
+#include "mifs.h"
+#include "mlogsystem.h"
+
+#include <QDeadlineTimer>
+#include <QDebug>
+
+#include <cstring>
+
+namespace {
+const int PollIntervalMs = 1000;
+}
+
+RFIDThread::RFIDThread(QObject *parent) : QThread(parent)
+{
+    connect(this, &QThread::finished, this, &QObject::deleteLater);
+    qDebug() << "RFIDThread created.";
+    MLogSystem::instance()->logWrite(this, QStringLiteral("RFIDThread created."));
+}
+
+RFIDThread::~RFIDThread()
+{
+    // A parent that goes away while the test still runs must not pull the
+    // object out from under the thread.
+    if (isRunning()) {
+        exitThread();
+        wait();
+    }
+}
+
+void RFIDThread::exitThread()
+{
+    qDebug() << "RFIDThread shutdown start.";
+    MLogSystem::instance()->logWrite(this, QStringLiteral("RFIDThread shutdown start."));
+    m_running.store(false);
+    // Taking the mutex orders the wake-up after a pause that has already
+    // checked the flag, so the wake-up cannot slip in before the wait.
+    QMutexLocker lock(&m_pauseMutex);
+    m_wake.wakeAll();
+}
+
+void RFIDThread::message(const QString &text)
+{
+    qDebug().noquote() << text;
+    emit sendMessage(text);
+}
+
+void RFIDThread::pause(int msecs)
+{
+    QDeadlineTimer deadline(msecs);
+    QMutexLocker lock(&m_pauseMutex);
+    while (m_running.load() && !deadline.hasExpired())
+        m_wake.wait(&m_pauseMutex, deadline);
+}
+
+void RFIDThread::run()
+{
+    m_running.store(true);
+    std::memset(CardNo, 0, sizeof CardNo);
+
+    const int fd = Mifs_opendev();
+    if (fd < 0) {
+        message(tr("RFID: open RFID device error. No RFID present."));
+        qDebug().noquote() << QStringLiteral("RFID: open RFID device error. Error code %1").arg(fd);
+    } else {
+        message(tr("RFID: RFID device open success."));
+        const unsigned char config = mifs_set_config(fd);
+        message(tr("RFID: config = %1, fd = %2").arg(int(config)).arg(fd));
+
+        QString lastCardNo;
+        while (m_running.load()) {
+            const int r = ReadCardNoA(fd, CardNo);
+            if (r != 0) {
+                // No card, or it did not answer every step: either way the
+                // card that was reported last has left the field.
+                if (!lastCardNo.isEmpty()) {
+                    MarvoFunction::beepThree(0);
+                    lastCardNo.clear();
+                }
+            } else {
+                const QString cardNo = QString::fromLatin1(CardNo);
+                if (cardNo != lastCardNo) {
+                    // The window has always shown the number hex-encoded
+                    // once more; the test stations compare against that form.
+                    const QString encoded = QString::fromLatin1(cardNo.toLatin1().toHex());
+                    message(tr("RFID: RFID card NO. is:%1").arg(encoded));
+                    MarvoFunction::beepTwo(0);
+                    lastCardNo = cardNo;
+                }
+            }
+            pause(PollIntervalMs);
+        }
+
+        message(tr("RFID: RFID device close."));
+        mifs_mclosedev(fd);
+    }
+
+    qDebug() << "RFIDThread <run> finished.";
+    MLogSystem::instance()->logWrite(this, QStringLiteral("RFIDThread <run> finished."));
+}

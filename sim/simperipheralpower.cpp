@@ -1,0 +1,79 @@
+#include "simperipheralpower.h"
+
+#include "marvofunction.h"
+
+#include <cerrno>
+
+SimPeripheralPower::SimPeripheralPower() : SimDevice(POWERS_DEVICE_NAME) {}
+
+void SimPeripheralPower::setKickRefused(bool refused)
+{
+    QMutexLocker lock(&mutex);
+    m_kickRefused = refused;
+}
+
+int SimPeripheralPower::kickCount() const
+{
+    QMutexLocker lock(&mutex);
+    return m_kicks.size();
+}
+
+int SimPeripheralPower::refusedKickCount() const
+{
+    QMutexLocker lock(&mutex);
+    return m_refusedKicks;
+}
+
+QList<qintptr> SimPeripheralPower::kickArguments() const
+{
+    QMutexLocker lock(&mutex);
+    return m_kicks;
+}
+
+void SimPeripheralPower::setModemPowerRefused(bool refused)
+{
+    QMutexLocker lock(&mutex);
+    m_modemRefused = refused;
+}
+
+QList<int> SimPeripheralPower::modemPowerRequests() const
+{
+    QMutexLocker lock(&mutex);
+    return m_modemRequests;
+}
+
+bool SimPeripheralPower::isModemPowered() const
+{
+    QMutexLocker lock(&mutex);
+    return m_modemPowered;
+}
+
+int SimPeripheralPower::ioctl(Channel &channel, unsigned long request, void *arg)
+{
+    switch (request) {
+    case MARVO_IOCTL_CASH_DRAWER:
+        if (m_kickRefused) {
+            ++m_refusedKicks;
+            errno = EIO;
+            return -1;
+        }
+        m_kicks.append(reinterpret_cast<qintptr>(arg));
+        return 0;
+    case MARVO_IOCTL_MODEM_POWER: {
+        if (!arg) {
+            errno = EFAULT;
+            return -1;
+        }
+        const int value = *static_cast<const int *>(arg);
+        m_modemRequests.append(value);
+        if (m_modemRefused) {
+            errno = EIO;
+            return -1;
+        }
+        m_modemPowered = value != 0;
+        return 0;
+    }
+    default:
+        return SimDevice::ioctl(channel, request, arg);
+    }
+}
