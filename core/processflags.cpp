@@ -1,0 +1,3 @@
+#include "processflags.h"
+
+std::atomic<bool> disTTYS0Test{false};
