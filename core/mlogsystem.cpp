@@ -49,18 +49,6 @@ QByteArray starRow()
     return QByteArray(StarRowWidth, '*');
 }
 
-void appendUInt(QByteArray &out, quint64 value)
-{
-    char buf[24];
-    int n = 0;
-    do {
-        buf[n++] = char('0' + value % 10);
-        value /= 10;
-    } while (value);
-    while (n)
-        out.append(buf[--n]);
-}
-
 // Zero-padded to `width` digits; longer numbers keep all their digits.
 void appendPadded(QByteArray &out, quint64 value, int width)
 {
@@ -74,6 +62,16 @@ void appendPadded(QByteArray &out, quint64 value, int width)
         buf[n++] = '0';
     while (n)
         out.append(buf[--n]);
+}
+
+void appendUInt(QByteArray &out, quint64 value)
+{
+    appendPadded(out, value, 1);
+}
+
+QString repeatReport(quint64 count, qint64 ms)
+{
+    return QStringLiteral("Last message repeated %1 times. Time from first message: %2 ms.").arg(count).arg(ms);
 }
 
 bool writeAll(int fd, const char *data, qint64 size)
@@ -280,10 +278,7 @@ void MLogSystem::logWrite(const QString &text, MLogSystem_EventLevel level)
             }
         }
         if (repeated >= 1)
-            dispatch(QStringLiteral("Last message repeated %1 times. Time from first message: %2 ms.")
-                         .arg(repeated)
-                         .arg(repeatMs),
-                     1, true, true);
+            dispatch(repeatReport(repeated, repeatMs), 1, true, true);
     }
     dispatch(text, level, async, !fromHandler);
 }
@@ -319,10 +314,7 @@ void MLogSystem::flushRepeats()
         d->lastLevel = -1;
     }
     if (repeated >= 1)
-        dispatch(QStringLiteral("Last message repeated %1 times. Time from first message: %2 ms.")
-                     .arg(repeated)
-                     .arg(repeatMs),
-                 1, d->async.load(), true);
+        dispatch(repeatReport(repeated, repeatMs), 1, d->async.load(), true);
 }
 
 void MLogSystem::logWrite(const QObject *sender, const QString &text, MLogSystem_EventLevel level)
