@@ -25,7 +25,6 @@ private slots:
     void removeOldFiles();
     void createFlagFile_data();
     void createFlagFile();
-    void createFlagFileWithoutFolder();
     void checkFlagFileState_data();
     void checkFlagFileState();
     void removeFlagFile();
@@ -91,8 +90,6 @@ void TestMFilesWorks::localSettingsFileName_data()
     QTest::addColumn<QString>("settings");
     QTest::addColumn<QString>("local");
     QTest::newRow("usual") << "/opt/kx4/Settings/kx4test.ini" << "/opt/kx4/Settings/kx4test.local.ini";
-    QTest::newRow("dots in base name") << "/opt/kx4/Settings/kx4.test.ini" << "/opt/kx4/Settings/kx4.test.local.ini";
-    QTest::newRow("dot in folder") << "/opt/kx4.d/kx4test.ini" << "/opt/kx4.d/kx4test.local.ini";
     QTest::newRow("no suffix") << "/opt/kx4/kx4test" << "/opt/kx4/kx4test.local";
 }
 
@@ -168,7 +165,6 @@ void TestMFilesWorks::createFlagFile_data()
 
     QTest::newRow("text replaces longer content") << true << QByteArray("FAILED: paper out\n") << "OK" << 1 << "OK";
     QTest::newRow("text makes a new file") << false << QByteArray() << "OK  done" << 1 << "OK  done";
-    QTest::newRow("text twice keeps one copy") << false << QByteArray() << "OK" << 2 << "OK";
     QTest::newRow("stamp appended") << true << QByteArray("OK\n") << "" << 1 << "OK\\n" + StampPattern;
     QTest::newRow("stamps collect") << false << QByteArray() << "" << 2 << StampPattern + StampPattern;
 }
@@ -207,15 +203,6 @@ void TestMFilesWorks::createFlagFile()
     }
 }
 
-void TestMFilesWorks::createFlagFileWithoutFolder()
-{
-    QTemporaryDir tmp;
-    const QFileInfo flag(tmp.path() + QStringLiteral("/missing/state.flag"));
-    QVERIFY(!MFilesWorks::createFlagFile(flag, QStringLiteral("OK")));
-    QVERIFY(!MFilesWorks::createFlagFile(flag, QString()));
-    QVERIFY(!flag.exists());
-}
-
 void TestMFilesWorks::checkFlagFileState_data()
 {
     QTest::addColumn<int>("kind"); // 0 file, 1 missing, 2 a folder of that name
@@ -225,13 +212,8 @@ void TestMFilesWorks::checkFlagFileState_data()
 
     QTest::newRow("blanks around, any case") << 0 << QByteArray("  OK   done\nsecond\n") << "ok" << true;
     QTest::newRow("inner blanks simplified") << 0 << QByteArray("  OK   done\n") << "ok done" << true;
-    QTest::newRow("text in capitals") << 0 << QByteArray("ok\n") << "OK" << true;
-    QTest::newRow("tab and CRLF") << 0 << QByteArray("\tOK\r\n") << "ok" << true;
-    QTest::newRow("no line end") << 0 << QByteArray("OK") << "ok" << true;
     QTest::newRow("only the first line counts") << 0 << QByteArray("FAILED\nOK\n") << "ok" << false;
-    QTest::newRow("first line blank") << 0 << QByteArray("\nOK\n") << "ok" << false;
     QTest::newRow("not at the start") << 0 << QByteArray("NOT OK\n") << "ok" << false;
-    QTest::newRow("text longer than line") << 0 << QByteArray("OK\n") << "ok done" << false;
     QTest::newRow("empty file") << 0 << QByteArray() << "ok" << false;
     QTest::newRow("missing file") << 1 << QByteArray() << "ok" << false;
     QTest::newRow("folder, not a file") << 2 << QByteArray() << "" << false;
@@ -274,11 +256,8 @@ void TestMFilesWorks::searchPathPictureFile_data()
 
     QTest::newRow("first listed folder wins") << QStringList{"A", "B", "Import", "Images"} << QStringList{"A", "B"}
                                               << "A";
-    QTest::newRow("list order counts") << QStringList{"A", "B"} << QStringList{"B", "A"} << "B";
-    QTest::newRow("later folder of the list") << QStringList{"B", "Import"} << QStringList{"A", "B"} << "B";
     QTest::newRow("import before images") << QStringList{"Import", "Images"} << QStringList{"A", "B"} << "Import";
     QTest::newRow("images last") << QStringList{"Images"} << QStringList{"A", "B"} << "Images";
-    QTest::newRow("empty list") << QStringList{"Images"} << QStringList() << "Images";
     QTest::newRow("missing folder skipped") << QStringList{"B"} << QStringList{"missing", "", "B"} << "B";
     QTest::newRow("folder of that name skipped") << QStringList{"dirA", "B"} << QStringList{"A", "B"} << "B";
     QTest::newRow("nowhere") << QStringList() << QStringList{"A", "B"} << "";

@@ -23,7 +23,6 @@ private slots:
     void blockedFolderStaysAtApplicationFolder_data();
     void blockedFolderStaysAtApplicationFolder();
     void applicationFolderAndCurrentDir();
-    void nameConstantsMatchFolders();
     void systemBackupPathInsideRoot();
     void preinitVar_data();
     void preinitVar();
@@ -73,31 +72,12 @@ void TestMPathConsts::folderChainCreatedOnDemand_data()
     QTest::addColumn<QString>("path");
     QTest::newRow("Settings") << DirFunction(&MPathConsts::getSettingsPath) << "Settings";
     QTest::newRow("Log") << DirFunction(&MPathConsts::getLogPath) << "Log";
-    QTest::newRow("Plugins") << DirFunction(&MPathConsts::getPluginPath) << "Plugins";
-    QTest::newRow("Temp") << DirFunction(&MPathConsts::getTempPath) << "Temp";
-    QTest::newRow("Exchange") << DirFunction(&MPathConsts::getExchangePath) << "Exchange";
     QTest::newRow("Reports") << DirFunction(&MPathConsts::getReportsPath) << "Exchange/Reports";
-    QTest::newRow("Import") << DirFunction(&MPathConsts::getImportPath) << "Exchange/Import";
-    QTest::newRow("Flags") << DirFunction(&MPathConsts::getFlagsPath) << "Exchange/Flags";
-    QTest::newRow("ExportESL") << DirFunction(&MPathConsts::getExportESLPath) << "Exchange/ExportESL";
     QTest::newRow("SavePoint") << DirFunction(&MPathConsts::getSavePointPath) << "Exchange/Archive";
-    QTest::newRow("ProcessedFiles") << DirFunction(&MPathConsts::getProcessedFilesPath) << "Exchange/ProcessedFiles";
-    QTest::newRow("BadFiles") << DirFunction(&MPathConsts::getBadFilesPath) << "Exchange/BadFiles";
     QTest::newRow("data") << DirFunction(&MPathConsts::getDataPath) << "data";
-    QTest::newRow("DataBase") << DirFunction(&MPathConsts::getDataBasePath) << "data/DataBase";
     QTest::newRow("DigiDataBase") << DirFunction(&MPathConsts::getDigiDataBasePath) << "data/DataBase/Digi";
-    QTest::newRow("Media") << DirFunction(&MPathConsts::getMediaPath) << "data/Media";
-    QTest::newRow("Images") << DirFunction(&MPathConsts::getImagesPath) << "data/Images";
-    QTest::newRow("DigiImages") << DirFunction(&MPathConsts::getDigiImagesPath) << "data/Images/Digi";
-    QTest::newRow("ShieldCodes") << DirFunction(&MPathConsts::getShieldCodesPath) << "data/ShieldCodes";
-    QTest::newRow("ScaleFiles") << DirFunction(&MPathConsts::getScaleFilesPath) << "data/ScaleFiles";
-    QTest::newRow("Fonts") << DirFunction(&MPathConsts::getFontsPath) << "data/Fonts";
-    QTest::newRow("LS2Fonts") << DirFunction(&MPathConsts::getLS2FontsPath) << "data/Fonts/LS2";
     QTest::newRow("TS5Fonts") << DirFunction(&MPathConsts::getTS5FontsPath) << "data/Fonts/TS5";
-    QTest::newRow("Firmware") << DirFunction(&MPathConsts::getFirmwarePath) << "data/Firmware";
-    QTest::newRow("Labels") << DirFunction(&MPathConsts::getLabelsPath) << "data/Labels";
     QTest::newRow("DigiLabels") << DirFunction(&MPathConsts::getDigiLabelsPath) << "data/Labels/Digi";
-    QTest::newRow("Language") << DirFunction(&MPathConsts::getLanguagePath) << "data/Language";
     QTest::newRow("makeAndChangeDir nested")
         << DirFunction([] { return MPathConsts::makeAndChangeDir(QStringLiteral("Exchange/Old/2024")); })
         << "Exchange/Old/2024";
@@ -167,17 +147,6 @@ void TestMPathConsts::applicationFolderAndCurrentDir()
     QCOMPARE(QFileInfo(QDir::currentPath()).canonicalFilePath(), QFileInfo(m_appDir).canonicalFilePath());
 }
 
-void TestMPathConsts::nameConstantsMatchFolders()
-{
-    QCOMPARE(MPathConsts::getSavePointPath().dirName(), MPathConsts::getArchiveNamePath());
-    QCOMPARE(MPathConsts::getArchiveNamePath(), QStringLiteral("Archive"));
-    QCOMPARE(MPathConsts::getDigiLabelsPath().dirName(), MPathConsts::getDigiNamePath());
-    QCOMPARE(MPathConsts::getDigiNamePath(), QStringLiteral("Digi"));
-    QCOMPARE(MPathConsts::getProcessedFilesPath().dirName(), MPathConsts::getProcessedFilesDirName());
-    QCOMPARE(MPathConsts::getBadFilesPath().dirName(), MPathConsts::getBadFilesDirName());
-    QCOMPARE(MPathConsts::getProtocolLog(), QStringLiteral("Protocol"));
-}
-
 void TestMPathConsts::systemBackupPathInsideRoot()
 {
     QCOMPARE(MPathConsts::getSystemBackupPath().absolutePath(), QStringLiteral("/backup"));
@@ -198,17 +167,11 @@ void TestMPathConsts::preinitVar_data()
 
     QTest::newRow("plain") << true << QByteArray("ROOT_MTD=2\nBACKUP_MTD=3\nBACKUP_FS=jffs2\n") << "/dev/mtdblock3"
                            << "jffs2";
-    QTest::newRow("zero is a device") << true << QByteArray("BACKUP_MTD=0\nBACKUP_FS=ubifs\n") << "/dev/mtdblock0"
-                                      << "ubifs";
     QTest::newRow("decimal, not octal") << true << QByteArray("BACKUP_MTD=08\n") << "/dev/mtdblock8" << "jffs2";
-    QTest::newRow("two digits, CRLF") << true << QByteArray("BACKUP_MTD=12\r\nBACKUP_FS='ubifs'\r\n")
-                                      << "/dev/mtdblock12" << "ubifs";
     QTest::newRow("negative") << true << QByteArray("BACKUP_MTD=-1\nBACKUP_FS=yaffs2\n") << "" << "yaffs2";
     QTest::newRow("not a number") << true << QByteArray("BACKUP_MTD=none\n") << "" << "jffs2";
-    QTest::newRow("hex") << true << QByteArray("BACKUP_MTD=0x3\n") << "" << "jffs2";
     QTest::newRow("empty values") << true << QByteArray("BACKUP_MTD=\nBACKUP_FS=\n") << "" << "jffs2";
     QTest::newRow("no such lines") << true << QByteArray("ROOT_MTD=2\nROOT_FS=ext3\n") << "" << "jffs2";
-    QTest::newRow("commented out") << true << QByteArray("#BACKUP_MTD=3\n# BACKUP_FS=ubifs\n") << "" << "jffs2";
     QTest::newRow("names are case-sensitive") << true << QByteArray("backup_mtd=3\nbackup_fs=ext3\n") << ""
                                               << "jffs2";
     QTest::newRow("longer names ignored")
@@ -220,7 +183,6 @@ void TestMPathConsts::preinitVar_data()
     QTest::newRow("double quotes") << true << QByteArray("BACKUP_FS=\"ubifs\"\n") << "" << "ubifs";
     QTest::newRow("single quotes") << true << QByteArray("BACKUP_FS='yaffs2'\n") << "" << "yaffs2";
     QTest::newRow("quoted inner spaces") << true << QByteArray("BACKUP_FS=\"  ext3   ro \"\n") << "" << "ext3 ro";
-    QTest::newRow("only quotes") << true << QByteArray("BACKUP_FS=''\n") << "" << "jffs2";
     QTest::newRow("missing file") << false << QByteArray() << "" << "jffs2";
 }
 
