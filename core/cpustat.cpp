@@ -4,9 +4,9 @@
 
 #include <cstdio>
 
+const QString CPU_USE_PATH = QStringLiteral("/proc/stat");
+
 namespace {
-// The kernel's statistics; resolved through the system root when read.
-const char *const CPU_USE_PATH = "/proc/stat";
 const int DefaultRefreshMs = 1500;
 
 // Integer percent of part/whole, 0 when nothing was counted. Computed in 64
@@ -22,7 +22,7 @@ int percent(quint32 part, quint32 whole)
 CPUStat::CPUStat(QObject *parent)
     : QObject(parent)
     , timer(this)
-    , path(QString::fromLatin1(CPU_USE_PATH))
+    , path(CPU_USE_PATH)
 {
     connect(&timer, &QTimer::timeout, this, &CPUStat::onTimer);
     setRefreshTime(DefaultRefreshMs);

@@ -10,6 +10,10 @@
 #include <QString>
 #include <QTimer>
 
+// The kernel's statistics file (logical path, resolved through MSystemRoot
+// when read).
+extern const QString CPU_USE_PATH;
+
 class CPUStat : public QObject
 {
     Q_OBJECT

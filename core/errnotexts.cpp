@@ -1,5 +1,7 @@
 #include "errnotexts.h"
 
+#include <QCoreApplication>
+
 namespace {
 const char *const kTexts[] = {
     QT_TRANSLATE_NOOP("ErrnoTexts", "Operation not permitted"),
@@ -50,6 +52,12 @@ const char *text(int code)
 const char *notFound()
 {
     return QT_TRANSLATE_NOOP("ErrnoTexts", "No error code found!");
+}
+
+QString translated(int code)
+{
+    const char *t = text(code);
+    return QCoreApplication::translate("ErrnoTexts", t ? t : notFound());
 }
 
 }

@@ -104,8 +104,7 @@ QString LinuxFunction::getCommadLineLinuxKernel()
 
 QString LinuxFunction::errnoToString(int code)
 {
-    const char *text = ErrnoTexts::text(code);
-    return tr(text ? text : ErrnoTexts::notFound());
+    return ErrnoTexts::translated(code);
 }
 
 int LinuxFunction::startCalibrate(QString file)

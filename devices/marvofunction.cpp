@@ -37,7 +37,6 @@ const QString BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8 = QStringLiteral("
 const QString BRIGHTNESS_CONTROL__CURRENT = QStringLiteral("actual_brightness");
 const QString BRIGHTNESS_CONTROL__BRIGHTNESS = QStringLiteral("brightness");
 const QString BRIGHTNESS_CONTROL__MAX_BRIGHTNESS = QStringLiteral("max_brightness");
-const QString CPU_USE_PATH = QStringLiteral("/proc/stat");
 
 const unsigned char BuzzerTypeStr[6][5] = {
     {3, 0x03, 0x03, 0x03, 0},
@@ -50,8 +49,7 @@ const unsigned char BuzzerTypeStr[6][5] = {
 
 QString MarvoFunction::errnoToString(int code)
 {
-    const char *text = ErrnoTexts::text(code);
-    return tr(text ? text : ErrnoTexts::notFound());
+    return ErrnoTexts::translated(code);
 }
 
 bool MarvoFunction::isCortexA9CPU()
@@ -127,7 +125,7 @@ void MarvoFunction::beepThree(int durationMs) { intBeep(QByteArray(1, '\x03'), d
 void MarvoFunction::beepError(int durationMs) { intBeep(QByteArray(1, '\x04'), durationMs); }
 void MarvoFunction::beepOnKeyPress(int durationMs) { beepOne(durationMs); }
 
-void MarvoFunction::beep(int type, int durationMs)
+void MarvoFunction::beep(BUZZERTYPE type, int durationMs)
 {
     const unsigned char *row = BuzzerTypeStr[type];
     intBeep(QByteArray(reinterpret_cast<const char *>(row + 1), row[0]), durationMs);

@@ -33,6 +33,7 @@ extern const QString BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8;
 extern const QString BRIGHTNESS_CONTROL__CURRENT;
 extern const QString BRIGHTNESS_CONTROL__BRIGHTNESS;
 extern const QString BRIGHTNESS_CONTROL__MAX_BRIGHTNESS;
+// Defined with the CPU load reader (core/cpustat.cpp), which reads it.
 extern const QString CPU_USE_PATH;
 
 // ioctl requests of the terminal's drivers.
@@ -77,7 +78,8 @@ public:
     static void beepThree(int durationMs);
     static void beepError(int durationMs);
     static void beepOnKeyPress(int durationMs);
-    static void beep(int type, int durationMs);
+    // No range check: `type` must be a BUZZERTYPE value.
+    static void beep(BUZZERTYPE type, int durationMs);
 
     static bool touchBeep(bool on);
     static bool touchBeepOn();

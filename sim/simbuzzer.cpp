@@ -14,23 +14,29 @@ int SimBuzzer::ioctl(Channel &channel, unsigned long request, void *arg)
         errno = EFAULT;
         return -1;
     }
-    channel.pendingValues.append(*static_cast<const int *>(arg));
+    // Patterns written before this request still play at the old duration.
+    collect(channel);
+    channel.pendingValues = {*static_cast<const int *>(arg)};
     return 0;
+}
+
+void SimBuzzer::collect(Channel &channel)
+{
+    // The duration is the descriptor's state: each write plays at the one
+    // set last before it, or at the driver's default (0 here) when none was.
+    const int duration = channel.pendingValues.value(0, 0);
+    for (const QByteArray &pattern : drainRecords(channel)) {
+        Beep b;
+        b.pattern = pattern;
+        b.durationMs = duration;
+        m_beeps.append(b);
+    }
 }
 
 void SimBuzzer::collect()
 {
-    // A write pairs with the duration set last on the same descriptor; a
-    // write without one plays at the driver's default (0 here).
-    for (Channel &c : channels) {
-        for (const QByteArray &pattern : drainRecords(c)) {
-            Beep b;
-            b.pattern = pattern;
-            if (!c.pendingValues.isEmpty())
-                b.durationMs = c.pendingValues.takeFirst();
-            m_beeps.append(b);
-        }
-    }
+    for (Channel &c : channels)
+        collect(c);
     pruneClosedChannels();
 }
 

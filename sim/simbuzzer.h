@@ -1,6 +1,11 @@
-// The buzzer driver (/dev/buzzer): an ioctl sets the next beep's duration,
-// then each write() is one beep pattern (a beep count per byte, 0x04 the
-// error sound).
+// The buzzer driver (/dev/buzzer): ioctl 0x40044201 (pointer to an int)
+// sets the descriptor's beep duration in ms, then each write() is one beep
+// pattern (a beep count per byte, 0x04 the error sound) played at the
+// duration set before it. Other requests fail with ENOTTY.
+//
+//     auto *buzzer = sim.add<SimBuzzer>();
+//     MarvoFunction::beepTwo(0);
+//     QCOMPARE(buzzer->beeps().last().durationMs, 4000);
 #pragma once
 
 #include "simdevice.h"
@@ -25,6 +30,7 @@ protected:
 
 private:
     void collect();
+    void collect(Channel &channel);
 
     QList<Beep> m_beeps;
 };

@@ -1,21 +1,34 @@
 // One simulated peripheral: the model behind one device node.
 //
 // How a model is added (every device of the simulated terminal follows this):
-//  1. Derive from SimDevice, passing the node's logical path ("/dev/magcard0").
+//  1. Create sim/simX.h and sim/simX.cpp (the build picks up every file of
+//     the folder) with a class derived from SimDevice, passing the node's
+//     logical path constant from the device layer (VFDDISPLAY_DEVICE_NAME),
+//     never a host path.
 //  2. Decide what the program's descriptor is. The default open() hands out one
 //     end of a SOCK_SEQPACKET socket pair and keeps the other end as the
 //     model's end of that Channel: each write() of the program arrives as one
 //     record (drainRecords()), each record the model sends (sendRecord()) is
 //     one read() for the program, and a blocking read blocks for real.
-//     Override open() for another kind of descriptor.
-//  3. Override ioctl() and answer the driver's request numbers with the
-//     driver's argument layout; anything unknown must fail with ENOTTY (what
-//     the base class does).
+//     Override open() for another kind of real descriptor (a pseudo-terminal
+//     for a serial device, a FIFO) and keep its model end yourself.
+//  3. Override ioctl() and answer the driver's request numbers (the device
+//     layer's MARVO_IOCTL_* constants) with the driver's argument layout:
+//     `arg` is the program's pointer, or the value itself for by-value
+//     requests. Set errno and return -1 as the driver would; anything unknown
+//     must go to SimDevice::ioctl(), which fails with ENOTTY.
 //  4. Offer a control API in the driver's terms for tests and the control
 //     panel (swipe(), attachKey(), setKickRefused(), ...) plus read-back of
 //     what the program sent. Guard model state with `mutex`: the program's
-//     threads call in through the kernel boundary.
-//  5. Tests add it to a SimTerminal in one line: `auto *m = sim.add<SimX>();`.
+//     threads call in through the kernel boundary. open() and ioctl() are
+//     already called with it held.
+//  5. Say in the class's header comment which requests and records it
+//     understands and show a three-line use, as SimBuzzer and
+//     SimPeripheralPower do.
+//  6. Tests add it to a SimTerminal in one line: `auto *m = sim.add<SimX>();`.
+//
+// Every model inherits setPresent() (unplug), setOpenError() (the driver's
+// open fails with that errno) and setHandOutDescriptorZero().
 //
 // The node is an empty placeholder file inside the system root, so the
 // program's existence checks see it; setPresent(false) removes it (device

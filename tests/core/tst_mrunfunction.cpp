@@ -58,6 +58,7 @@ private slots:
     void argumentList();
     void hostileArgumentsStayText();
     void detachedStart();
+    void homeFromKovaDir_data();
     void homeFromKovaDir();
     void homeDefaultsToApplicationFolder_data();
     void homeDefaultsToApplicationFolder();
@@ -195,9 +196,27 @@ void TestMRunFunction::detachedStart()
     QCOMPARE(r.kovaDir, QDir(m_home->path()).absolutePath());
 }
 
+void TestMRunFunction::homeFromKovaDir_data()
+{
+    QTest::addColumn<int>("form"); // how KOVADIR names the hostile home folder
+    QTest::newRow("absolute") << 0;
+    QTest::newRow("relative to the working folder") << 1;
+    QTest::newRow("with a trailing slash") << 2;
+}
+
 void TestMRunFunction::homeFromKovaDir()
 {
+    QFETCH(int, form);
     writeScript(m_home->path(), QStringLiteral("launcher"), RecorderScript);
+    QString kovaDir = m_home->path();
+    if (form == 1) {
+        QDir::setCurrent(QDir::tempPath());
+        kovaDir = QDir::current().relativeFilePath(m_home->path());
+        QVERIFY(QDir::isRelativePath(kovaDir));
+    } else if (form == 2) {
+        kovaDir += QLatin1Char('/');
+    }
+    qputenv("KOVADIR", QFile::encodeName(kovaDir));
     // The test's own working folder differs from the home folder: the child
     // must be moved there, not inherit ours.
     QVERIFY(QDir::current().canonicalPath() != QFileInfo(m_home->path()).canonicalFilePath());
@@ -205,8 +224,12 @@ void TestMRunFunction::homeFromKovaDir()
     const Record r = readRecord();
     QVERIFY(r.valid);
     QCOMPARE(r.cwd, QFileInfo(m_home->path()).canonicalFilePath());
+    // The child gets the folder as an absolute path, which means the same
+    // from its own working folder.
     QCOMPARE(r.kovaDir, QDir(m_home->path()).absolutePath());
-    QVERIFY(!QFile::exists(QDir(m_home->path()).filePath(QStringLiteral("pwned"))));
+    QCOMPARE(MRunFunction::homeDir(), QDir(m_home->path()).absolutePath());
+    for (const QString &dir : {m_home->path(), QDir::currentPath(), QDir::tempPath()})
+        QVERIFY(!QFile::exists(QDir(dir).filePath(QStringLiteral("pwned"))));
 }
 
 void TestMRunFunction::homeDefaultsToApplicationFolder_data()

@@ -1,14 +1,18 @@
+#include "linuxfunction.h"
 #include "marvofunction.h"
 #include "mkernel.h"
 #include "simbacklight.h"
 #include "simbuzzer.h"
 #include "simcustomerdisplay.h"
+#include "simperipheralpower.h"
 #include "simterminal.h"
 #include "simtouchsound.h"
 
+#include <QTranslator>
 #include <QtTest>
 
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -18,17 +22,25 @@ class TestMarvoFunction : public QObject
 private slots:
     void errnoToString_data();
     void errnoToString();
+    void errnoToStringTranslated();
     void isCortexA9CPU_data();
     void isCortexA9CPU();
 
     void getDeviceHandleMissingNode();
     void getDeviceHandleOpenFails();
+    void getDeviceHandleFlags();
+    void getDeviceHandleUnservedNode();
+    void closeDeviceHandle_data();
+    void closeDeviceHandle();
+    void unknownIoctl_data();
+    void unknownIoctl();
 
     void beepDuration_data();
     void beepDuration();
     void beepPattern_data();
     void beepPattern();
     void beepWithoutBuzzer();
+    void beepOnDescriptorZero();
 
     void touchBeep_data();
     void touchBeep();
@@ -53,12 +65,24 @@ void TestMarvoFunction::errnoToString_data()
 {
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("text");
-    QTest::newRow("0") << 0 << "No error code found!";
-    QTest::newRow("EPERM") << 1 << "Operation not permitted";
-    QTest::newRow("ENOMEM") << 12 << "Out of memory";
-    QTest::newRow("ERANGE") << 34 << "Math result not representable";
-    QTest::newRow("35") << 35 << "No error code found!";
-    QTest::newRow("-1") << -1 << "No error code found!";
+    // The kernel's base list, EPERM (1) to ERANGE (34), in order.
+    const char *const kernelTexts[] = {
+        "Operation not permitted", "No such file or directory", "No such process", "Interrupted system call",
+        "I/O error", "No such device or address", "Argument list too long", "Exec format error",
+        "Bad file number", "No child processes", "Try again", "Out of memory", "Permission denied",
+        "Bad address", "Block device required", "Device or resource busy", "File exists",
+        "Cross-device link", "No such device", "Not a directory", "Is a directory", "Invalid argument",
+        "File table overflow", "Too many open files", "Not a typewriter", "Text file busy", "File too large",
+        "No space left on device", "Illegal seek", "Read-only file system", "Too many links", "Broken pipe",
+        "Math argument out of domain of func", "Math result not representable"};
+    int code = 0;
+    for (const char *text : kernelTexts) {
+        ++code;
+        QTest::addRow("%d", code) << code << QString::fromLatin1(text);
+    }
+    QCOMPARE(code, 34);
+    for (int other : {0, 35, -1, 36, 133, INT_MIN, INT_MAX})
+        QTest::addRow("%d", other) << other << "No error code found!";
 }
 
 void TestMarvoFunction::errnoToString()
@@ -66,6 +90,39 @@ void TestMarvoFunction::errnoToString()
     QFETCH(int, code);
     QFETCH(QString, text);
     QCOMPARE(MarvoFunction::errnoToString(code), text);
+}
+
+namespace {
+// Answers every text of one context with the text in brackets.
+class BracketTranslator : public QTranslator
+{
+public:
+    explicit BracketTranslator(const char *context) : m_context(context) {}
+    bool isEmpty() const override { return false; }
+    QString translate(const char *context, const char *sourceText, const char *, int) const override
+    {
+        return qstrcmp(context, m_context) == 0 ? QStringLiteral("[%1]").arg(QString::fromLatin1(sourceText))
+                                                : QString();
+    }
+
+private:
+    const char *m_context;
+};
+} // namespace
+
+void TestMarvoFunction::errnoToStringTranslated()
+{
+    // The texts are marked for translation as "ErrnoTexts"; a translation
+    // made from them must be found.
+    BracketTranslator translator("ErrnoTexts");
+    QVERIFY(QCoreApplication::installTranslator(&translator));
+    const QString memory = MarvoFunction::errnoToString(12);
+    const QString none = MarvoFunction::errnoToString(0);
+    const QString utility = LinuxFunction::errnoToString(25);
+    QCoreApplication::removeTranslator(&translator);
+    QCOMPARE(memory, QStringLiteral("[Out of memory]"));
+    QCOMPARE(none, QStringLiteral("[No error code found!]"));
+    QCOMPARE(utility, QStringLiteral("[Not a typewriter]"));
 }
 
 void TestMarvoFunction::isCortexA9CPU_data()
@@ -108,6 +165,11 @@ void TestMarvoFunction::getDeviceHandleMissingNode()
     QString err = QStringLiteral("stale");
     QCOMPARE(MarvoFunction::getDeviceHandle(QStringLiteral("/dev/x"), err), -1);
     QCOMPARE(err, QStringLiteral("MarvoFunction: DeviceFile error."));
+    // Names are looked up inside the system root, never on this machine.
+    QVERIFY(QFile::exists(QStringLiteral("/dev/null")));
+    err.clear();
+    QCOMPARE(MarvoFunction::getDeviceHandle(QStringLiteral("/dev/null"), err), -1);
+    QCOMPARE(err, QStringLiteral("MarvoFunction: DeviceFile error."));
 }
 
 void TestMarvoFunction::getDeviceHandleOpenFails()
@@ -120,6 +182,115 @@ void TestMarvoFunction::getDeviceHandleOpenFails()
     QVERIFY(fd < 0);
     QCOMPARE(fd, -1);
     QCOMPARE(err, QStringLiteral("MarvoFunction: OpenDevice /dev/x error."));
+}
+
+namespace {
+// A node that remembers the flags of every open.
+class FlagRecorder : public SimDevice
+{
+public:
+    FlagRecorder() : SimDevice(QStringLiteral("/dev/flags0")) {}
+    QList<int> flags;
+
+protected:
+    int open(int f) override
+    {
+        flags << f;
+        return SimDevice::open(f);
+    }
+};
+} // namespace
+
+void TestMarvoFunction::getDeviceHandleFlags()
+{
+    // Read-write and blocking: the workers block in read() for their records.
+    SimTerminal sim;
+    auto *node = sim.add<FlagRecorder>();
+    QString err = QStringLiteral("stale");
+    int fd = MarvoFunction::getDeviceHandle(QStringLiteral("/dev/flags0"), err);
+    QVERIFY(fd > 0);
+    QCOMPARE(err, QString());
+    QCOMPARE(node->flags, QList<int>{O_RDWR});
+    QCOMPARE(::fcntl(fd, F_GETFL) & O_NONBLOCK, 0);
+    MarvoFunction::closeDeviceHandle(fd);
+}
+
+void TestMarvoFunction::getDeviceHandleUnservedNode()
+{
+    // A node no model owns is opened by the kernel, inside the system root.
+    SimTerminal sim;
+    QVERIFY(sim.writeFile(QStringLiteral("/dev/ttyS9"), "abc"));
+    QString err;
+    int fd = MarvoFunction::getDeviceHandle(QStringLiteral("/dev/ttyS9"), err);
+    QVERIFY2(fd > 0, qPrintable(err));
+    char buf[8] = {};
+    QCOMPARE(::read(fd, buf, sizeof buf), ssize_t(3));
+    QCOMPARE(QByteArray(buf), QByteArray("abc"));
+    MarvoFunction::closeDeviceHandle(fd);
+}
+
+void TestMarvoFunction::closeDeviceHandle_data()
+{
+    QTest::addColumn<int>("kind"); // 0: a real descriptor, 1: descriptor 0, 2: negative
+    QTest::newRow("open descriptor") << 0;
+    QTest::newRow("descriptor 0") << 1;
+    QTest::newRow("negative") << 2;
+}
+
+void TestMarvoFunction::closeDeviceHandle()
+{
+    QFETCH(int, kind);
+    int pipeFds[2] = {-1, -1};
+    QVERIFY(::pipe(pipeFds) == 0);
+    const bool stdinOpen = ::fcntl(0, F_GETFD) >= 0;
+    int fd = kind == 0 ? pipeFds[0] : kind == 1 ? 0 : -5;
+    const int before = fd;
+    QVERIFY(MarvoFunction::closeDeviceHandle(fd));
+    QCOMPARE(fd, before); // the caller's variable is not reset
+    if (kind == 0) {
+        QCOMPARE(::fcntl(pipeFds[0], F_GETFD), -1);
+        QCOMPARE(errno, EBADF);
+    } else {
+        QCOMPARE(::fcntl(0, F_GETFD) >= 0, stdinOpen);
+        ::close(pipeFds[0]);
+    }
+    ::close(pipeFds[1]);
+}
+
+void TestMarvoFunction::unknownIoctl_data()
+{
+    QTest::addColumn<QString>("node");
+    QTest::addColumn<qulonglong>("request");
+    QTest::newRow("buzzer, next number") << BUZZER_DEVICE_NAME << qulonglong(0x40044202);
+    QTest::newRow("buzzer, display request") << BUZZER_DEVICE_NAME << qulonglong(MARVO_IOCTL_DISPLAY);
+    QTest::newRow("display, buzzer request") << VFDDISPLAY_DEVICE_NAME << qulonglong(MARVO_IOCTL_BUZZER_DURATION);
+    QTest::newRow("display, read direction") << VFDDISPLAY_DEVICE_NAME << qulonglong(0x80046301);
+    QTest::newRow("power, display request") << POWERS_DEVICE_NAME << qulonglong(MARVO_IOCTL_DISPLAY);
+    QTest::newRow("power, terminal request") << POWERS_DEVICE_NAME << qulonglong(0x5401); // TCGETS
+}
+
+void TestMarvoFunction::unknownIoctl()
+{
+    QFETCH(QString, node);
+    QFETCH(qulonglong, request);
+    SimTerminal sim;
+    auto *buzzer = sim.add<SimBuzzer>();
+    auto *display = sim.add<SimCustomerDisplay>();
+    auto *power = sim.add<SimPeripheralPower>();
+    QString err;
+    int fd = MarvoFunction::getDeviceHandle(node, err);
+    QVERIFY2(fd > 0, qPrintable(err));
+    int value = 1234;
+    errno = 0;
+    QCOMPARE(MKernel::ioctl(fd, static_cast<unsigned long>(request), &value), -1);
+    QCOMPARE(errno, ENOTTY);
+    MarvoFunction::closeDeviceHandle(fd);
+    // Refused requests leave nothing behind in any model.
+    QVERIFY(buzzer->beeps().isEmpty());
+    QVERIFY(display->packets().isEmpty());
+    QCOMPARE(display->refusedPackets(), 0);
+    QCOMPARE(power->kickCount() + power->refusedKickCount(), 0);
+    QVERIFY(power->modemPowerRequests().isEmpty());
 }
 
 void TestMarvoFunction::beepDuration_data()
@@ -165,7 +336,7 @@ void TestMarvoFunction::beepPattern()
     QFETCH(QByteArray, bytes);
     SimTerminal sim;
     auto *buzzer = sim.add<SimBuzzer>();
-    MarvoFunction::beep(type, 300);
+    MarvoFunction::beep(BUZZERTYPE(type), 300);
     const auto beeps = buzzer->beeps();
     QCOMPARE(beeps.size(), 1);
     QCOMPARE(beeps[0].pattern, bytes);
@@ -177,6 +348,23 @@ void TestMarvoFunction::beepWithoutBuzzer()
     SimTerminal sim;
     QTest::ignoreMessage(QtDebugMsg, "intBeep: Fail buzzer open.");
     MarvoFunction::beepError(100);
+}
+
+void TestMarvoFunction::beepOnDescriptorZero()
+{
+    // Descriptor 0 is a valid buzzer handle for the beep (only negative
+    // results are failures), and it is not closed afterwards.
+    SimTerminal sim;
+    auto *buzzer = sim.add<SimBuzzer>();
+    buzzer->setHandOutDescriptorZero(true);
+    MarvoFunction::beepTwo(250);
+    const auto beeps = buzzer->beeps();
+    const int stillOpen = buzzer->openHandles();
+    buzzer->setHandOutDescriptorZero(false);
+    QCOMPARE(beeps.size(), 1);
+    QCOMPARE(beeps[0].durationMs, 250);
+    QCOMPARE(beeps[0].pattern, QByteArray("\x02", 1));
+    QCOMPARE(stillOpen, 1);
 }
 
 void TestMarvoFunction::touchBeep_data()
