@@ -49,10 +49,10 @@ void IButtonThread::message(const QString &text)
 
 bool IButtonThread::ReadSerialNo(int fd, char *buffer)
 {
+    buffer[0] = ReadRomCommand;
+    // A key that rocks on the contact misses a presence pulse now and then:
+    // a few quick retries keep that from reading as a key taken away.
     for (int attempt = 0; attempt < ReadAttempts; ++attempt) {
-        // The driver takes the command from the buffer itself, and a short
-        // answer may have overwritten it: put it back before every attempt.
-        buffer[0] = ReadRomCommand;
         if (::read(fd, buffer, RomAnswerSize) == RomAnswerSize)
             return true;
     }

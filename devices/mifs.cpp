@@ -12,6 +12,8 @@
 #include <unistd.h>
 
 char CardNo[32];
+unsigned char CardAppState[MIFS_CARD_STATE_SIZE];
+uint64_t CardKeySchedule[2][16];
 
 namespace {
 
@@ -55,7 +57,70 @@ void putValue(unsigned char *to, uint32_t value)
         to[i] = static_cast<unsigned char>(value >> (8 * i));
 }
 
+// Block and 32-bit value: increment and decrement.
+unsigned char valueCommand(int fd, char letter, unsigned char block, uint32_t value)
+{
+    unsigned char data[5];
+    data[0] = block;
+    putValue(data + 1, value);
+    return command(fd, letter, data, 5, nullptr);
+}
+
+// Key mode, sector and 6 key bytes: loading a key and the keyed authentication.
+unsigned char keyCommand(int fd, char letter, unsigned char mode, unsigned char sector, const unsigned char *key)
+{
+    unsigned char data[8];
+    data[0] = mode;
+    data[1] = sector;
+    put(data + 2, key, 6);
+    return command(fd, letter, data, 8, nullptr);
+}
+
+// The card applications' key: two DES keys, one after the other.
+const char CardAppKey[] = "Kx4DeskCardKey16";
+static_assert(sizeof CardAppKey == 17, "two 8-byte DES keys and the terminating zero");
+
+// DES permuted choices 1 and 2 (bit 1 is the most significant bit of the
+// key's first byte) and the left rotations of the 16 rounds.
+const unsigned char DesPc1[56] = {57, 49, 41, 33, 25, 17, 9,  1,  58, 50, 42, 34, 26, 18,
+                                  10, 2,  59, 51, 43, 35, 27, 19, 11, 3,  60, 52, 44, 36,
+                                  63, 55, 47, 39, 31, 23, 15, 7,  62, 54, 46, 38, 30, 22,
+                                  14, 6,  61, 53, 45, 37, 29, 21, 13, 5,  28, 20, 12, 4};
+const unsigned char DesPc2[48] = {14, 17, 11, 24, 1,  5,  3,  28, 15, 6,  21, 10, 23, 19, 12, 4,
+                                  26, 8,  16, 7,  27, 20, 13, 2,  41, 52, 31, 37, 47, 55, 30, 40,
+                                  51, 45, 33, 48, 44, 49, 39, 56, 34, 53, 46, 42, 50, 36, 29, 32};
+const unsigned char DesRotations[16] = {1, 1, 2, 2, 2, 2, 2, 2, 1, 2, 2, 2, 2, 2, 2, 1};
+
 } // namespace
+
+void des_key_schedule(const unsigned char *key, uint64_t *roundKeys)
+{
+    uint64_t k = 0;
+    for (int i = 0; i < 8; ++i)
+        k = (k << 8) | key[i];
+    uint64_t cd = 0; // 56 bits: C in the upper 28, D in the lower 28
+    for (unsigned char bit : DesPc1)
+        cd = (cd << 1) | ((k >> (64 - bit)) & 1);
+    uint32_t c = uint32_t(cd >> 28) & 0x0FFFFFFF;
+    uint32_t d = uint32_t(cd) & 0x0FFFFFFF;
+    for (int round = 0; round < 16; ++round) {
+        const int r = DesRotations[round];
+        c = ((c << r) | (c >> (28 - r))) & 0x0FFFFFFF;
+        d = ((d << r) | (d >> (28 - r))) & 0x0FFFFFFF;
+        const uint64_t joined = (uint64_t(c) << 28) | d;
+        uint64_t roundKey = 0;
+        for (unsigned char bit : DesPc2)
+            roundKey = (roundKey << 1) | ((joined >> (56 - bit)) & 1);
+        roundKeys[round] = roundKey;
+    }
+}
+
+void ReadWrite_Init(void)
+{
+    std::memset(CardAppState, 0, sizeof CardAppState);
+    for (int i = 0; i < 2; ++i)
+        des_key_schedule(reinterpret_cast<const unsigned char *>(CardAppKey) + 8 * i, CardKeySchedule[i]);
+}
 
 int mifs_mopendev(void)
 {
@@ -73,8 +138,7 @@ int mifs_mclosedev(int fd)
 int Mifs_opendev(void)
 {
     qDebug() << "RFIDint: open device";
-    // The card-application key schedules are prepared here on readers that
-    // run the account routines; the card test does not use them.
+    ReadWrite_Init();
     return mifs_mopendev();
 }
 
@@ -121,18 +185,12 @@ unsigned char mifs_Write(int fd, unsigned char block, const unsigned char *data)
 
 unsigned char mifs_increment(int fd, unsigned char block, uint32_t value)
 {
-    unsigned char data[5];
-    data[0] = block;
-    putValue(data + 1, value);
-    return command(fd, 'H', data, 5, nullptr);
+    return valueCommand(fd, 'H', block, value);
 }
 
 unsigned char mifs_decrement(int fd, unsigned char block, uint32_t value)
 {
-    unsigned char data[5];
-    data[0] = block;
-    putValue(data + 1, value);
-    return command(fd, 'I', data, 5, nullptr);
+    return valueCommand(fd, 'I', block, value);
 }
 
 unsigned char mifs_restore(int fd, unsigned char block)
@@ -147,11 +205,7 @@ unsigned char mifs_transfer(int fd, unsigned char block)
 
 unsigned char mifs_load_key(int fd, unsigned char mode, unsigned char sector, const unsigned char *key)
 {
-    unsigned char data[8];
-    data[0] = mode;
-    data[1] = sector;
-    put(data + 2, key, 6);
-    return command(fd, 'L', data, 8, nullptr);
+    return keyCommand(fd, 'L', mode, sector, key);
 }
 
 unsigned char mifs_reset(int fd, unsigned char param)
@@ -232,11 +286,7 @@ unsigned char mifs_Authentication2(int fd, unsigned char p1, unsigned char p2, u
 
 unsigned char mifs_Authentication3(int fd, unsigned char mode, unsigned char sector, const unsigned char *key)
 {
-    unsigned char data[8];
-    data[0] = mode;
-    data[1] = sector;
-    put(data + 2, key, 6);
-    return command(fd, 's', data, 8, nullptr);
+    return keyCommand(fd, 's', mode, sector, key);
 }
 
 unsigned char mifs_Cascanticoll(int fd, unsigned char p1, unsigned char p2, unsigned char *reply)

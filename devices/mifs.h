@@ -28,6 +28,12 @@
 //
 // CardNo is the process-wide card number buffer that the contactless test
 // fills through ReadCardNoA: 8 lower-case hex digits and a terminating zero.
+//
+// Beside the commands sits the working state of the card applications
+// (account and store-number blocks protected with DES; the card test never
+// touches them): CardAppState and the two DES key schedules in
+// CardKeySchedule, derived from the program's card key. ReadWrite_Init()
+// resets both; Mifs_opendev() does so each time it opens the reader.
 #pragma once
 
 #include <cstdint>
@@ -47,16 +53,25 @@ enum {
     MIFS_READCARD_CONFIG_FAILED = 11,
     MIFS_READCARD_REQUEST_FAILED = 12,
     MIFS_READCARD_ANTICOLL_FAILED = 13,
+    MIFS_CARD_STATE_SIZE = 94,
 };
 
 extern "C" {
 
 extern char CardNo[32];
+extern unsigned char CardAppState[MIFS_CARD_STATE_SIZE];
+// Two DES key schedules: 16 round keys of 48 bits each, in the low bits.
+extern uint64_t CardKeySchedule[2][16];
+
+// Clears CardAppState and derives CardKeySchedule from the card key.
+void ReadWrite_Init(void);
+// The 16 DES round keys of the 8-byte `key` (parity bits ignored).
+void des_key_schedule(const unsigned char *key, uint64_t *roundKeys);
 
 // Opens /dev/rfid0 read-write: the descriptor, or a negative value.
 int mifs_mopendev(void);
 int mifs_mclosedev(int fd);
-// The same open with the reader layer's debug line.
+// The same open with the reader layer's debug line, after ReadWrite_Init().
 int Mifs_opendev(void);
 
 unsigned char mifs_request(int fd, unsigned char mode, unsigned char *reply);

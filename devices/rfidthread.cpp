@@ -71,6 +71,9 @@ void RFIDThread::run()
 
         QString lastCardNo;
         while (m_running.load()) {
+            // The card-application state was prepared when the reader was
+            // opened; reading the number needs none of it, so it is not
+            // prepared again on every poll.
             const int r = ReadCardNoA(fd, CardNo);
             if (r != 0) {
                 // No card, or it did not answer every step: either way the

@@ -31,8 +31,7 @@ QByteArray SimMagReader::record(int length1, int length2, int length3,
 
 int SimMagReader::swipe(const QByteArray &track1, const QByteArray &track2, const QByteArray &track3)
 {
-    return swipe(trackText(track1).size(), trackText(track2).size(), trackText(track3).size(),
-                 track1, track2, track3);
+    return swipeShort(RecordSize, track1, track2, track3);
 }
 
 int SimMagReader::swipe(int length1, int length2, int length3,
@@ -41,12 +40,17 @@ int SimMagReader::swipe(int length1, int length2, int length3,
     return deliver(record(length1, length2, length3, track1, track2, track3));
 }
 
-int SimMagReader::failNextRead(int bytes)
+int SimMagReader::swipeShort(int bytes, const QByteArray &track1, const QByteArray &track2,
+                             const QByteArray &track3)
 {
-    // What is cut short looks like a real swipe, so a reader that took a
-    // partial record for one would show it.
-    const QByteArray full = record(8, 8, 8, "PARTIAL1", "PARTIAL2", "PARTIAL3");
-    return deliver(full.left(qBound(0, bytes, RecordSize - 1)));
+    const QByteArray full = record(trackText(track1).size(), trackText(track2).size(), trackText(track3).size(),
+                                   track1, track2, track3);
+    return deliver(full.left(qBound(0, bytes, int(RecordSize))));
+}
+
+int SimMagReader::failNextRead()
+{
+    return deliver(QByteArray());
 }
 
 int SimMagReader::deliver(const QByteArray &bytes)

@@ -19,8 +19,10 @@ public:
     // A swipe with the length fields given as they are, even when they disagree with the text.
     int swipe(int length1, int length2, int length3,
               const QByteArray &track1, const QByteArray &track2, const QByteArray &track3);
-    // The next read returns only `bytes` bytes of a record (0: the driver woke the reader with nothing decoded).
-    int failNextRead(int bytes = 0);
+    // A swipe of which the driver hands over only the first `bytes` bytes of the record.
+    int swipeShort(int bytes, const QByteArray &track1, const QByteArray &track2, const QByteArray &track3);
+    // The next read returns nothing (0 bytes): the driver woke the reader with nothing decoded.
+    int failNextRead();
     // How often the stop ioctl reached the driver.
     int stopCount() const;
     // The argument of the last stop ioctl.

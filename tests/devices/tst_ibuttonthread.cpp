@@ -52,12 +52,32 @@ struct StopOnExit
     }
 };
 
+// A terminal with an iButton bus, and the worker on it.
+struct Session
+{
+    SimTerminal sim;
+    SimIButton *bus = sim.add<SimIButton>();
+    Recorder recorder;
+    QPointer<IButtonThread> worker;
+    StopOnExit guard;
+
+    void start()
+    {
+        worker = new IButtonThread(nullptr);
+        guard.worker = worker;
+        QObject::connect(worker, &IButtonThread::sendMessage, &recorder, &Recorder::message);
+        QObject::connect(worker, &IButtonThread::sendData, &recorder, &Recorder::keyData);
+        worker->start();
+    }
+};
+
 class TestIButtonThread : public QObject
 {
     Q_OBJECT
 private slots:
     void keyCode_data();
     void keyCode();
+    void keyOnContactAtStart();
     void disconnectAndNextKey();
     void dirtyContact_data();
     void dirtyContact();
@@ -65,19 +85,7 @@ private slots:
     void openError();
     void logLines();
     void busAnswers();
-
-private:
-    IButtonThread *start(Recorder &recorder);
 };
-
-IButtonThread *TestIButtonThread::start(Recorder &recorder)
-{
-    auto *worker = new IButtonThread(nullptr);
-    connect(worker, &IButtonThread::sendMessage, &recorder, &Recorder::message);
-    connect(worker, &IButtonThread::sendData, &recorder, &Recorder::keyData);
-    worker->start();
-    return worker;
-}
 
 void TestIButtonThread::keyCode_data()
 {
@@ -93,43 +101,53 @@ void TestIButtonThread::keyCode()
 {
     QFETCH(QByteArray, rom);
     QFETCH(QString, code);
-    SimTerminal sim;
-    auto *bus = sim.add<SimIButton>();
-    bus->attachKey(rom); // on the contact before the test starts
-    Recorder recorder;
-    QPointer<IButtonThread> worker = start(recorder);
-    StopOnExit guard{worker};
+    Session s;
+    s.bus->attachKey(rom);
+    s.start();
 
-    QTRY_COMPARE(recorder.data.size(), 1);
-    QCOMPARE(recorder.data[0], QStringList() << code);
-    // Two more polls with the same key: nothing more to say.
-    const int reads = bus->readCount();
-    QTRY_VERIFY(bus->readCount() >= reads + 2);
-    worker->exitThread();
-    QTRY_VERIFY(worker.isNull());
-    QCOMPARE(recorder.events, QStringList() << OpenSuccess << keyReport(code) << Closing);
+    QTRY_COMPARE(s.recorder.data.size(), 1);
+    s.worker->exitThread();
+    QTRY_VERIFY(s.worker.isNull());
+    QCOMPARE(s.recorder.data[0], QStringList() << code);
+    QCOMPARE(s.recorder.events, QStringList() << OpenSuccess << keyReport(code) << Closing);
+}
+
+void TestIButtonThread::keyOnContactAtStart()
+{
+    Session s;
+    s.bus->attachKey(QByteArray::fromHex("0123456789abcdef"));
+    s.start();
+
+    QTRY_COMPARE(s.recorder.data.size(), 1);
+    // The next poll finds the same key: nothing more to say. A stop lets the
+    // worker finish that poll, so anything it had to say would come before
+    // its closing lines; and it takes effect within that poll.
+    const int reads = s.bus->readCount();
+    QTRY_VERIFY(s.bus->readCount() > reads);
+    s.worker->exitThread();
+    QTRY_VERIFY_WITH_TIMEOUT(s.worker.isNull(), 1000);
+    QCOMPARE(s.recorder.events, QStringList() << OpenSuccess << keyReport("efcdab8967452301") << Closing);
 }
 
 void TestIButtonThread::disconnectAndNextKey()
 {
-    SimTerminal sim;
-    auto *bus = sim.add<SimIButton>();
-    Recorder recorder;
-    QPointer<IButtonThread> worker = start(recorder);
-    StopOnExit guard{worker};
+    Session s;
+    s.start();
 
-    QTRY_VERIFY(bus->readCount() >= 5); // one poll without a key
-    bus->attachKey(QByteArray::fromHex("0111111111111111"));
-    QTRY_COMPARE(recorder.data.size(), 1);
-    bus->detachKey();
-    QTRY_VERIFY(recorder.events.contains(Disconnect));
-    const int reads = bus->readCount();
-    QTRY_VERIFY(bus->readCount() >= reads + 10); // two more polls of short reads
-    bus->attachKey(QByteArray::fromHex("0122222222222222"));
-    QTRY_COMPARE(recorder.data.size(), 2);
-    worker->exitThread();
-    QTRY_VERIFY(worker.isNull());
-    QCOMPARE(recorder.events, QStringList() << OpenSuccess << keyReport("1111111111111101") << Disconnect
+    QTRY_VERIFY(s.bus->readCount() >= 5); // one poll without a key
+    s.bus->attachKey(QByteArray::fromHex("0111111111111111"));
+    QTRY_COMPARE(s.recorder.data.size(), 1);
+    s.bus->detachKey();
+    QTRY_VERIFY(s.recorder.events.contains(Disconnect));
+    // One more poll without a key (five short reads) before the next key:
+    // a second disconnect line would come before that key's lines.
+    const int reads = s.bus->readCount();
+    QTRY_VERIFY(s.bus->readCount() >= reads + 5);
+    s.bus->attachKey(QByteArray::fromHex("0122222222222222"));
+    QTRY_COMPARE(s.recorder.data.size(), 2);
+    s.worker->exitThread();
+    QTRY_VERIFY(s.worker.isNull());
+    QCOMPARE(s.recorder.events, QStringList() << OpenSuccess << keyReport("1111111111111101") << Disconnect
                                             << keyReport("2222222222222201") << Closing);
 }
 
@@ -145,21 +163,19 @@ void TestIButtonThread::dirtyContact()
 {
     QFETCH(int, failures);
     QFETCH(QStringList, reported);
-    SimTerminal sim;
-    auto *bus = sim.add<SimIButton>();
-    bus->attachKey(QByteArray::fromHex("0123456789abcdef"));
-    Recorder recorder;
-    QPointer<IButtonThread> worker = start(recorder);
-    StopOnExit guard{worker};
-    QTRY_COMPARE(recorder.data.size(), 1);
+    Session s;
+    s.bus->attachKey(QByteArray::fromHex("0123456789abcdef"));
+    s.start();
+    QTRY_COMPARE(s.recorder.data.size(), 1);
 
-    bus->failReads(failures);
-    const int reads = bus->readCount();
-    // The failed reads, the read that answers, and one more poll.
-    QTRY_VERIFY(bus->readCount() >= reads + failures + 2);
-    worker->exitThread();
-    QTRY_VERIFY(worker.isNull());
-    QCOMPARE(recorder.events, QStringList() << OpenSuccess << keyReport("efcdab8967452301") << reported << Closing);
+    s.bus->failReads(failures);
+    const int reads = s.bus->readCount();
+    // The failed reads and the read that answers; the worker finishes that
+    // poll before it stops.
+    QTRY_VERIFY(s.bus->readCount() >= reads + failures + 1);
+    s.worker->exitThread();
+    QTRY_VERIFY(s.worker.isNull());
+    QCOMPARE(s.recorder.events, QStringList() << OpenSuccess << keyReport("efcdab8967452301") << reported << Closing);
 }
 
 void TestIButtonThread::openError_data()
@@ -174,17 +190,14 @@ void TestIButtonThread::openError()
 {
     QFETCH(bool, present);
     QFETCH(QString, expected);
-    SimTerminal sim;
-    auto *bus = sim.add<SimIButton>();
+    Session s;
     if (present)
-        bus->setOpenError(EACCES);
+        s.bus->setOpenError(EACCES);
     else
-        bus->setPresent(false);
-    Recorder recorder;
-    QPointer<IButtonThread> worker = start(recorder);
-    StopOnExit guard{worker};
-    QTRY_VERIFY(worker.isNull());
-    QCOMPARE(recorder.events, QStringList() << expected << Closing.last());
+        s.bus->setPresent(false);
+    s.start();
+    QTRY_VERIFY(s.worker.isNull());
+    QCOMPARE(s.recorder.events, QStringList() << expected << Closing.last());
 }
 
 void TestIButtonThread::logLines()

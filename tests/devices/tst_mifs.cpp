@@ -72,6 +72,34 @@ private:
     QByteArray m_text;
 };
 
+// The commands the reader received as "R() A(01) q(0000)": letter and data.
+QByteArray trace(const QList<SimRfidReader::Command> &commands)
+{
+    QByteArrayList parts;
+    for (const auto &c : commands)
+        parts << QByteArray(1, c.letter) + '(' + c.data.toHex() + ')';
+    return parts.join(' ');
+}
+
+// A reader with the card 00 0A 1B 2C in the field or none, one letter
+// answering with a failure status, and a descriptor open on it.
+struct Reader
+{
+    SimTerminal sim;
+    SimRfidReader *model = sim.add<SimRfidReader>();
+    int fd = -1;
+
+    Reader(bool card, char failLetter, int failStatus)
+    {
+        if (card)
+            model->present(QByteArray(reinterpret_cast<const char *>(Uid), 4));
+        if (failLetter)
+            model->failCommand(failLetter, failStatus);
+        fd = mifs_mopendev();
+    }
+    ~Reader() { mifs_mclosedev(fd); }
+};
+
 } // namespace
 
 class TestMifs : public QObject
@@ -90,6 +118,9 @@ private slots:
     void readCardNoA();
     void rfidCardRequest_data();
     void rfidCardRequest();
+    void desKeySchedule_data();
+    void desKeySchedule();
+    void openPreparesCardApplications();
 };
 
 void TestMifs::openAndClose()
@@ -284,19 +315,24 @@ void TestMifs::readCardNoA_data()
     QTest::addColumn<char>("failLetter");
     QTest::addColumn<int>("failStatus");
     QTest::addColumn<int>("result");
-    QTest::addColumn<QByteArray>("sequence");
+    QTest::addColumn<QByteArray>("sent");
     QTest::addColumn<QByteArray>("output");
-    QTest::newRow("card read") << true << '\0' << 0 << 0 << QByteArray("RAqC")
-                               << QByteArray("RetVal 3 = 0\r\n");
-    QTest::newRow("configuration fails") << true << 'R' << 3 << 11 << QByteArray("R") << QByteArray();
-    QTest::newRow("request fails") << true << 'A' << 2 << 12 << QByteArray("RA") << QByteArray();
-    QTest::newRow("no card") << false << '\0' << 0 << 12 << QByteArray("RA") << QByteArray();
-    QTest::newRow("anticollision fails") << true << 'q' << 0x24 << 13 << QByteArray("RAq")
-                                         << QByteArray("RetVal 3 = 36\r\n");
-    QTest::newRow("select fails") << true << 'C' << 0x2A << 0x2A << QByteArray("RAqC")
-                                  << QByteArray("RetVal 3 = 0\r\n");
-    QTest::newRow("select refused") << true << 'C' << -1 << 0xFF << QByteArray("RAqC")
-                                    << QByteArray("RetVal 3 = 0\r\n");
+    QTest::addColumn<QByteArray>("number");
+    const QByteArray all = "R() A(01) q(0000) C(000a1b2c)";
+    QTest::newRow("card read") << true << '\0' << 0 << 0 << all << QByteArray("RetVal 3 = 0\r\n")
+                               << QByteArray("000a1b2c");
+    QTest::newRow("configuration fails") << true << 'R' << 3 << 11 << QByteArray("R()") << QByteArray()
+                                         << QByteArray();
+    QTest::newRow("request fails") << true << 'A' << 2 << 12 << QByteArray("R() A(01)") << QByteArray()
+                                   << QByteArray();
+    QTest::newRow("no card") << false << '\0' << 0 << 12 << QByteArray("R() A(01)") << QByteArray() << QByteArray();
+    QTest::newRow("anticollision fails") << true << 'q' << 0x24 << 13 << QByteArray("R() A(01) q(0000)")
+                                         << QByteArray("RetVal 3 = 36\r\n") << QByteArray();
+    // The number is written once the serial number is known, select or not.
+    QTest::newRow("select fails") << true << 'C' << 0x2A << 0x2A << all << QByteArray("RetVal 3 = 0\r\n")
+                                  << QByteArray("000a1b2c");
+    QTest::newRow("select refused") << true << 'C' << -1 << 0xFF << all << QByteArray("RetVal 3 = 0\r\n")
+                                    << QByteArray("000a1b2c");
 }
 
 void TestMifs::readCardNoA()
@@ -305,35 +341,19 @@ void TestMifs::readCardNoA()
     QFETCH(char, failLetter);
     QFETCH(int, failStatus);
     QFETCH(int, result);
-    QFETCH(QByteArray, sequence);
+    QFETCH(QByteArray, sent);
     QFETCH(QByteArray, output);
-    const QByteArray uid(reinterpret_cast<const char *>(Uid), 4);
-    SimTerminal sim;
-    auto *reader = sim.add<SimRfidReader>();
-    if (card)
-        reader->present(uid);
-    if (failLetter)
-        reader->failCommand(failLetter, failStatus);
-    const int fd = mifs_mopendev();
+    QFETCH(QByteArray, number);
+    Reader reader(card, failLetter, failStatus);
 
     char dst[32];
     std::memset(dst, 0, sizeof dst);
     StdoutCapture out;
-    const int r = ReadCardNoA(fd, dst);
+    const int r = ReadCardNoA(reader.fd, dst);
     QCOMPARE(out.take(), output);
-    mifs_mclosedev(fd);
     QCOMPARE(r, result);
-
-    const QHash<char, QByteArray> expectedData = {
-        {'R', QByteArray()}, {'A', bytes({1})}, {'q', bytes({0, 0})}, {'C', uid}};
-    QByteArray letters;
-    for (const auto &c : reader->commands()) {
-        letters.append(c.letter);
-        QCOMPARE(c.data.toHex(), expectedData.value(c.letter).toHex());
-    }
-    QCOMPARE(letters, sequence);
-    // The number is written once the serial number is known, select or not.
-    QCOMPARE(QByteArray(dst), QByteArray(sequence.endsWith('C') ? "000a1b2c" : ""));
+    QCOMPARE(trace(reader.model->commands()), sent);
+    QCOMPARE(QByteArray(dst), number);
 }
 
 void TestMifs::rfidCardRequest_data()
@@ -341,14 +361,16 @@ void TestMifs::rfidCardRequest_data()
     QTest::addColumn<bool>("card");
     QTest::addColumn<char>("failLetter");
     QTest::addColumn<int>("result");
-    QTest::addColumn<QByteArray>("sequence");
+    QTest::addColumn<QByteArray>("sent");
     QTest::addColumn<QByteArray>("output");
-    QTest::newRow("card selected") << true << '\0' << 0 << QByteArray("RABC") << QByteArray();
-    QTest::newRow("configuration fails") << true << 'R' << 1 << QByteArray("R") << QByteArray("config error");
-    QTest::newRow("no card") << false << '\0' << 1 << QByteArray("RA") << QByteArray("request error");
-    QTest::newRow("anticollision fails") << true << 'B' << 1 << QByteArray("RAB")
+    // The wake-up request (mode 82) and the plain anticollision.
+    const QByteArray all = "R() A(52) B(00) C(000a1b2c)";
+    QTest::newRow("card selected") << true << '\0' << 0 << all << QByteArray();
+    QTest::newRow("configuration fails") << true << 'R' << 1 << QByteArray("R()") << QByteArray("config error");
+    QTest::newRow("no card") << false << '\0' << 1 << QByteArray("R() A(52)") << QByteArray("request error");
+    QTest::newRow("anticollision fails") << true << 'B' << 1 << QByteArray("R() A(52) B(00)")
                                          << QByteArray("Anticoll error");
-    QTest::newRow("select fails") << true << 'C' << 1 << QByteArray("RABC") << QByteArray("select error");
+    QTest::newRow("select fails") << true << 'C' << 1 << all << QByteArray("select error");
 }
 
 void TestMifs::rfidCardRequest()
@@ -356,31 +378,61 @@ void TestMifs::rfidCardRequest()
     QFETCH(bool, card);
     QFETCH(char, failLetter);
     QFETCH(int, result);
-    QFETCH(QByteArray, sequence);
+    QFETCH(QByteArray, sent);
     QFETCH(QByteArray, output);
-    const QByteArray uid(reinterpret_cast<const char *>(Uid), 4);
-    SimTerminal sim;
-    auto *reader = sim.add<SimRfidReader>();
-    if (card)
-        reader->present(uid);
-    if (failLetter)
-        reader->failCommand(failLetter, 6);
-    const int fd = mifs_mopendev();
+    Reader reader(card, failLetter, 6);
 
     StdoutCapture out;
-    const int r = RfidCardRequest(fd);
+    const int r = RfidCardRequest(reader.fd);
     QCOMPARE(out.take().trimmed(), output);
-    mifs_mclosedev(fd);
     QCOMPARE(r, result);
+    QCOMPARE(trace(reader.model->commands()), sent);
+}
 
-    const QHash<char, QByteArray> expectedData = {
-        {'R', QByteArray()}, {'A', bytes({82})}, {'B', bytes({0})}, {'C', uid}};
-    QByteArray letters;
-    for (const auto &c : reader->commands()) {
-        letters.append(c.letter);
-        QCOMPARE(c.data.toHex(), expectedData.value(c.letter).toHex());
+void TestMifs::desKeySchedule_data()
+{
+    QTest::addColumn<QByteArray>("key");
+    QTest::addColumn<int>("round");
+    QTest::addColumn<quint64>("roundKey");
+    // The worked example that DES descriptions use: key 133457799BBCDFF1.
+    const QByteArray key = QByteArray::fromHex("133457799bbcdff1");
+    QTest::newRow("round 1") << key << 0 << Q_UINT64_C(0x1B02EFFC7072);
+    QTest::newRow("round 2") << key << 1 << Q_UINT64_C(0x79AED9DBC9E5);
+    QTest::newRow("round 16") << key << 15 << Q_UINT64_C(0xCB3D8B0E17F5);
+    // Parity bits (the last bit of every byte) play no part.
+    QTest::newRow("parity ignored") << QByteArray::fromHex("123557789abddef0") << 15
+                                    << Q_UINT64_C(0xCB3D8B0E17F5);
+}
+
+void TestMifs::desKeySchedule()
+{
+    QFETCH(QByteArray, key);
+    QFETCH(int, round);
+    QFETCH(quint64, roundKey);
+    uint64_t roundKeys[16] = {};
+    des_key_schedule(u(key), roundKeys);
+    QCOMPARE(quint64(roundKeys[round]), roundKey);
+}
+
+void TestMifs::openPreparesCardApplications()
+{
+    SimTerminal sim;
+    sim.add<SimRfidReader>();
+    std::memset(CardAppState, 0x5A, sizeof CardAppState);
+    std::memset(CardKeySchedule, 0, sizeof CardKeySchedule);
+    const int fd = Mifs_opendev();
+    QVERIFY(fd >= 0);
+    mifs_mclosedev(fd);
+    QCOMPARE(QByteArray(reinterpret_cast<const char *>(CardAppState), sizeof CardAppState),
+             QByteArray(MIFS_CARD_STATE_SIZE, '\0'));
+    // Two keys, two different schedules, every round key within 48 bits.
+    QVERIFY(std::memcmp(CardKeySchedule[0], CardKeySchedule[1], sizeof CardKeySchedule[0]) != 0);
+    for (const auto &schedule : CardKeySchedule) {
+        for (uint64_t roundKey : schedule) {
+            QVERIFY(roundKey != 0);
+            QVERIFY(roundKey < (Q_UINT64_C(1) << 48));
+        }
     }
-    QCOMPARE(letters, sequence);
 }
 
 QTEST_GUILESS_MAIN(TestMifs)
