@@ -196,9 +196,7 @@ void TestMLogRotate::bigFilesJoinedThroughShell()
 void TestMLogRotate::hostileNameStaysText_data()
 {
     QTest::addColumn<QString>("base");
-    QTest::newRow("semicolons") << "a;touch pwned;";
     QTest::newRow("command substitution") << "$(touch pwned)";
-    QTest::newRow("backquotes") << "`touch pwned`";
     QTest::newRow("quote") << "it's;touch pwned;'";
 }
 
