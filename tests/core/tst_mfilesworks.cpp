@@ -18,8 +18,6 @@ private slots:
     void initTestCase();
     void init();
     void namesAfterProgram();
-    void localSettingsFileName_data();
-    void localSettingsFileName();
     void diskSpace();
     void removeOldFiles_data();
     void removeOldFiles();
@@ -27,7 +25,6 @@ private slots:
     void createFlagFile();
     void checkFlagFileState_data();
     void checkFlagFileState();
-    void removeFlagFile();
     void searchPathPictureFile_data();
     void searchPathPictureFile();
 
@@ -83,21 +80,6 @@ void TestMFilesWorks::namesAfterProgram()
     QCOMPARE(MFilesWorks::changeExtInAppFileName_OnlyName(cfg), QStringLiteral("tst_mfilesworks.cfg"));
     QCOMPARE(MFilesWorks::changeExtInAppFileName(cfg), m_appDir + QStringLiteral("/tst_mfilesworks.cfg"));
     QCOMPARE(MFilesWorks::getFileNameInWorkDir(QStringLiteral("x.flag")), m_appDir + QStringLiteral("/x.flag"));
-}
-
-void TestMFilesWorks::localSettingsFileName_data()
-{
-    QTest::addColumn<QString>("settings");
-    QTest::addColumn<QString>("local");
-    QTest::newRow("usual") << "/opt/kx4/Settings/kx4test.ini" << "/opt/kx4/Settings/kx4test.local.ini";
-    QTest::newRow("no suffix") << "/opt/kx4/kx4test" << "/opt/kx4/kx4test.local";
-}
-
-void TestMFilesWorks::localSettingsFileName()
-{
-    QFETCH(QString, settings);
-    QFETCH(QString, local);
-    QCOMPARE(MFilesWorks::getLocalSettingsFileName(QFileInfo(settings)).filePath(), local);
 }
 
 void TestMFilesWorks::diskSpace()
@@ -233,17 +215,6 @@ void TestMFilesWorks::checkFlagFileState()
     else if (kind == 2)
         QVERIFY(QDir().mkpath(name));
     QCOMPARE(MFilesWorks::checkFlagFileState(QFileInfo(name), text), state);
-}
-
-void TestMFilesWorks::removeFlagFile()
-{
-    const QFileInfo flag(MPathConsts::getFlagsPath().filePath(QStringLiteral("busy.flag")));
-    QVERIFY(MFilesWorks::createFlagFile(flag, QStringLiteral("BUSY")));
-    QVERIFY(MFilesWorks::checkFlagFileState(flag, QStringLiteral("busy")));
-    QVERIFY(MFilesWorks::removeFlagFile(flag));
-    QVERIFY(!QFileInfo::exists(flag.absoluteFilePath()));
-    QVERIFY(!MFilesWorks::checkFlagFileState(flag, QStringLiteral("busy")));
-    QVERIFY(MFilesWorks::removeFlagFile(flag));
 }
 
 void TestMFilesWorks::searchPathPictureFile_data()

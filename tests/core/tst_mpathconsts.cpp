@@ -22,7 +22,6 @@ private slots:
     void folderChainCreatedOnDemand();
     void blockedFolderStaysAtApplicationFolder_data();
     void blockedFolderStaysAtApplicationFolder();
-    void applicationFolderAndCurrentDir();
     void systemBackupPathInsideRoot();
     void preinitVar_data();
     void preinitVar();
@@ -112,9 +111,7 @@ void TestMPathConsts::blockedFolderStaysAtApplicationFolder_data()
     QTest::addColumn<QString>("blocker");
     QTest::addColumn<DirFunction>("function");
     QTest::newRow("top level") << "Log" << DirFunction(&MPathConsts::getLogPath);
-    QTest::newRow("parent of a nested folder") << "data" << DirFunction(&MPathConsts::getDigiLabelsPath);
     QTest::newRow("middle of the chain") << "data/Labels" << DirFunction(&MPathConsts::getDigiLabelsPath);
-    QTest::newRow("last level") << "Exchange/Flags" << DirFunction(&MPathConsts::getFlagsPath);
 }
 
 void TestMPathConsts::blockedFolderStaysAtApplicationFolder()
@@ -132,19 +129,6 @@ void TestMPathConsts::blockedFolderStaysAtApplicationFolder()
 
     QCOMPARE(function().absolutePath(), m_appDir);
     QCOMPARE(folderTree(), before);
-}
-
-void TestMPathConsts::applicationFolderAndCurrentDir()
-{
-    QCOMPARE(MPathConsts::getApplicationPath().absolutePath(), m_appDir);
-    QCOMPARE(MPathWorks::getWorkDir().absolutePath(), m_appDir);
-    QCOMPARE(MPathWorks::getFileNameInWorkDir(QStringLiteral("a b.txt")), m_appDir + QStringLiteral("/a b.txt"));
-    QVERIFY(folderTree().isEmpty());
-
-    QTemporaryDir elsewhere;
-    QVERIFY(QDir::setCurrent(elsewhere.path()));
-    QVERIFY(MPathConsts::setCurrentDirToAppPath());
-    QCOMPARE(QFileInfo(QDir::currentPath()).canonicalFilePath(), QFileInfo(m_appDir).canonicalFilePath());
 }
 
 void TestMPathConsts::systemBackupPathInsideRoot()
@@ -167,13 +151,9 @@ void TestMPathConsts::preinitVar_data()
 
     QTest::newRow("plain") << true << QByteArray("ROOT_MTD=2\nBACKUP_MTD=3\nBACKUP_FS=jffs2\n") << "/dev/mtdblock3"
                            << "jffs2";
-    QTest::newRow("decimal, not octal") << true << QByteArray("BACKUP_MTD=08\n") << "/dev/mtdblock8" << "jffs2";
     QTest::newRow("negative") << true << QByteArray("BACKUP_MTD=-1\nBACKUP_FS=yaffs2\n") << "" << "yaffs2";
     QTest::newRow("not a number") << true << QByteArray("BACKUP_MTD=none\n") << "" << "jffs2";
-    QTest::newRow("empty values") << true << QByteArray("BACKUP_MTD=\nBACKUP_FS=\n") << "" << "jffs2";
     QTest::newRow("no such lines") << true << QByteArray("ROOT_MTD=2\nROOT_FS=ext3\n") << "" << "jffs2";
-    QTest::newRow("names are case-sensitive") << true << QByteArray("backup_mtd=3\nbackup_fs=ext3\n") << ""
-                                              << "jffs2";
     QTest::newRow("longer names ignored")
         << true << QByteArray("OLD_BACKUP_MTD=7\nBACKUP_MTD=4\nXBACKUP_FS=ext2\nBACKUP_FS=vfat\n") << "/dev/mtdblock4"
         << "vfat";
