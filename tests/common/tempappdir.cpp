@@ -4,96 +4,62 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <QTemporaryDir>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <vector>
 
 namespace TestSupport {
 
 int runInTemporaryAppDir(int argc, char **argv, int (*realMain)(int, char **))
 {
-    if (qEnvironmentVariableIsSet(TemporaryAppDirEnv))
+    if (qEnvironmentVariableIsSet(TemporaryAppDirEnv)) {
+        // The copy must not outlive a launcher killed by a test time-out.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         return realMain(argc, argv);
-
+    }
     const QString self = QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
     QTemporaryDir dir(QDir::tempPath() + QStringLiteral("/kx4-appdir-XXXXXX"));
-    if (self.isEmpty() || !dir.isValid()) {
-        std::fprintf(stderr, "runInTemporaryAppDir: no temporary folder for %s\n", qPrintable(self));
-        return 1;
-    }
     const QString copy = dir.filePath(QFileInfo(self).fileName());
-    if (!QFile::copy(self, copy)
-        || !QFile::setPermissions(copy, QFile::permissions(self) | QFile::ExeOwner | QFile::ReadOwner)) {
+    if (self.isEmpty() || !dir.isValid() || !QFile::copy(self, copy)) {
         std::fprintf(stderr, "runInTemporaryAppDir: cannot copy %s to %s\n", qPrintable(self), qPrintable(copy));
         return 1;
     }
-
-    const QByteArray copyPath = QFile::encodeName(copy);
-    const QByteArray marker = QFile::encodeName(dir.path());
-    std::vector<char *> args;
-    args.push_back(const_cast<char *>(copyPath.constData()));
+    QProcess test;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QLatin1String(TemporaryAppDirEnv), dir.path());
+    test.setProcessEnvironment(environment);
+    test.setProcessChannelMode(QProcess::ForwardedChannels);
+    test.setInputChannelMode(QProcess::ForwardedInputChannel);
+    QStringList arguments;
     for (int i = 1; i < argc; ++i)
-        args.push_back(argv[i]);
-    args.push_back(nullptr);
-
-    std::fflush(stdout);
-    std::fflush(stderr);
-    const pid_t pid = fork();
-    if (pid < 0) {
-        std::perror("runInTemporaryAppDir: fork");
-        return 1;
+        arguments << QString::fromLocal8Bit(argv[i]);
+    test.start(copy, arguments);
+    if (!test.waitForFinished(-1) || test.exitStatus() != QProcess::NormalExit) {
+        std::fprintf(stderr, "runInTemporaryAppDir: %s: %s\n", qPrintable(copy), qPrintable(test.errorString()));
+        return 128 + SIGABRT;
     }
-    if (pid == 0) {
-        // The copy must not outlive a launcher killed by a test time-out.
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        setenv(TemporaryAppDirEnv, marker.constData(), 1);
-        execv(copyPath.constData(), args.data());
-        std::fprintf(stderr, "runInTemporaryAppDir: cannot run %s: %s\n", copyPath.constData(), std::strerror(errno));
-        _exit(127);
-    }
-    int status = 0;
-    while (waitpid(pid, &status, 0) < 0) {
-        if (errno != EINTR) {
-            std::perror("runInTemporaryAppDir: waitpid");
-            return 1;
-        }
-    }
-    if (WIFEXITED(status))
-        return WEXITSTATUS(status);
-    if (WIFSIGNALED(status)) {
-        std::fprintf(stderr, "runInTemporaryAppDir: test killed by signal %d\n", WTERMSIG(status));
-        return 128 + WTERMSIG(status);
-    }
-    return 1;
+    return test.exitCode();
 }
 
 bool runsInTemporaryAppDir()
 {
     const QString marker = qEnvironmentVariable(TemporaryAppDirEnv);
-    if (marker.isEmpty() || !QCoreApplication::instance())
-        return false;
-    const QString appDir = QCoreApplication::applicationDirPath();
-    return QFileInfo(marker).canonicalFilePath() == QFileInfo(appDir).canonicalFilePath();
+    return !marker.isEmpty() && QCoreApplication::instance()
+           && QFileInfo(marker).canonicalFilePath()
+                  == QFileInfo(QCoreApplication::applicationDirPath()).canonicalFilePath();
 }
 
 bool clearTemporaryAppDir()
 {
     if (!runsInTemporaryAppDir())
         return false;
-    const QDir app(QCoreApplication::applicationDirPath());
     const QString self = QFileInfo(QCoreApplication::applicationFilePath()).fileName();
     bool ok = true;
-    const QFileInfoList entries =
-        app.entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-    for (const QFileInfo &entry : entries) {
+    for (const QFileInfo &entry : QDir(QCoreApplication::applicationDirPath())
+                                      .entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)) {
         if (entry.fileName() == self)
             continue;
         if (entry.isDir() && !entry.isSymLink())

@@ -1,18 +1,31 @@
 #include "testsupport.h"
 
-#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QStandardPaths>
 
 namespace TestSupport {
 
-QString standinDir()
+bool useStandins(const QString &logFile, const QStringList &programs)
 {
-    return QStringLiteral(KX4_STANDIN_DIR);
+    const QDir dir(QStringLiteral(KX4_STANDIN_DIR));
+    qputenv("KX4_STANDIN_LOG", QFile::encodeName(logFile));
+    qputenv("PATH", QFile::encodeName(dir.path()) + ':' + qgetenv("PATH"));
+    for (const QString &program : programs)
+        if (QFileInfo(QStandardPaths::findExecutable(program)) != QFileInfo(dir.filePath(program)))
+            return false;
+    return true;
 }
 
-void prependToPath(const QString &dir)
+QList<QStringList> standinCalls(const QString &logFile)
 {
-    const QByteArray path = qgetenv("PATH");
-    qputenv("PATH", dir.toLocal8Bit() + (path.isEmpty() ? QByteArray() : ":" + path));
+    QList<QStringList> calls;
+    QFile file(logFile);
+    if (file.open(QIODevice::ReadOnly))
+        for (const QByteArray &line : file.readAll().split('\n'))
+            if (!line.isEmpty())
+                calls << QString::fromLocal8Bit(line).split(QLatin1Char('\t'));
+    return calls;
 }
 
 }

@@ -1,12 +1,16 @@
-// Small helpers shared by the tests.
+// The stand-in programs (tests/standins) for system programs that would act
+// on the machine or need controlled output.
 #pragma once
 
-#include <QString>
+#include <QList>
+#include <QStringList>
 
 namespace TestSupport {
-// The folder of the stand-in programs (tests/standins in the source tree);
-// tests put it first on PATH.
-QString standinDir();
-// Puts `dir` first on PATH for the rest of the process.
-void prependToPath(const QString &dir);
+// Puts the stand-ins first on PATH for the rest of the process and has them
+// record their calls in `logFile`. False unless each of `programs` now
+// resolves to its stand-in, so a test never reaches a real one by mistake.
+bool useStandins(const QString &logFile, const QStringList &programs);
+
+// Every recorded call in order: the program name followed by its arguments.
+QList<QStringList> standinCalls(const QString &logFile);
 }

@@ -1,13 +1,6 @@
-# Sourced by the stand-ins. standin_record NAME ARGS... appends one call
-# record to $KX4_STANDIN_LOG: "NAME ARGC", then one line per argument.
+# Sourced by the stand-ins. standin_record NAME ARGS... appends one line to
+# $KX4_STANDIN_LOG: NAME and each argument, separated by tabs.
 standin_record() {
     [ -n "${KX4_STANDIN_LOG:-}" ] || return 0
-    _name=$1
-    shift
-    {
-        printf '%s %s\n' "$_name" "$#"
-        for _arg in "$@"; do
-            printf '%s\n' "$_arg"
-        done
-    } >>"$KX4_STANDIN_LOG"
+    { printf '%s' "$1"; shift; [ "$#" -eq 0 ] || printf '\t%s' "$@"; printf '\n'; } >>"$KX4_STANDIN_LOG"
 }
