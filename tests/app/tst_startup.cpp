@@ -12,28 +12,22 @@ class TestStartup : public QObject
 {
     Q_OBJECT
 private slots:
-    void noTtys0Switch_data();
     void noTtys0Switch();
-    void bootAndWorkLinesInTheLog();
-    void secondStartRotatesTheFirstLog();
+    void twoStartsOnOneDay();
     void logFileCanBeSwitchedOff();
-
-private:
-    // Copies the program into `folder` and runs it there; returns its exit code.
-    static int runProgram(const QString &folder, const QStringList &args = {});
-    static QStringList readLines(const QString &file);
 };
 
-int TestStartup::runProgram(const QString &folder, const QStringList &args)
+namespace {
+
+// Copies the program into `folder` (once) and runs it there; returns its exit code.
+int runProgram(const QString &folder, const QStringList &args = {})
 {
     const QString program = folder + QStringLiteral("/kx4test");
-    if (!QFileInfo::exists(program) && !QFile::copy(QStringLiteral(KX4_PROGRAM), program))
-        return -1;
+    QFile::copy(QStringLiteral(KX4_PROGRAM), program);
     QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    // No system root: the program must not touch the real /dev or /opt, and an
-    // empty one would be the terminal itself.
+    // A system root of its own: the program must not touch the real /dev or /opt.
     QTemporaryDir root;
     env.insert(QStringLiteral("KX4_ROOT"), root.path());
     p.setProcessEnvironment(env);
@@ -44,118 +38,76 @@ int TestStartup::runProgram(const QString &folder, const QStringList &args)
     return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -3;
 }
 
-QStringList TestStartup::readLines(const QString &file)
+QStringList readLines(const QString &file)
 {
     QFile f(file);
-    if (!f.open(QIODevice::ReadOnly))
-        return {};
-    return QString::fromUtf8(f.readAll()).split(QLatin1Char('\n'));
+    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split(QLatin1Char('\n')) : QStringList();
 }
 
-void TestStartup::noTtys0Switch_data()
-{
-    QTest::addColumn<QStringList>("args");
-    QTest::addColumn<bool>("set");
-    QTest::newRow("none") << QStringList{"kx4test"} << false;
-    QTest::newRow("first") << QStringList{"kx4test", "-nottys0"} << true;
-    QTest::newRow("among others") << QStringList{"kx4test", "-platform", "linuxfb", "-nottys0", "x"} << true;
-    QTest::newRow("capitals") << QStringList{"kx4test", "-NOTTYS0"} << false;
-    QTest::newRow("double dash") << QStringList{"kx4test", "--nottys0"} << false;
-    QTest::newRow("program name only") << QStringList{"-nottys0"} << false;
-}
+} // namespace
 
 void TestStartup::noTtys0Switch()
 {
-    QFETCH(QStringList, args);
-    QFETCH(bool, set);
-    QCOMPARE(Startup::hasNoTtys0Switch(args), set);
+    QVERIFY(Startup::hasNoTtys0Switch({"kx4test", "-platform", "linuxfb", "-nottys0"}));
+    // Exact word only, and never the program name itself.
+    QVERIFY(!Startup::hasNoTtys0Switch({"kx4test", "-NOTTYS0", "--nottys0"}));
+    QVERIFY(!Startup::hasNoTtys0Switch({"-nottys0"}));
 }
 
-void TestStartup::bootAndWorkLinesInTheLog()
+void TestStartup::twoStartsOnOneDay()
 {
     QTemporaryDir folder;
+    const QString logFile = folder.path() + QStringLiteral("/Log/kx4test.log");
+    const QDateTime before = QDateTime::currentDateTime();
     QCOMPARE(runProgram(folder.path()), 0);
-    const QStringList lines = readLines(folder.path() + QStringLiteral("/Log/kx4test.log"));
-    QVERIFY2(!lines.isEmpty(), "no log file");
+    const QDateTime after = QDateTime::currentDateTime();
+    const QStringList first = readLines(logFile);
+    const int events = first.indexOf(QStringLiteral("Events:"));
+    QVERIFY2(events > 0 && first.at(1) == QString(90, QLatin1Char('*')), "no header");
 
-    // Header first, then numbered lines: boot lines carry milliseconds only,
-    // lines after the boot phase time and date.
-    QCOMPARE(lines.value(0), QString());
-    QCOMPARE(lines.value(1), QString(90, QLatin1Char('*')));
-    QVERIFY(lines.contains(QStringLiteral("Application:        kx4test")));
-    const int events = lines.indexOf(QStringLiteral("Events:"));
-    QVERIFY(events > 0);
-
-    const QRegularExpression boot(QStringLiteral(R"(^(\d+): \{(\d)\} \[(\d{6,})\] (.*)$)"));
-    const QRegularExpression work(
-        QStringLiteral(R"(^(\d+): \{(\d)\} \[\d\d:\d\d:\d\d\.\d{3}\] \[\d\d\.\d\d\.\d{4}\] (.*)$)"));
-    const QStringList body = lines.mid(events + 1);
-    const QRegularExpressionMatch first = boot.match(body.value(0));
-    QVERIFY2(first.hasMatch(), qPrintable(body.value(0)));
-    // "Boot start." and "Starting programm..." were counted before the file was set.
-    QCOMPARE(first.captured(1), QStringLiteral("3"));
-    QCOMPARE(first.captured(2), QStringLiteral("2"));
-    QCOMPARE(first.captured(4), QStringLiteral("main: Log enabled."));
-
-    // Numbers run on without a gap across the phases; inventory at level 1.
-    int expected = 3;
-    bool afterBoot = false;
+    // Boot lines carry the milliseconds since the boot began, later lines the
+    // local time and date. Numbers run on across the phases from 3: "Boot
+    // start." and "Starting programm..." were counted before the file was set.
+    const QRegularExpression re(QStringLiteral(
+        R"(^(\d+): \{(\d)\} (?:\[(\d{6})\]|\[(\d\d:\d\d:\d\d\.\d{3})\] \[(\d\d\.\d\d\.\d{4})\]) (.*)$)"));
     QStringList texts;
-    for (const QString &line : body) {
-        if (line.isEmpty())
-            continue;
-        const QRegularExpressionMatch b = boot.match(line);
-        const QRegularExpressionMatch w = work.match(line);
-        QVERIFY2(b.hasMatch() || w.hasMatch(), qPrintable(line));
-        if (w.hasMatch())
-            afterBoot = true;
-        else
-            QVERIFY2(!afterBoot, "boot stamp after the boot phase ended");
-        const QRegularExpressionMatch &m = w.hasMatch() ? w : b;
-        QCOMPARE(m.captured(1).toInt(), expected++);
-        texts << m.captured(w.hasMatch() ? 3 : 4);
+    for (const QString &line : first.mid(events + 1, first.size() - events - 2)) {
+        const QRegularExpressionMatch m = re.match(line);
+        QVERIFY2(m.hasMatch(), qPrintable(line));
+        QCOMPARE(m.captured(1).toInt(), texts.size() + 3);
+        const QDateTime stamp = QDateTime::fromString(m.captured(5) + ' ' + m.captured(4), "dd.MM.yyyy hh:mm:ss.zzz");
+        QVERIFY2(m.captured(4).isEmpty() || (stamp >= before && stamp <= after), qPrintable(line));
+        texts << (m.captured(4).isEmpty() ? "boot {" : "work {") + m.captured(2) + "} " + m.captured(6);
     }
-    QVERIFY(afterBoot);
-    QCOMPARE(texts.value(1), QStringLiteral("main: Work begin..."));
-    QVERIFY(texts.contains(QStringLiteral("System environment:")));
-    QVERIFY(texts.contains(QStringLiteral("Supported image formats:")));
-    const int complete = texts.indexOf(QStringLiteral("main: Boot complete."));
-    QVERIFY(complete > 0);
-    QCOMPARE(texts.mid(complete + 1, 2), (QStringList{"main: Work end...", "main: Return code: 0"}));
-    QVERIFY(work.match(body.at(body.indexOf(QRegularExpression(".*main: Work end...$")))).hasMatch());
-}
+    QCOMPARE(texts.mid(0, 2), (QStringList{"boot {2} main: Log enabled.", "boot {2} main: Work begin..."}));
+    QVERIFY(texts.contains(QStringLiteral("boot {1} System environment:")));
+    const int complete = texts.indexOf(QStringLiteral("boot {2} main: Boot complete."));
+    QCOMPARE(texts.filter(QRegularExpression("^boot ")).size(), complete + 1);
+    QCOMPARE(texts.mid(complete + 1), (QStringList{"work {3} main: Work end...", "work {3} main: Return code: 0",
+                                                   "work {3} SystemLog: Log object destroed."}));
 
-void TestStartup::secondStartRotatesTheFirstLog()
-{
-    QTemporaryDir folder;
-    QCOMPARE(runProgram(folder.path()), 0);
-    const QDate day = QDate::currentDate();
+    // The second start moves the first run's log, whole, to the dated file.
     QCOMPARE(runProgram(folder.path(), {QStringLiteral("-nottys0")}), 0);
-    if (QDate::currentDate() != day)
+    if (QDate::currentDate() != before.date())
         QSKIP("the date turned between the two starts");
-    const QString dated =
-        folder.path() + QStringLiteral("/Log/kx4test_%1.log").arg(day.toString(QStringLiteral("yyyy-MM-dd")));
-    // The first run moved to the dated file; the second run starts a file of
-    // its own, with its own header.
-    const QRegularExpression runEnd(QStringLiteral(".*main: Return code: 0$"));
-    for (const QString &file : {dated, folder.path() + QStringLiteral("/Log/kx4test.log")}) {
-        const QStringList lines = readLines(file);
-        QCOMPARE(lines.filter(runEnd).size(), 1);
-        QCOMPARE(lines.filter(QStringLiteral("Events:")).size(), 1);
-    }
+    QCOMPARE(readLines(folder.path() + before.date().toString("'/Log/kx4test_'yyyy-MM-dd'.log'")), first);
+    QCOMPARE(readLines(logFile).filter(QRegularExpression(".*main: Return code: 0$")).size(), 1);
 }
 
 void TestStartup::logFileCanBeSwitchedOff()
 {
+    // The previous run's log is neither rotated nor written to.
     QTemporaryDir folder;
-    QVERIFY(QDir(folder.path()).mkpath(QStringLiteral("Settings")));
+    QVERIFY(QDir(folder.path()).mkpath("Settings") && QDir(folder.path()).mkpath("Log"));
     QFile ini(folder.path() + QStringLiteral("/Settings/kx4test.ini"));
-    QVERIFY(ini.open(QIODevice::WriteOnly));
-    ini.write("[Common]\nEnableLogFile=false\n");
+    QVERIFY(ini.open(QIODevice::WriteOnly) && ini.write("[Common]\nEnableLogFile=false\n") > 0);
     ini.close();
+    QFile log(folder.path() + QStringLiteral("/Log/kx4test.log"));
+    QVERIFY(log.open(QIODevice::WriteOnly) && log.write("previous run\n") > 0);
+    log.close();
     QCOMPARE(runProgram(folder.path()), 0);
-    QVERIFY(QFileInfo::exists(ini.fileName()));
-    QVERIFY(!QFileInfo::exists(folder.path() + QStringLiteral("/Log/kx4test.log")));
+    QCOMPARE(QDir(folder.path() + QStringLiteral("/Log")).entryList(QDir::Files), QStringList{"kx4test.log"});
+    QCOMPARE(readLines(log.fileName()), (QStringList{"previous run", ""}));
 }
 
 QTEST_GUILESS_MAIN(TestStartup)

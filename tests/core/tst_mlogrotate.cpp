@@ -6,125 +6,75 @@
 #include <QStandardPaths>
 #include <QTemporaryDir>
 
-class TestMLogRotate : public QObject
-{
-    Q_OBJECT
-private slots:
-    void initTestCase();
-    void init();
-    void cleanup();
+namespace {
 
-    void missingFileIsLeftAlone();
-    void firstRotationOfTheDay();
-    void twoRotationsOnOneDay();
-    void bigFilesJoinedThroughShell_data();
-    void bigFilesJoinedThroughShell();
-    void hostileNameStaysText_data();
-    void hostileNameStaysText();
-    void keepDays_data();
-    void keepDays();
-    void compressesOlderLogs();
-
-private:
-    QString path(const QString &name) const { return dir->filePath(name); }
-    static void writeFile(const QString &file, const QByteArray &content);
-    static QByteArray readFile(const QString &file);
-    static void age(const QString &file, int days);
-    QString dated(const QDate &day) const { return path("app_" + day.toString("yyyy-MM-dd") + ".log"); }
-    // Today's dated name, or a skip when the date turns during the test.
-    QString today() const;
-
-    QTemporaryDir root; // the system root: /opt/tmp.log lands in here
-    std::unique_ptr<QTemporaryDir> dir;
-    QString current;
-    QStringList logged;
-    QMetaObject::Connection spyConnection;
-    QDate startDay;
-};
-
-void TestMLogRotate::initTestCase()
-{
-    QVERIFY(root.isValid());
-    QVERIFY(QDir(root.path()).mkpath("opt"));
-    qputenv("KX4_ROOT", QFile::encodeName(root.path()));
-    if (QStandardPaths::findExecutable("tar").isEmpty() || QStandardPaths::findExecutable("bzip2").isEmpty())
-        QSKIP("tar with bzip2 is needed to compress old logs");
-}
-
-void TestMLogRotate::init()
-{
-    dir.reset(new QTemporaryDir);
-    QVERIFY(dir->isValid());
-    current = path("app.log");
-    MLogSystem *log = MLogSystem::instance();
-    log->setAsync(false);
-    log->setLogOptions(MLogSystem::defaultOptions());
-    log->endBootPhase();
-    // As at start-up: rotation runs before the new file is set.
-    log->setLogFileName(QString());
-    logged.clear();
-    spyConnection = connect(log, qOverload<const QString &>(&MLogSystem::stringWrited), this,
-                            [this](const QString &t) { logged << t; });
-    startDay = QDate::currentDate();
-}
-
-void TestMLogRotate::cleanup()
-{
-    disconnect(spyConnection);
-    QTRY_COMPARE_WITH_TIMEOUT(MLogSystem::instance()->pendingArchives(), 0, 30000);
-    MLogSystem::instance()->setLogFileName(QString());
-}
-
-QString TestMLogRotate::today() const
-{
-    if (QDate::currentDate() != startDay)
-        return QString();
-    return dated(startDay);
-}
-
-void TestMLogRotate::writeFile(const QString &file, const QByteArray &content)
+void writeFile(const QString &file, const QByteArray &content)
 {
     QFile f(file);
     QVERIFY(f.open(QIODevice::WriteOnly | QIODevice::Truncate));
     QCOMPARE(f.write(content), qint64(content.size()));
 }
 
-QByteArray TestMLogRotate::readFile(const QString &file)
+QByteArray readFile(const QString &file)
 {
     QFile f(file);
     return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-void TestMLogRotate::age(const QString &file, int days)
+} // namespace
+
+class TestMLogRotate : public QObject
 {
-    QFile f(file);
-    QVERIFY(f.open(QIODevice::ReadWrite));
-    QVERIFY(f.setFileTime(QDateTime::currentDateTime().addDays(-days), QFileDevice::FileModificationTime));
+    Q_OBJECT
+private slots:
+    void initTestCase();
+    void init();
+
+    void twoRotationsOnOneDay();
+    void bigFilesJoinedThroughShell_data();
+    void bigFilesJoinedThroughShell();
+    void hostileNameStaysText();
+    void cleanUpOlderLogs_data();
+    void cleanUpOlderLogs();
+
+private:
+    QString path(const QString &name) const { return dir->filePath(name); }
+    QString dated(int daysAgo) const { return path(day.addDays(-daysAgo).toString("'app_'yyyy-MM-dd'.log'")); }
+
+    QTemporaryDir root; // the system root: /opt/tmp.log lands in here
+    std::unique_ptr<QTemporaryDir> dir;
+    QString current;
+    QDate day;
+    QStringList logged; // every line the log announced in the current test
+};
+
+void TestMLogRotate::initTestCase()
+{
+    QVERIFY(root.isValid() && QDir(root.path()).mkpath("opt"));
+    qputenv("KX4_ROOT", QFile::encodeName(root.path()));
+    connect(MLogSystem::instance(), qOverload<const QString &>(&MLogSystem::stringWrited), this,
+            [this](const QString &t) { logged << t; });
+    if (QStandardPaths::findExecutable("tar").isEmpty() || QStandardPaths::findExecutable("bzip2").isEmpty())
+        QSKIP("tar with bzip2 is needed to compress old logs");
 }
 
-void TestMLogRotate::missingFileIsLeftAlone()
+void TestMLogRotate::init()
 {
-    MLogSystem::instance()->rotateLog(current, true, 30);
-    QVERIFY(logged.isEmpty());
-    QVERIFY(QDir(dir->path()).entryList(QDir::Files).isEmpty());
-}
-
-void TestMLogRotate::firstRotationOfTheDay()
-{
-    writeFile(current, "yesterday's run\n");
-    MLogSystem::instance()->rotateLog(current, false, 30);
-    const QString target = today();
-    if (target.isEmpty())
-        QSKIP("the date changed during the test");
-    QVERIFY(!QFile::exists(current));
-    QCOMPARE(readFile(target), QByteArray("yesterday's run\n"));
-    QCOMPARE(logged, (QStringList{"MLogSystem: Rotate log file.",
-                                  QStringLiteral("MLogSystem: Created new log file <%1>.").arg(target)}));
+    // Dated names are today's: a test must not run across midnight.
+    if (QTime::currentTime() > QTime(23, 59))
+        QSKIP("too close to midnight for today's dated name to hold");
+    day = QDate::currentDate();
+    dir.reset(new QTemporaryDir);
+    QVERIFY(dir->isValid());
+    current = path("app.log");
+    MLogSystem::instance()->setLogFileName(QString()); // as at start-up: rotation runs before the new file is set
+    logged.clear();
 }
 
 void TestMLogRotate::twoRotationsOnOneDay()
 {
     MLogSystem *log = MLogSystem::instance();
+    log->rotateLog(current, true, 30); // no file yet: nothing to do, nothing logged
     for (const char *run : {"first run", "second run"}) {
         log->setLogFileName(current);
         log->clearLog();
@@ -132,16 +82,15 @@ void TestMLogRotate::twoRotationsOnOneDay()
         log->setLogFileName(QString());
         log->rotateLog(current, false, 30);
     }
-    const QString target = today();
-    if (target.isEmpty())
-        QSKIP("the date changed during the test");
-    QCOMPARE(QDir(dir->path()).entryList(QDir::Files), QStringList{QFileInfo(target).fileName()});
-    const QString content = QString::fromUtf8(readFile(target));
+    QCOMPARE(QDir(dir->path()).entryList(QDir::Files), QStringList{QFileInfo(dated(0)).fileName()});
+    const QString content = QString::fromUtf8(readFile(dated(0)));
     QCOMPARE(content.count(QStringLiteral("Events:")), 2);
     const int first = content.indexOf(QLatin1String("] first run\n"));
-    QVERIFY(first > 0);
-    QVERIFY(content.indexOf(QLatin1String("] second run\n")) > first);
-    QVERIFY(logged.contains(QStringLiteral("MLogSystem: Appended log to file <%1>.").arg(target)));
+    QVERIFY(first > 0 && content.indexOf(QLatin1String("] second run\n")) > first);
+    QCOMPARE(logged, (QStringList{"first run", "MLogSystem: Rotate log file.",
+                                  QStringLiteral("MLogSystem: Created new log file <%1>.").arg(dated(0)), "second run",
+                                  "MLogSystem: Rotate log file.",
+                                  QStringLiteral("MLogSystem: Appended log to file <%1>.").arg(dated(0))}));
 }
 
 void TestMLogRotate::bigFilesJoinedThroughShell_data()
@@ -154,134 +103,92 @@ void TestMLogRotate::bigFilesJoinedThroughShell_data()
 void TestMLogRotate::bigFilesJoinedThroughShell()
 {
     QFETCH(bool, bigCurrent);
-    const QString target = today();
-    if (target.isEmpty())
-        QSKIP("the date changed during the test");
-    // A sparse file is over the limit without writing 10 MB.
-    const QString big = bigCurrent ? current : target;
-    const QString small = bigCurrent ? target : current;
-    writeFile(big, "big start\n");
-    {
-        QFile f(big);
-        QVERIFY(f.open(QIODevice::ReadWrite));
-        QVERIFY(f.resize(10000001));
-        QVERIFY(f.seek(f.size()));
-        f.write("big end\n");
-    }
-    writeFile(small, "small\n");
-    const QByteArray expected = readFile(target) + readFile(current);
-    const QString tmp = root.path() + "/opt/tmp.log";
-    writeFile(tmp, "stale leftover\n");
+    const QString today = dated(0), tmp = root.path() + "/opt/tmp.log";
+    writeFile(bigCurrent ? today : current, "small\n");
+    writeFile(bigCurrent ? current : today, "big start\n");
+    QFile big(bigCurrent ? current : today); // sparse: over the limit without writing 10 MB
+    QVERIFY(big.open(QIODevice::ReadWrite) && big.resize(10000001) && big.seek(big.size()));
+    big.write("big end\n");
+    big.close();
+    const QByteArray expected = readFile(today) + readFile(current);
 
     // A stand-in sh first on PATH records each command line, then runs it.
     QTemporaryDir bin;
     const QString shellLog = bin.filePath("commands.txt");
     writeFile(bin.filePath("sh"),
               "#!/bin/sh\nprintf '%s\\n' \"$2\" >> '" + shellLog.toLocal8Bit() + "'\nexec /bin/sh \"$@\"\n");
-    QVERIFY(QFile::setPermissions(bin.filePath("sh"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+    QVERIFY(QFile::setPermissions(bin.filePath("sh"), QFile::ReadOwner | QFile::ExeOwner));
     const QByteArray oldPath = qgetenv("PATH");
     qputenv("PATH", QFile::encodeName(bin.path()) + ':' + oldPath);
     MLogSystem::instance()->rotateLog(current, false, 30);
     qputenv("PATH", oldPath);
 
     QCOMPARE(QString::fromLocal8Bit(readFile(shellLog)).split('\n', Qt::SkipEmptyParts),
-             (QStringList{QStringLiteral("mv %1 %2").arg(target, tmp), QStringLiteral("cat %1 >> %2").arg(current, tmp),
-                          QStringLiteral("mv %1 %2").arg(tmp, target)}));
-    QVERIFY(!QFile::exists(current));
-    QVERIFY(!QFile::exists(tmp));
-    QCOMPARE(QFileInfo(target).size(), qint64(expected.size()));
-    QVERIFY(readFile(target) == expected);
-}
-
-void TestMLogRotate::hostileNameStaysText_data()
-{
-    QTest::addColumn<QString>("base");
-    QTest::newRow("command substitution") << "$(touch pwned)";
-    QTest::newRow("quote") << "it's;touch pwned;'";
+             (QStringList{QStringLiteral("mv %1 %2").arg(today, tmp), QStringLiteral("cat %1 >> %2").arg(current, tmp),
+                          QStringLiteral("mv %1 %2").arg(tmp, today)}));
+    QVERIFY(!QFile::exists(current) && !QFile::exists(tmp));
+    QVERIFY(readFile(today) == expected);
 }
 
 void TestMLogRotate::hostileNameStaysText()
 {
-    QFETCH(QString, base);
+    // Neither double quotes nor single quotes alone keep this a name.
+    const QString base = QStringLiteral("it's $(touch pwned)");
     // An injected command would run in the shell's folder: make that ours.
     const QString previousFolder = QDir::currentPath();
     QDir::setCurrent(dir->path());
-    const QString hostile = path(base + ".log");
-    writeFile(hostile, "hostile\n");
-    MLogSystem::instance()->rotateLog(hostile, false, 30);
+    writeFile(path(base + ".log"), "hostile\n");
+    MLogSystem::instance()->rotateLog(path(base + ".log"), false, 30);
     QDir::setCurrent(previousFolder);
-    if (QDate::currentDate() != startDay)
-        QSKIP("the date changed during the test");
-    QVERIFY(!QFile::exists(hostile));
-    QCOMPARE(readFile(path(base + "_" + startDay.toString("yyyy-MM-dd") + ".log")), QByteArray("hostile\n"));
-    QVERIFY(!QFile::exists(path("pwned")));
+    const QString datedName = base + day.toString("_yyyy-MM-dd") + ".log";
+    QCOMPARE(QDir(dir->path()).entryList(QDir::Files), QStringList{datedName});
+    QCOMPARE(readFile(path(datedName)), QByteArray("hostile\n"));
 }
 
-void TestMLogRotate::keepDays_data()
+void TestMLogRotate::cleanUpOlderLogs_data()
 {
     QTest::addColumn<int>("keepDays");
+    QTest::addColumn<QStringList>("archived");
     QTest::addColumn<QStringList>("remaining");
-    QTest::newRow("30 days") << 30 << QStringList{"app_recent.log", "app_today.log", "other.log"};
-    QTest::newRow("0 keeps all") << 0
-                                 << QStringList{"app_old.log", "app_old.tar.bz2", "app_recent.log", "app_today.log",
-                                                "other.log"};
+    QTest::newRow("30 days") << 30 << QStringList{"app_yesterday"}
+                             << QStringList{"app_notes.txt", "app_today.log", "app_yesterday.tar.bz2", "other.log"};
+    QTest::newRow("0 deletes nothing") << 0 << QStringList{"app_old", "app_yesterday"}
+                                       << QStringList{"app_notes.txt", "app_old.tar.bz2", "app_older.tar.bz2",
+                                                      "app_today.log", "app_yesterday.tar.bz2", "other.log"};
 }
 
-void TestMLogRotate::keepDays()
+void TestMLogRotate::cleanUpOlderLogs()
 {
     QFETCH(int, keepDays);
+    QFETCH(QStringList, archived);
     QFETCH(QStringList, remaining);
-    const QString target = today();
-    if (target.isEmpty())
-        QSKIP("the date changed during the test");
-    writeFile(current, "current\n");
-    for (const char *name : {"app_old.log", "app_old.tar.bz2", "app_recent.log", "other.log"})
-        writeFile(path(name), "x\n");
-    age(path("app_old.log"), 40);
-    age(path("app_old.tar.bz2"), 31);
-    age(path("app_recent.log"), 10);
-    age(path("other.log"), 400); // another program's file is not ours to delete
-    MLogSystem::instance()->rotateLog(current, false, keepDays);
-    QVERIFY(QFile::rename(target, path("app_today.log")));
-    QCOMPARE(QDir(dir->path()).entryList(QDir::Files, QDir::Name), remaining);
-}
-
-void TestMLogRotate::compressesOlderLogs()
-{
-    const QString target = today();
-    if (target.isEmpty())
-        QSKIP("the date changed during the test");
     writeFile(current, "today's first run\n");
-    const QString older = dated(startDay.addDays(-1));
-    const QString oldest = dated(startDay.addDays(-2));
-    writeFile(older, "the day before\n");
-    writeFile(oldest, "two days before\n");
-    writeFile(path("app_notes.txt"), "not a log\n");
-
-    MLogSystem::instance()->rotateLog(current, true, 30);
-    const auto archiveLines = [this] { return logged.filter(QRegularExpression("^MLogSystem: Archive <")); };
-    QTRY_COMPARE_WITH_TIMEOUT(archiveLines().size(), 2, 30000);
-
-    for (const QString &log : {older, oldest}) {
-        const QFileInfo info(log);
-        const QString archive = info.absolutePath() + '/' + info.baseName() + ".tar.bz2";
-        QVERIFY(logged.contains(QStringLiteral("MLogSystem: Compress old log file. Command line: cjf; %1; -C; %2; %3")
-                                    .arg(archive, info.absolutePath(), info.fileName())));
-        QVERIFY(archiveLines().contains(
-            QStringLiteral("MLogSystem: Archive <%1> created. Remove old log file <%2>. "
-                           "Return code=<0>. Exit status: <0>.")
-                .arg(archive, log)));
-        QVERIFY(!QFile::exists(log));
+    // Only "app*" files are ours; of those only logs are compressed.
+    for (const auto &file : QList<QPair<QString, int>>{{"app_yesterday.log", 1}, {"app_old.log", 40},
+                                                       {"app_older.tar.bz2", 31}, {"app_notes.txt", 0},
+                                                       {"other.log", 400}}) {
+        QFile f(path(file.first));
+        QVERIFY(f.open(QIODevice::WriteOnly) && f.write("x\n") == 2 && f.flush());
+        QVERIFY(f.setFileTime(QDateTime::currentDateTime().addDays(-file.second), QFileDevice::FileModificationTime));
+    }
+    MLogSystem::instance()->rotateLog(current, true, keepDays);
+    QTRY_COMPARE_WITH_TIMEOUT(MLogSystem::instance()->pendingArchives(), 0, 30000);
+    for (const QString &name : archived) {
+        const QString archive = path(name + ".tar.bz2");
+        QVERIFY(logged.contains(QStringLiteral("MLogSystem: Compress old log file. Command line: cjf; %1; -C; %2; %3.log")
+                                    .arg(archive, dir->path(), name)));
+        QVERIFY(logged.contains(
+            QStringLiteral("MLogSystem: Archive <%1> created. Remove old log file <%2>. Return code=<0>. Exit status: <0>.")
+                .arg(archive, path(name + ".log"))));
         QProcess tar;
         tar.start("tar", {"tjf", archive});
         QVERIFY(tar.waitForFinished(30000));
-        QCOMPARE(tar.exitCode(), 0);
-        QCOMPARE(tar.readAllStandardOutput(), info.fileName().toLocal8Bit() + '\n');
+        QCOMPARE(tar.readAllStandardOutput(), (name + ".log\n").toLocal8Bit());
     }
-    // Today's file keeps growing uncompressed; other files are not touched.
-    QCOMPARE(readFile(target), QByteArray("today's first run\n"));
-    QVERIFY(QFile::exists(path("app_notes.txt")));
-    QCOMPARE(QDir(dir->path()).entryList({"*.tar.bz2"}, QDir::Files).size(), 2);
+    // Today's file keeps growing uncompressed.
+    QCOMPARE(readFile(dated(0)), QByteArray("today's first run\n"));
+    QVERIFY(QFile::rename(dated(0), path("app_today.log")));
+    QCOMPARE(QDir(dir->path()).entryList(QDir::Files, QDir::Name), remaining);
 }
 
 QTEST_GUILESS_MAIN(TestMLogRotate)
