@@ -1,9 +1,6 @@
 #include "ibuttonthread.h"
 
 #include "marvofunction.h"
-#include "mlogsystem.h"
-
-#include <QDebug>
 
 #include <algorithm>
 #include <cstring>
@@ -16,12 +13,15 @@ const int ReadAttempts = 5;
 const int PollIntervalMs = 300;
 }
 
-IButtonThread::IButtonThread(QObject *parent) : QThread(parent)
+IButtonThread::IButtonThread(QObject *parent) : DeviceThread(parent)
 {
     absent = true;
-    connect(this, &QThread::finished, this, &QObject::deleteLater);
-    qDebug() << "IButtonThread created.";
-    MLogSystem::instance()->logWrite(this, QStringLiteral("IButtonThread created."));
+    logEvent(QStringLiteral("IButtonThread created."));
+}
+
+IButtonThread::~IButtonThread()
+{
+    stopAndWait();
 }
 
 void IButtonThread::setflagWork(bool on)
@@ -36,15 +36,9 @@ bool IButtonThread::getflagWork() const
 
 void IButtonThread::exitThread()
 {
-    qDebug() << "IButtonThread shutdown start.";
-    MLogSystem::instance()->logWrite(this, QStringLiteral("IButtonThread shutdown start."));
+    logEvent(QStringLiteral("IButtonThread shutdown start."));
     flagWork = false;
-}
-
-void IButtonThread::message(const QString &text)
-{
-    qDebug() << text;
-    emit sendMessage(text);
+    wake();
 }
 
 bool IButtonThread::ReadSerialNo(int fd, char *buffer)
@@ -57,14 +51,6 @@ bool IButtonThread::ReadSerialNo(int fd, char *buffer)
             return true;
     }
     return false;
-}
-
-void IButtonThread::pause(int msecs)
-{
-    // Sleep in slices so that exitThread() is not kept waiting a whole poll.
-    const int slice = 25;
-    for (int waited = 0; waited < msecs && flagWork; waited += slice)
-        msleep(ulong(std::min(slice, msecs - waited)));
 }
 
 void IButtonThread::run()
@@ -96,7 +82,7 @@ void IButtonThread::run()
                 emit sendData(QStringList() << code);
                 absent = false;
             }
-            pause(PollIntervalMs);
+            pause(PollIntervalMs, flagWork);
         }
         message(tr("IB: IButton device Close."));
         MarvoFunction::closeDeviceHandle(fd);

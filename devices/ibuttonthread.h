@@ -6,16 +6,18 @@
 // poll after exitThread() and deletes itself when run() ends.
 #pragma once
 
+#include "devicethread.h"
+
 #include <QStringList>
-#include <QThread>
 
 #include <atomic>
 
-class IButtonThread : public QThread
+class IButtonThread : public DeviceThread
 {
     Q_OBJECT
 public:
     explicit IButtonThread(QObject *parent);
+    ~IButtonThread() override;
 
     void setflagWork(bool on);
     bool getflagWork() const;
@@ -25,19 +27,15 @@ public:
     bool ReadSerialNo(int fd, char *buffer);
 
 signals:
-    void sendMessage(QString str);
     void sendData(QStringList data);
 
 public slots:
-    void exitThread();
+    void exitThread() override;
 
 protected:
     void run() override;
 
 private:
-    void message(const QString &text);
-    void pause(int msecs);
-
     std::atomic<bool> flagWork{false};
     bool absent = true;
     int fd = -1;

@@ -2,9 +2,6 @@
 
 #include "marvofunction.h"
 #include "mkernel.h"
-#include "mlogsystem.h"
-
-#include <QDebug>
 
 #include <cstddef>
 #include <cstdint>
@@ -21,24 +18,17 @@ struct MagCardRecord
 static_assert(sizeof(MagCardRecord) == 396, "the driver's swipe record is 396 bytes");
 static_assert(offsetof(MagCardRecord, text) == 12, "track texts follow the three lengths");
 
-MagCardThread::MagCardThread(QObject *parent) : QThread(parent)
+MagCardThread::MagCardThread(QObject *parent) : DeviceThread(parent)
 {
-    connect(this, &QThread::finished, this, &QObject::deleteLater);
-    qDebug() << "MagCardThread created.";
-    MLogSystem::instance()->logWrite(this, QStringLiteral("MagCardThread created."));
+    logEvent(QStringLiteral("MagCardThread created."));
 }
 
 void MagCardThread::exitThread()
 {
-    qDebug() << "MagCardThread shutdown start.";
-    MLogSystem::instance()->logWrite(this, QStringLiteral("MagCardThread shutdown start."));
+    // The worker sits in a blocking read(): it sees this after the next swipe.
+    logEvent(QStringLiteral("MagCardThread shutdown start."));
     running = false;
-}
-
-void MagCardThread::message(const QString &text)
-{
-    qDebug() << text;
-    emit sendMessage(text);
+    wake();
 }
 
 void MagCardThread::run()
@@ -60,8 +50,7 @@ void MagCardThread::run()
             // decoded) is no swipe and is not reported: we simply read again.
             if (::read(fd, &record, sizeof record) > 0)
                 reportSwipe(record);
-            if (running)
-                msleep(100);
+            pause(100, running);
         }
         // Tell the reader we are done with it before letting it go; nothing
         // useful can be done if it refuses.

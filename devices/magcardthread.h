@@ -8,31 +8,30 @@
 // blocking read returns (the next swipe) and deletes itself when run() ends.
 #pragma once
 
+#include "devicethread.h"
+
 #include <QStringList>
-#include <QThread>
 
 #include <atomic>
 
 struct MagCardRecord;
 
-class MagCardThread : public QThread
+class MagCardThread : public DeviceThread
 {
     Q_OBJECT
 public:
     explicit MagCardThread(QObject *parent);
 
 signals:
-    void sendMessage(QString str);
     void magcardData(QStringList tracks);
 
 public slots:
-    void exitThread();
+    void exitThread() override;
 
 protected:
     void run() override;
 
 private:
-    void message(const QString &text);
     void reportSwipe(const MagCardRecord &record);
 
     std::atomic<bool> running{false};

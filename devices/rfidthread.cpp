@@ -2,9 +2,7 @@
 
 #include "marvofunction.h"
 #include "mifs.h"
-#include "mlogsystem.h"
 
-#include <QDeadlineTimer>
 #include <QDebug>
 
 #include <cstring>
@@ -13,46 +11,21 @@ namespace {
 const int PollIntervalMs = 1000;
 }
 
-RFIDThread::RFIDThread(QObject *parent) : QThread(parent)
+RFIDThread::RFIDThread(QObject *parent) : DeviceThread(parent)
 {
-    connect(this, &QThread::finished, this, &QObject::deleteLater);
-    qDebug() << "RFIDThread created.";
-    MLogSystem::instance()->logWrite(this, QStringLiteral("RFIDThread created."));
+    logEvent(QStringLiteral("RFIDThread created."));
 }
 
 RFIDThread::~RFIDThread()
 {
-    // A parent that goes away while the test still runs must not pull the
-    // object out from under the thread.
-    if (isRunning()) {
-        exitThread();
-        wait();
-    }
+    stopAndWait();
 }
 
 void RFIDThread::exitThread()
 {
-    qDebug() << "RFIDThread shutdown start.";
-    MLogSystem::instance()->logWrite(this, QStringLiteral("RFIDThread shutdown start."));
+    logEvent(QStringLiteral("RFIDThread shutdown start."));
     m_running.store(false);
-    // Taking the mutex orders the wake-up after a pause that has already
-    // checked the flag, so the wake-up cannot slip in before the wait.
-    QMutexLocker lock(&m_pauseMutex);
-    m_wake.wakeAll();
-}
-
-void RFIDThread::message(const QString &text)
-{
-    qDebug().noquote() << text;
-    emit sendMessage(text);
-}
-
-void RFIDThread::pause(int msecs)
-{
-    QDeadlineTimer deadline(msecs);
-    QMutexLocker lock(&m_pauseMutex);
-    while (m_running.load() && !deadline.hasExpired())
-        m_wake.wait(&m_pauseMutex, deadline);
+    wake();
 }
 
 void RFIDThread::run()
@@ -93,13 +66,12 @@ void RFIDThread::run()
                     lastCardNo = cardNo;
                 }
             }
-            pause(PollIntervalMs);
+            pause(PollIntervalMs, m_running);
         }
 
         message(tr("RFID: RFID device close."));
         mifs_mclosedev(fd);
     }
 
-    qDebug() << "RFIDThread <run> finished.";
-    MLogSystem::instance()->logWrite(this, QStringLiteral("RFIDThread <run> finished."));
+    logEvent(QStringLiteral("RFIDThread <run> finished."));
 }

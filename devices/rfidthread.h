@@ -6,13 +6,11 @@
 // the object deletes itself when run() returns.
 #pragma once
 
-#include <QMutex>
-#include <QThread>
-#include <QWaitCondition>
+#include "devicethread.h"
 
 #include <atomic>
 
-class RFIDThread : public QThread
+class RFIDThread : public DeviceThread
 {
     Q_OBJECT
 public:
@@ -20,21 +18,14 @@ public:
     ~RFIDThread() override;
 
 signals:
-    void sendMessage(QString message);
     void sendData(QString data);
 
 public slots:
-    void exitThread();
+    void exitThread() override;
 
 protected:
     void run() override;
 
 private:
-    void message(const QString &text);
-    // Waits out one poll interval, or less when exitThread() is called.
-    void pause(int msecs);
-
     std::atomic<bool> m_running{false};
-    QMutex m_pauseMutex;
-    QWaitCondition m_wake;
 };
