@@ -2,20 +2,121 @@
 
 #include "mlogsystem.h"
 
-#include <QDeadlineTimer>
 #include <QDebug>
+#include <QElapsedTimer>
+
+#include <cerrno>
+#include <cstdint>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 DeviceThread::DeviceThread(QObject *parent) : QThread(parent)
 {
+    // Without a wake descriptor every wait still ends at its time-out; a stop
+    // then takes up to one wait to be noticed.
+    m_wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     connect(this, &QThread::finished, this, &QObject::deleteLater);
+    // Direct: the handler must run inside the parent's destructor, while this
+    // object is still whole and before the parent deletes its children.
+    if (parent)
+        connect(parent, &QObject::destroyed, this, &DeviceThread::parentDestroyed, Qt::DirectConnection);
 }
 
-void DeviceThread::stopAndWait()
+DeviceThread::~DeviceThread()
 {
-    if (isRunning()) {
-        exitThread();
-        wait();
+    stopAndWait();
+    if (m_wakeFd >= 0)
+        ::close(m_wakeFd);
+}
+
+void DeviceThread::exitThread()
+{
+    logEvent(QStringLiteral("%1 shutdown start.").arg(QLatin1String(metaObject()->className())));
+    setRunning(false);
+}
+
+void DeviceThread::setRunning(bool on)
+{
+    m_running.store(on);
+    if (on || m_wakeFd < 0)
+        return;
+    const uint64_t one = 1;
+    if (::write(m_wakeFd, &one, sizeof one) < 0) {
+        // Only fails when the counter is full: the descriptor is readable anyway.
     }
+}
+
+bool DeviceThread::stopAndWait(unsigned long msecs)
+{
+    if (!isRunning())
+        return true;
+    setRunning(false);
+    // run() itself cannot wait for its own end.
+    if (QThread::currentThread() == this)
+        return false;
+    return wait(msecs);
+}
+
+void DeviceThread::parentDestroyed()
+{
+    if (!isRunning())
+        return;
+    exitThread();
+    if (QThread::currentThread() != this && wait(ParentWaitMs))
+        return;
+    // Destroyed from run() itself, or the device keeps the worker in a read
+    // it cannot leave: the parent must not delete it under its running
+    // thread. Without a parent it ends when it can and deletes itself.
+    setParent(nullptr);
+}
+
+bool DeviceThread::pollOnce(int fd, int timeoutMs)
+{
+    pollfd fds[2] = {{m_wakeFd, POLLIN, 0}, {fd, POLLIN, 0}};
+    const int ready = ::poll(fds, fd >= 0 ? 2 : 1, timeoutMs);
+    if (ready < 0) {
+        if (errno == EINTR)
+            return false;
+        // poll() itself failed: a device is handed to read(), which blocks or
+        // reports as the driver decides; a plain sleep is still taken.
+        if (fd >= 0)
+            return true;
+        QThread::msleep(static_cast<unsigned long>(timeoutMs));
+        return false;
+    }
+    if (fd >= 0 && fds[1].revents != 0)
+        return true;
+    if ((fds[0].revents & POLLIN) && running()) {
+        // A wake left over from a stop that setRunning(true) took back.
+        uint64_t count;
+        if (::read(m_wakeFd, &count, sizeof count) < 0) {
+            // Already read: nothing left to clear.
+        }
+    }
+    return false;
+}
+
+bool DeviceThread::pause(int msecs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    for (qint64 left = msecs; running() && left > 0; left = msecs - timer.elapsed())
+        pollOnce(-1, int(left));
+    return running();
+}
+
+bool DeviceThread::waitReadable(int fd, int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    qint64 left = qMax(timeoutMs, 0);
+    do {
+        if (pollOnce(fd, int(left)))
+            return true;
+        left = timeoutMs - timer.elapsed();
+    } while (running() && left > 0);
+    return false;
 }
 
 void DeviceThread::message(const QString &text)
@@ -28,20 +129,4 @@ void DeviceThread::logEvent(const QString &text)
 {
     qDebug().noquote() << text;
     MLogSystem::instance()->logWrite(this, text);
-}
-
-void DeviceThread::pause(int msecs, const std::atomic<bool> &flag)
-{
-    QDeadlineTimer deadline(msecs);
-    QMutexLocker lock(&m_pauseMutex);
-    while (flag.load() && !deadline.hasExpired())
-        m_wake.wait(&m_pauseMutex, deadline);
-}
-
-void DeviceThread::wake()
-{
-    // Taking the mutex orders the wake-up after a pause that has already
-    // checked the flag, so it cannot slip in before the wait.
-    QMutexLocker lock(&m_pauseMutex);
-    m_wake.wakeAll();
 }

@@ -70,7 +70,7 @@ private slots:
         const int unknown = SimRfidReader::UnknownCommand;
         const QByteArray none, longest(253, 'w');
         // One row per packet shape.
-        QTest::newRow("no data") << CALL(mifs_halt(fd)) << '\0' << 0 << unknown << "E()" << none;
+        QTest::newRow("no data") << CALL(mifs_get_info(fd)) << '\0' << 0 << unknown << "O()" << none;
         QTest::newRow("1 byte, reply") << CALL(mifs_request(fd, 0x26, reply)) << '\0' << 0 << 0 << "A(26)" << Atqa;
         // 32-bit values least significant byte first.
         QTest::newRow("value") << CALL(mifs_value(fd, 0xC1, 5, 0x01020304u, 6)) << '\0' << 0 << unknown
