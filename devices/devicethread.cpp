@@ -60,15 +60,23 @@ bool DeviceThread::stopAndWait(unsigned long msecs)
 
 void DeviceThread::parentDestroyed()
 {
-    if (!isRunning())
+    // Only on the thread this object belongs to may the parent delete it:
+    // anywhere else (run() itself included) its own deleteLater() could be
+    // running at the same moment.
+    const bool home = QThread::currentThread() == thread();
+    if (isRunning()) {
+        exitThread();
+        if (home && wait(ParentWaitMs))
+            return;
+    } else if (home) {
         return;
-    exitThread();
-    if (QThread::currentThread() != this && wait(ParentWaitMs))
-        return;
-    // Destroyed from run() itself, or the device keeps the worker in a read
-    // it cannot leave: the parent must not delete it under its running
-    // thread. Without a parent it ends when it can and deletes itself.
+    }
+    // Let go of the parent so it does not delete us under a running thread:
+    // without a parent the worker ends when it can and deletes itself. One
+    // that never started has nobody else to delete it.
     setParent(nullptr);
+    if (!isRunning() && !isFinished())
+        deleteLater();
 }
 
 bool DeviceThread::pollOnce(int fd, int timeoutMs)

@@ -36,9 +36,11 @@
 //  - A parent that is destroyed while the worker runs stops it and waits for
 //    run() to send its closing lines and close its device, before the parent
 //    deletes its children (QObject announces destroyed() first). A worker that
-//    does not end within ParentWaitMs is let go of instead: it keeps running
-//    without a parent and deletes itself when it ends, so destroying a window
-//    never aborts the program with a thread still running.
+//    does not end within ParentWaitMs, or a parent destroyed on a thread other
+//    than the one the worker object belongs to (run() itself included), lets
+//    the worker go instead: it stops, keeps running without a parent until it
+//    can end, and deletes itself. Destroying a window never aborts the program
+//    with a thread still running.
 //  - Deleting a running worker directly (not through its parent) stops it and
 //    waits; run() must then need nothing of the derived object beyond plain
 //    members. A worker holding more than that calls stopAndWait() in its own

@@ -72,6 +72,35 @@ private slots:
                                    << "IButtonThread: IButtonThread shutdown start.");
     }
 
+    void stops_data()
+    {
+        QTest::addColumn<int>("how");
+        QTest::newRow("before start") << int(WorkerProbe::StopBeforeStart);
+        QTest::newRow("right after start") << int(WorkerProbe::StopRightAfterStart);
+        QTest::newRow("between polls") << int(WorkerProbe::StopWhileRunning);
+        QTest::newRow("parent destroyed") << int(WorkerProbe::DestroyParentWhileRunning);
+    }
+    void stops()
+    {
+        // A key lies on the contact from the start: a worker stopped before
+        // its first poll never reports it; one stopped later reports it once.
+        // Either way it closes the bus with its closing lines.
+        QFETCH(int, how);
+        SimTerminal sim;
+        auto *bus = sim.add<SimIButton>();
+        bus->attachKey(QByteArray::fromHex("0123456789abcdef"));
+        WorkerProbe probe;
+        probe.create<IButtonThread>(&IButtonThread::sendData, how == WorkerProbe::DestroyParentWhileRunning);
+        QVERIFY(probe.startAndStop(WorkerProbe::Stop(how), [&] { return probe.dataCount() == 1; }));
+        const bool polled = how == WorkerProbe::StopWhileRunning || how == WorkerProbe::DestroyParentWhileRunning;
+        QTRY_COMPARE(probe.events, QStringList() << "IB: IButton Device open success."
+                                                 << (polled ? keyReport("efcdab8967452301") : QStringList())
+                                                 << "IB: IButton device Close." << "IButtonThread <run> finished.");
+        QTRY_COMPARE(probe.logLines.filter("IButtonThread"),
+                     QStringList() << "IButtonThread: IButtonThread created."
+                                   << "IButtonThread: IButtonThread shutdown start.");
+    }
+
     void openError()
     {
         SimTerminal sim;
