@@ -20,17 +20,21 @@ int SimBuzzer::ioctl(Channel &channel, unsigned long request, void *arg)
     return 0;
 }
 
-void SimBuzzer::collect(Channel &channel)
+void SimBuzzer::received(Channel &channel, const QByteArray &pattern)
 {
     // The duration is the descriptor's state: each write plays at the one
     // set last before it, or at the driver's default (0 here) when none was.
-    const int duration = channel.pendingValues.value(0, 0);
-    for (const QByteArray &pattern : drainRecords(channel)) {
-        Beep b;
-        b.pattern = pattern;
-        b.durationMs = duration;
-        m_beeps.append(b);
-    }
+    Beep b;
+    b.pattern = pattern;
+    b.durationMs = channel.pendingValues.value(0, 0);
+    m_beeps.append(b);
+}
+
+void SimBuzzer::collect(Channel &channel)
+{
+    // Writes the service loop has not handed over yet.
+    for (const QByteArray &pattern : drainRecords(channel))
+        received(channel, pattern);
 }
 
 void SimBuzzer::collect()

@@ -27,6 +27,7 @@ public:
 
 protected:
     int ioctl(Channel &channel, unsigned long request, void *arg) override;
+    void received(Channel &channel, const QByteArray &pattern) override;
 
 private:
     void collect();

@@ -3,11 +3,25 @@
 #include "simterminal.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace {
+// Served descriptor numbers are handed out and drained under this lock, so a
+// number the program has just closed cannot be given to another channel
+// between checking it and using it.
+QMutex g_servedNumbers;
+
+ino_t inodeOf(int fd)
+{
+    struct stat st = {};
+    return ::fstat(fd, &st) == 0 ? st.st_ino : 0;
+}
+}
 
 SimDevice::SimDevice(const QString &nodePath) : m_nodePath(nodePath) {}
 
@@ -15,6 +29,9 @@ SimDevice::~SimDevice()
 {
     restoreStdin();
     for (Channel &c : channels) {
+        // A program thread still waiting in a served read must not hang.
+        for (const SimSyscalls::Call &call : c.heldCalls)
+            finishCall(call, -1, EIO);
         if (c.modelFd >= 0)
             ::close(c.modelFd);
     }
@@ -108,25 +125,109 @@ int SimDevice::ioctl(Channel &, unsigned long, void *)
     return -1;
 }
 
+void SimDevice::received(Channel &channel, const QByteArray &record)
+{
+    channel.inbox.append(record);
+}
+
+void SimDevice::closed(Channel &) {}
+
+void SimDevice::serveRead(Channel &, const SimSyscalls::Call &call)
+{
+    finishCall(call, -1, EINVAL);
+}
+
+void SimDevice::serveWrite(Channel &channel, const SimSyscalls::Call &call)
+{
+    channel.inbox.append(QByteArray(call.buffer, int(call.count)));
+    finishCall(call, ssize_t(call.count));
+}
+
 int SimDevice::openSocketChannel()
 {
     int sv[2];
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, sv) < 0)
         return -1;
-    struct stat st = {};
-    ::fstat(sv[0], &st);
     Channel c;
     c.programFd = sv[0];
     c.modelFd = sv[1];
-    c.programIno = st.st_ino;
+    c.programIno = inodeOf(sv[0]);
     channels.append(c);
+    watchChannel(c);
     return sv[0];
+}
+
+int SimDevice::openServedChannel(bool alwaysReadable)
+{
+    if (!SimSyscalls::ensureInstalled())
+        return -1;
+    int sv[2];
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sv) < 0)
+        return -1;
+    int programFd;
+    {
+        QMutexLocker numbers(&g_servedNumbers);
+        programFd = ::fcntl(sv[0], F_DUPFD_CLOEXEC, int(SimSyscalls::FirstServedFd));
+    }
+    const int err = errno;
+    ::close(sv[0]);
+    if (programFd < 0 || programFd > SimSyscalls::LastServedFd) {
+        if (programFd >= 0)
+            ::close(programFd);
+        ::close(sv[1]);
+        errno = programFd < 0 ? err : EMFILE;
+        return -1;
+    }
+    Channel c;
+    c.programFd = programFd;
+    c.modelFd = sv[1];
+    c.programIno = inodeOf(programFd);
+    c.served = true;
+    channels.append(c);
+    if (alwaysReadable)
+        setReadable(channels.last(), true);
+    watchChannel(c);
+    return programFd;
+}
+
+void SimDevice::setReadable(Channel &channel, bool readable)
+{
+    if (!channel.served || channel.readable == readable)
+        return;
+    // One byte waiting on the program's end is what makes poll() say
+    // readable; the program never reads it (its reads come to the model).
+    char token = 0;
+    if (readable) {
+        if (::send(channel.modelFd, &token, 1, MSG_DONTWAIT | MSG_NOSIGNAL) == 1)
+            channel.readable = true;
+        return;
+    }
+    QMutexLocker numbers(&g_servedNumbers);
+    if (inodeOf(channel.programFd) == channel.programIno)
+        ::recv(channel.programFd, &token, 1, MSG_DONTWAIT);
+    channel.readable = false;
+}
+
+void SimDevice::answerRead(const SimSyscalls::Call &call, const QByteArray &data)
+{
+    const size_t n = qMin(call.count, size_t(data.size()));
+    // Only while the caller still waits is its buffer ours to fill.
+    if (SimSyscalls::isPending(call.id)) {
+        std::memcpy(call.buffer, data.constData(), n);
+        SimSyscalls::reply(call.id, ssize_t(n));
+    }
+}
+
+void SimDevice::finishCall(const SimSyscalls::Call &call, ssize_t result, int err)
+{
+    SimSyscalls::reply(call.id, result, err);
 }
 
 QList<QByteArray> SimDevice::drainRecords(Channel &channel)
 {
-    QList<QByteArray> out;
-    while (channel.modelFd >= 0) {
+    QList<QByteArray> out = channel.inbox;
+    channel.inbox.clear();
+    while (!channel.served && channel.modelFd >= 0) {
         pollfd p = {channel.modelFd, POLLIN, 0};
         if (::poll(&p, 1, 0) <= 0 || !(p.revents & POLLIN))
             break;
@@ -149,8 +250,9 @@ int SimDevice::sendRecord(const QByteArray &record)
 {
     int sent = 0;
     for (Channel &c : channels) {
-        if (c.modelFd >= 0 && ::send(c.modelFd, record.constData(), size_t(record.size()),
-                                     MSG_DONTWAIT | MSG_NOSIGNAL) == record.size())
+        if (!c.served && c.modelFd >= 0
+            && ::send(c.modelFd, record.constData(), size_t(record.size()), MSG_DONTWAIT | MSG_NOSIGNAL)
+                   == record.size())
             ++sent;
     }
     return sent;
@@ -165,10 +267,64 @@ void SimDevice::pruneClosedChannels()
         // A closed peer also reports POLLIN (the end of file is readable):
         // only a peek that finds no record left tells that all was drained.
         char probe;
-        if (::recv(channels[i].modelFd, &probe, 1, MSG_DONTWAIT | MSG_PEEK | MSG_TRUNC) > 0)
+        if (!channels[i].served
+            && ::recv(channels[i].modelFd, &probe, 1, MSG_DONTWAIT | MSG_PEEK | MSG_TRUNC) > 0)
             continue;
-        ::close(channels[i].modelFd);
-        channels.removeAt(i);
+        for (const QByteArray &record : drainRecords(channels[i]))
+            received(channels[i], record);
+        closed(channels[i]);
+        forgetChannel(i);
+    }
+}
+
+SimDevice::Channel *SimDevice::channelByProgramFd(int fd)
+{
+    Channel *c = nullptr;
+    return ownsDescriptor(fd, &c) ? c : nullptr;
+}
+
+void SimDevice::forgetChannel(int index)
+{
+    Channel &c = channels[index];
+    for (const SimSyscalls::Call &call : c.heldCalls)
+        finishCall(call, -1, EBADF);
+    if (m_terminal)
+        m_terminal->unwatch(c.modelFd);
+    ::close(c.modelFd);
+    channels.removeAt(index);
+}
+
+void SimDevice::watchChannel(const Channel &channel)
+{
+    if (!m_terminal || channel.modelFd < 0)
+        return;
+    const int modelFd = channel.modelFd;
+    m_terminal->watch(modelFd, POLLIN, [this, modelFd](short revents) { handleChannelEvent(modelFd, revents); });
+}
+
+void SimDevice::handleChannelEvent(int modelFd, short revents)
+{
+    QMutexLocker lock(&mutex);
+    int index = -1;
+    for (int i = 0; i < channels.size(); ++i) {
+        if (channels[i].modelFd == modelFd)
+            index = i;
+    }
+    if (index < 0)
+        return;
+    Channel &c = channels[index];
+    if (!c.served) {
+        for (const QByteArray &record : drainRecords(c))
+            received(c, record);
+    }
+    // A served channel's model end never receives data (the program's
+    // writes come to serveWrite()): readable there means the program closed.
+    if ((revents & (POLLHUP | POLLERR)) || c.served) {
+        pollfd p = {modelFd, POLLIN, 0};
+        if (::poll(&p, 1, 0) > 0 && (p.revents & (POLLHUP | POLLERR))) {
+            closed(c);
+            forgetChannel(index);
+        }
     }
 }
 
@@ -179,8 +335,7 @@ bool SimDevice::ownsDescriptor(int fd, Channel **channel)
             continue;
         // The number may have been closed and reused for something else:
         // only the very socket we handed out counts.
-        struct stat st = {};
-        if (::fstat(fd, &st) == 0 && st.st_ino == c.programIno) {
+        if (inodeOf(fd) == c.programIno) {
             *channel = &c;
             return true;
         }
@@ -198,7 +353,8 @@ int SimDevice::handleOpen(int flags)
     int fd = open(flags);
     if (fd >= 0) {
         ++m_openCount;
-        if (m_descriptorZero)
+        Channel *c = nullptr;
+        if (m_descriptorZero && !(ownsDescriptor(fd, &c) && c->served))
             fd = moveToDescriptorZero(fd);
     }
     return fd;
@@ -212,4 +368,17 @@ int SimDevice::handleIoctl(int fd, unsigned long request, void *arg, bool *serve
     if (!*served)
         return -1;
     return ioctl(*c, request, arg);
+}
+
+bool SimDevice::handleServedCall(const SimSyscalls::Call &call)
+{
+    QMutexLocker lock(&mutex);
+    Channel *c = nullptr;
+    if (!ownsDescriptor(call.fd, &c) || !c->served)
+        return false;
+    if (call.isWrite)
+        serveWrite(*c, call);
+    else
+        serveRead(*c, call);
+    return true;
 }

@@ -8,10 +8,18 @@
 //  2. Decide what the program's descriptor is. The default open() hands out one
 //     end of a SOCK_SEQPACKET socket pair and keeps the other end as the
 //     model's end of that Channel: each write() of the program arrives as one
-//     record (drainRecords()), each record the model sends (sendRecord()) is
-//     one read() for the program, and a blocking read blocks for real.
+//     record, handed to received() by the terminal's service loop as soon as
+//     it is written; each record the model sends (sendRecord()) is one read()
+//     for the program, and a blocking read blocks for real. When the program
+//     closes its descriptor the loop calls closed() and forgets the channel.
+//     A driver that looks at the program's read buffer, or fails reads with
+//     an error, gets a served channel instead (openServedChannel(), see
+//     simsyscalls.h): the program's read() and write() come to serveRead()
+//     and serveWrite() with the program's own buffer, and poll() on the
+//     descriptor reports what setReadable() says.
 //     Override open() for another kind of real descriptor (a pseudo-terminal
-//     for a serial device, a FIFO) and keep its model end yourself.
+//     for a serial device, a FIFO) and keep its model end yourself; watch it
+//     with terminal()->watch() if the model must react to it.
 //  3. Override ioctl() and answer the driver's request numbers (the device
 //     layer's MARVO_IOCTL_* constants) with the driver's argument layout:
 //     `arg` is the program's pointer, or the value itself for by-value
@@ -20,8 +28,10 @@
 //  4. Offer a control API in the driver's terms for tests and the control
 //     panel (swipe(), attachKey(), setKickRefused(), ...) plus read-back of
 //     what the program sent. Guard model state with `mutex`: the program's
-//     threads call in through the kernel boundary. open() and ioctl() are
-//     already called with it held.
+//     threads call in through the kernel boundary and the service loop runs
+//     on its own thread. open(), ioctl() and every hook (received(),
+//     closed(), serveRead(), serveWrite()) are already called with it held;
+//     no lock of the terminal is held then.
 //  5. Say in the class's header comment which requests and records it
 //     understands and show a three-line use, as SimBuzzer and
 //     SimPeripheralPower do.
@@ -37,6 +47,8 @@
 // to lay out or remove its files; the program reaches those with plain file
 // calls, so the model simply reads back what was written.
 #pragma once
+
+#include "simsyscalls.h"
 
 #include <QByteArray>
 #include <QList>
@@ -70,6 +82,7 @@ public:
     // process's stdin is saved first and each open replaces the previous
     // descriptor 0). Turning it off, or destroying the model, puts stdin back.
     // The program treats 0 as "no device", so this exercises that check.
+    // Served channels keep their own numbers.
     void setHandOutDescriptorZero(bool on);
 
 protected:
@@ -78,6 +91,10 @@ protected:
         int programFd = -1; // handed to the program; the program closes it
         int modelFd = -1;   // the model's end
         ino_t programIno = 0;
+        bool served = false;   // read()/write() come to serveRead()/serveWrite()
+        bool readable = false; // served: what poll() reports to the program
+        QList<QByteArray> inbox; // records the program wrote, not yet taken
+        QList<SimSyscalls::Call> heldCalls; // served calls the model answers later
         QList<QByteArray> pendingIoctlData; // free for the model's bookkeeping
         QList<int> pendingValues;
     };
@@ -86,15 +103,37 @@ protected:
     virtual int open(int flags);
     // An ioctl on a descriptor of this device. Called with `mutex` held.
     virtual int ioctl(Channel &channel, unsigned long request, void *arg);
+    // The program wrote one record on a socket channel. The default keeps it
+    // in the channel's inbox for drainRecords().
+    virtual void received(Channel &channel, const QByteArray &record);
+    // The program closed its descriptor; the channel is forgotten afterwards.
+    virtual void closed(Channel &channel);
+    // The program's read()/write() on a served channel. Answer with
+    // answerRead()/finishCall() now, or keep the call in heldCalls and answer
+    // it later from any thread (a blocking read). Defaults: reads fail with
+    // EINVAL, writes are kept in the inbox as one record each.
+    virtual void serveRead(Channel &channel, const SimSyscalls::Call &call);
+    virtual void serveWrite(Channel &channel, const SimSyscalls::Call &call);
 
     // Creates a seqpacket channel and returns the program's descriptor.
     int openSocketChannel();
-    // Every record the program wrote on `channel` so far, without blocking.
+    // A served channel; an always-readable one is a driver without poll
+    // support, whose node poll() always reports readable.
+    int openServedChannel(bool alwaysReadable);
+    // What poll() on a served channel's descriptor reports from now on.
+    void setReadable(Channel &channel, bool readable);
+    // Copies `data` (cut to the call's count) into the program's buffer and
+    // returns that many bytes from its read().
+    static void answerRead(const SimSyscalls::Call &call, const QByteArray &data);
+    static void finishCall(const SimSyscalls::Call &call, ssize_t result, int err = 0);
+
+    // Every record the program wrote on `channel` that the model has not taken yet.
     static QList<QByteArray> drainRecords(Channel &channel);
     // Sends one record to the program on every open channel. Returns how many got it.
     int sendRecord(const QByteArray &record);
     // Forgets channels whose program end has been closed (after draining them).
     void pruneClosedChannels();
+    Channel *channelByProgramFd(int fd);
 
     mutable QMutex mutex;
     QList<Channel> channels;
@@ -104,6 +143,10 @@ private:
     bool ownsDescriptor(int fd, Channel **channel);
     int handleOpen(int flags);
     int handleIoctl(int fd, unsigned long request, void *arg, bool *served);
+    bool handleServedCall(const SimSyscalls::Call &call);
+    void handleChannelEvent(int modelFd, short revents);
+    void watchChannel(const Channel &channel);
+    void forgetChannel(int index);
     int moveToDescriptorZero(int fd);
     void restoreStdin();
 

@@ -1,27 +1,25 @@
 // The iButton 1-Wire bus driver (/dev/omap_hdq0).
 //
-// The program never writes a request: it puts the READ ROM command in its
-// buffer and calls read(fd, buf, 9). While a key touches the contact the
-// driver answers with 9 bytes (the command byte, then the 8 ROM bytes in bus
-// order); without one there is no presence pulse and only the command byte
-// comes back (a 1-byte read).
+// The program never writes a request: it puts the READ ROM command (0x33) in
+// the first byte of its buffer and calls read(fd, buf, 9); the driver takes
+// the command from that buffer, runs the exchange on the bus and fills the
+// buffer. While a key touches the contact and the exchange is READ ROM of 9
+// bytes, the answer is 9 bytes: the command byte, then the 8 ROM bytes in bus
+// order. Without a key (no presence pulse), or for any other exchange, only
+// the command byte comes back (a 1-byte read). The driver has no poll
+// support, so poll() always reports the node readable.
 //
-// A read is answered from a pipe that always holds exactly one answer for the
-// current state. The pipe is one page deep, so its write end turns writable
-// exactly when the program has taken the answer; a model thread waits for that
-// and queues the next one. attachKey()/detachKey() drain the stale answer and
-// queue a fresh one at once, so the very next read sees the change.
+//     auto *bus = sim.add<SimIButton>();
+//     bus->attachKey(QByteArray::fromHex("0123456789abcdef"));
+//     ... QCOMPARE(bus->exchanges().first(), char(0x33));
 #pragma once
 
 #include "simdevice.h"
-
-#include <thread>
 
 class SimIButton : public SimDevice
 {
 public:
     SimIButton();
-    ~SimIButton() override;
 
     // Puts a key on the contact: 8 ROM bytes in bus order (family code first, CRC byte last).
     void attachKey(const QByteArray &rom8);
@@ -31,36 +29,18 @@ public:
     void failReads(int count);
     // Whether a key is on the contact.
     bool keyAttached() const;
-    // Reads the program has completed since the node was first opened.
+    // Reads the program has completed since the model was added.
     int readCount() const;
+    // The command byte (the first byte of the program's buffer) of every read, oldest first.
+    QByteArray exchanges() const;
 
 protected:
     int open(int flags) override;
+    void serveRead(Channel &channel, const SimSyscalls::Call &call) override;
 
 private:
-    struct Line
-    {
-        int programFd = -1; // the pipe's read end, the program's descriptor
-        int drainFd = -1;   // our own non-blocking read end of the same pipe
-        int writeFd = -1;
-        ino_t ino = 0;
-        bool queued = false;      // an answer was written and not drained since
-        bool queuedFailed = false; // ... and it was one of failReads()
-    };
-
-    void serve();
-    void wake();
-    QByteArray nextAnswer(bool *failed);
-    void queueAnswer(Line &line);
-    void drainStale(Line &line);
-    void requeueAll();
-    void pruneClosedLines();
-
-    QList<Line> m_lines;
     QByteArray m_rom;
+    QByteArray m_exchanges;
     int m_failReads = 0;
     int m_reads = 0;
-    bool m_stop = false;
-    int m_wakeFd = -1;
-    std::thread m_thread;
 };

@@ -2,6 +2,7 @@
 
 #include "marvofunction.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 
@@ -15,7 +16,10 @@ QByteArray trackText(const QByteArray &text)
 }
 }
 
-SimMagReader::SimMagReader() : SimDevice(MAGNETIC_CARD_DEVICE_NAME) {}
+SimMagReader::SimMagReader() : SimDevice(MAGNETIC_CARD_DEVICE_NAME)
+{
+    m_clock.start();
+}
 
 QByteArray SimMagReader::record(int length1, int length2, int length3,
                                 const QByteArray &track1, const QByteArray &track2, const QByteArray &track3)
@@ -37,7 +41,7 @@ int SimMagReader::swipe(const QByteArray &track1, const QByteArray &track2, cons
 int SimMagReader::swipe(int length1, int length2, int length3,
                         const QByteArray &track1, const QByteArray &track2, const QByteArray &track3)
 {
-    return deliver(record(length1, length2, length3, track1, track2, track3));
+    return deliver({record(length1, length2, length3, track1, track2, track3), 0});
 }
 
 int SimMagReader::swipeShort(int bytes, const QByteArray &track1, const QByteArray &track2,
@@ -45,19 +49,78 @@ int SimMagReader::swipeShort(int bytes, const QByteArray &track1, const QByteArr
 {
     const QByteArray full = record(trackText(track1).size(), trackText(track2).size(), trackText(track3).size(),
                                    track1, track2, track3);
-    return deliver(full.left(qBound(0, bytes, int(RecordSize))));
+    return deliver({full.left(qBound(0, bytes, int(RecordSize))), 0});
 }
 
-int SimMagReader::failNextRead()
+int SimMagReader::failNextRead(int err)
 {
-    return deliver(QByteArray());
+    return deliver({QByteArray(), err});
 }
 
-int SimMagReader::deliver(const QByteArray &bytes)
+int SimMagReader::open(int)
+{
+    const int fd = openServedChannel(false);
+    if (fd >= 0) {
+        m_waiting.insert(channels.last().modelFd, {});
+        note(Event::Open);
+    }
+    return fd;
+}
+
+int SimMagReader::deliver(const Delivery &delivery)
 {
     QMutexLocker lock(&mutex);
     pruneClosedChannels();
-    return sendRecord(bytes);
+    int reached = 0;
+    for (Channel &c : channels) {
+        ++reached;
+        if (!c.heldCalls.isEmpty()) {
+            // A reader already blocked in read() takes it at once.
+            complete(c.heldCalls.takeFirst(), delivery);
+            continue;
+        }
+        m_waiting[c.modelFd].append(delivery);
+        setReadable(c, true);
+    }
+    return reached;
+}
+
+void SimMagReader::serveRead(Channel &channel, const SimSyscalls::Call &call)
+{
+    QList<Delivery> &waiting = m_waiting[channel.modelFd];
+    if (waiting.isEmpty()) {
+        channel.heldCalls.append(call); // blocks until the next swipe
+        return;
+    }
+    const Delivery delivery = waiting.takeFirst();
+    if (waiting.isEmpty())
+        setReadable(channel, false);
+    complete(call, delivery);
+}
+
+void SimMagReader::complete(const SimSyscalls::Call &call, const Delivery &delivery)
+{
+    if (delivery.err) {
+        note(Event::FailedRead);
+        finishCall(call, -1, delivery.err);
+    } else {
+        note(Event::Read);
+        answerRead(call, delivery.bytes);
+    }
+}
+
+void SimMagReader::closed(Channel &channel)
+{
+    m_waiting.remove(channel.modelFd);
+    note(Event::Close);
+}
+
+void SimMagReader::note(Event::Kind kind)
+{
+    Event e;
+    e.kind = kind;
+    e.msecs = m_clock.elapsed();
+    m_history.append(e);
 }
 
 int SimMagReader::stopCount() const
@@ -72,6 +135,12 @@ qintptr SimMagReader::lastStopArgument() const
     return m_lastStopArgument;
 }
 
+QList<SimMagReader::Event> SimMagReader::history() const
+{
+    QMutexLocker lock(&mutex);
+    return m_history;
+}
+
 int SimMagReader::ioctl(Channel &channel, unsigned long request, void *arg)
 {
     if (request != MARVO_IOCTL_MAGCARD_STOP)
@@ -79,5 +148,6 @@ int SimMagReader::ioctl(Channel &channel, unsigned long request, void *arg)
     // The program passes a plain 0; the driver never dereferences it.
     ++m_stopCount;
     m_lastStopArgument = reinterpret_cast<qintptr>(arg);
+    note(Event::Stop);
     return 0;
 }

@@ -7,6 +7,10 @@
 #include <QFileInfo>
 
 #include <cerrno>
+#include <cstdint>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 SimTerminal::SimTerminal()
 {
@@ -16,6 +20,10 @@ SimTerminal::SimTerminal()
     qputenv(MSystemRoot::EnvName, m_root.toLocal8Bit());
     for (const char *dir : {"/dev", "/proc", "/sys", "/etc", "/mnt", "/opt", "/sbin"})
         makeDir(QString::fromLatin1(dir));
+    m_clock.start();
+    m_wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    m_loop = std::thread([this] { runLoop(); });
+    SimSyscalls::setHandler([this](const SimSyscalls::Call &call) { return serveSyscall(call); });
     MKernel::setHost(this);
 }
 
@@ -23,6 +31,15 @@ SimTerminal::~SimTerminal()
 {
     if (MKernel::host() == this)
         MKernel::setHost(nullptr);
+    SimSyscalls::setHandler(nullptr);
+    stopLoop();
+    // Models go before the root: their destructors answer calls still held.
+    {
+        QMutexLocker lock(&m_mutex);
+        m_fdOwners.clear();
+    }
+    m_devices.clear();
+    ::close(m_wakeFd);
     if (m_hadPreviousRoot)
         qputenv(MSystemRoot::EnvName, m_previousRoot);
     else
@@ -88,31 +105,188 @@ bool SimTerminal::serveOpen(const char *path, int flags, int *result)
     if (!p.startsWith(m_root + QLatin1Char('/')))
         return false;
     const QString logical = p.mid(m_root.size());
-    QMutexLocker lock(&m_mutex);
-    for (const auto &d : m_devices) {
-        if (d->nodePath() != logical)
-            continue;
-        if (!exists(logical)) {
-            errno = ENOENT;
-            *result = -1;
-        } else {
-            *result = d->handleOpen(flags);
+    SimDevice *device = nullptr;
+    {
+        QMutexLocker lock(&m_mutex);
+        for (const auto &d : m_devices) {
+            if (d->nodePath() == logical) {
+                device = d.get();
+                break;
+            }
         }
+    }
+    if (!device)
+        return false;
+    if (!exists(logical)) {
+        errno = ENOENT;
+        *result = -1;
         return true;
     }
-    return false;
+    *result = device->handleOpen(flags);
+    if (*result >= 0) {
+        const int err = errno;
+        QMutexLocker lock(&m_mutex);
+        m_fdOwners.insert(*result, device);
+        errno = err;
+    }
+    return true;
+}
+
+SimDevice *SimTerminal::ownerOf(int fd) const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_fdOwners.value(fd, nullptr);
 }
 
 bool SimTerminal::serveIoctl(int fd, unsigned long request, void *arg, int *result)
 {
-    QMutexLocker lock(&m_mutex);
-    for (const auto &d : m_devices) {
-        bool served = false;
-        const int r = d->handleIoctl(fd, request, arg, &served);
-        if (served) {
-            *result = r;
-            return true;
+    // The map may hold a number the program has closed since; the model
+    // itself checks that the descriptor is still the one it handed out.
+    SimDevice *device = ownerOf(fd);
+    if (!device)
+        return false;
+    bool served = false;
+    const int r = device->handleIoctl(fd, request, arg, &served);
+    if (served)
+        *result = r;
+    return served;
+}
+
+bool SimTerminal::serveSyscall(const SimSyscalls::Call &call)
+{
+    SimDevice *device = ownerOf(call.fd);
+    return device && device->handleServedCall(call);
+}
+
+void SimTerminal::watch(int fd, short events, std::function<void(short)> onReady)
+{
+    {
+        std::lock_guard<std::mutex> lock(m_loopMutex);
+        Watch &w = m_watches[fd];
+        w.events = events;
+        w.serial = m_nextSerial++;
+        w.onReady = std::move(onReady);
+    }
+    wakeLoop();
+}
+
+void SimTerminal::unwatch(int fd)
+{
+    {
+        std::lock_guard<std::mutex> lock(m_loopMutex);
+        m_watches.erase(fd);
+    }
+    wakeLoop();
+}
+
+quint64 SimTerminal::startTimer(int msecs, std::function<void()> onFire)
+{
+    quint64 id;
+    {
+        std::lock_guard<std::mutex> lock(m_loopMutex);
+        id = m_nextSerial++;
+        m_timers[id] = Timer{m_clock.elapsed() + qMax(0, msecs), std::move(onFire)};
+    }
+    wakeLoop();
+    return id;
+}
+
+void SimTerminal::stopTimer(quint64 id)
+{
+    std::lock_guard<std::mutex> lock(m_loopMutex);
+    m_timers.erase(id);
+}
+
+bool SimTerminal::inServiceLoop() const
+{
+    return std::this_thread::get_id() == m_loop.get_id();
+}
+
+void SimTerminal::wakeLoop()
+{
+    const uint64_t one = 1;
+    if (::write(m_wakeFd, &one, sizeof one) < 0) {
+        // The counter is already non-zero: the loop wakes anyway.
+    }
+}
+
+void SimTerminal::stopLoop()
+{
+    {
+        std::lock_guard<std::mutex> lock(m_loopMutex);
+        m_stopLoop = true;
+    }
+    wakeLoop();
+    if (m_loop.joinable())
+        m_loop.join();
+}
+
+void SimTerminal::runLoop()
+{
+    std::vector<pollfd> fds;
+    std::vector<quint64> serials;
+    for (;;) {
+        int timeout = -1;
+        fds.clear();
+        serials.clear();
+        {
+            std::lock_guard<std::mutex> lock(m_loopMutex);
+            if (m_stopLoop)
+                return;
+            for (const auto &[fd, w] : m_watches) {
+                fds.push_back({fd, w.events, 0});
+                serials.push_back(w.serial);
+            }
+            for (const auto &[id, t] : m_timers) {
+                const qint64 left = qMax<qint64>(0, t.due - m_clock.elapsed());
+                if (timeout < 0 || left < timeout)
+                    timeout = int(qMin<qint64>(left, INT32_MAX));
+            }
+        }
+        fds.push_back({m_wakeFd, POLLIN, 0});
+        if (::poll(fds.data(), nfds_t(fds.size()), timeout) < 0 && errno != EINTR)
+            return;
+        if (fds.back().revents & POLLIN) {
+            uint64_t count;
+            if (::read(m_wakeFd, &count, sizeof count) < 0) {
+                // Nothing to reset: someone else already read the counter.
+            }
+        }
+        fds.pop_back();
+
+        // Timers first: each one that is due runs once and is gone.
+        for (;;) {
+            std::function<void()> onFire;
+            {
+                std::lock_guard<std::mutex> lock(m_loopMutex);
+                if (m_stopLoop)
+                    return;
+                const qint64 now = m_clock.elapsed();
+                for (auto it = m_timers.begin(); it != m_timers.end(); ++it) {
+                    if (it->second.due <= now) {
+                        onFire = std::move(it->second.onFire);
+                        m_timers.erase(it);
+                        break;
+                    }
+                }
+            }
+            if (!onFire)
+                break;
+            onFire();
+        }
+        for (size_t i = 0; i < fds.size(); ++i) {
+            if (!fds[i].revents)
+                continue;
+            std::function<void(short)> onReady;
+            {
+                // A watch removed or replaced since the poll is not called.
+                std::lock_guard<std::mutex> lock(m_loopMutex);
+                const auto it = m_watches.find(fds[i].fd);
+                if (it == m_watches.end() || it->second.serial != serials[i])
+                    continue;
+                onReady = it->second.onReady;
+            }
+            onReady(fds[i].revents);
         }
     }
-    return false;
 }

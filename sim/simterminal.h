@@ -7,6 +7,12 @@
 // installs itself on construction and removes itself (and the root) when it
 // is destroyed.
 //
+// One service loop (a thread of the terminal) watches the models' own ends of
+// their descriptors and their timers, and calls the model when the program
+// writes, closes, or a timer is due, so models answer as drivers do without a
+// test asking. No lock of the terminal is held while a model runs; the
+// descriptors the program holds are found through a map, not a scan.
+//
 //     SimTerminal sim;
 //     auto *buzzer = sim.add<SimBuzzer>();
 //     sim.writeFile("/proc/uptime", "123.45 1.00\n");
@@ -20,12 +26,18 @@
 #include "simdevice.h"
 
 #include <QByteArray>
+#include <QElapsedTimer>
+#include <QHash>
 #include <QList>
 #include <QMutex>
 #include <QString>
 #include <QTemporaryDir>
 
+#include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 class SimTerminal : public MKernelHost
@@ -66,12 +78,42 @@ public:
         return nullptr;
     }
 
+    // The service loop. `onReady` runs on the loop's thread whenever poll()
+    // reports one of `events` (or a hang-up) on `fd`; a later watch of the
+    // same descriptor replaces the earlier one. unwatch() from the loop's own
+    // thread takes effect at once; from another thread it does not wait for
+    // a callback already running.
+    void watch(int fd, short events, std::function<void(short revents)> onReady);
+    void unwatch(int fd);
+    // A one-shot timer on the loop's thread; returns its id for stopTimer().
+    quint64 startTimer(int msecs, std::function<void()> onFire);
+    void stopTimer(quint64 id);
+    // Whether the caller runs on the loop's thread.
+    bool inServiceLoop() const;
+
     // MKernelHost
     bool serveOpen(const char *path, int flags, int *result) override;
     bool serveIoctl(int fd, unsigned long request, void *arg, int *result) override;
 
 private:
+    struct Watch
+    {
+        short events = 0;
+        quint64 serial = 0;
+        std::function<void(short)> onReady;
+    };
+    struct Timer
+    {
+        qint64 due = 0;
+        std::function<void()> onFire;
+    };
+
     void attach(SimDevice *device);
+    SimDevice *ownerOf(int fd) const;
+    bool serveSyscall(const SimSyscalls::Call &call);
+    void runLoop();
+    void wakeLoop();
+    void stopLoop();
 
     QTemporaryDir m_dir;
     QString m_root;
@@ -79,4 +121,14 @@ private:
     bool m_hadPreviousRoot = false;
     mutable QMutex m_mutex;
     std::vector<std::unique_ptr<SimDevice>> m_devices;
+    QHash<int, SimDevice *> m_fdOwners; // program descriptor -> model that handed it out
+
+    mutable std::mutex m_loopMutex;
+    std::map<int, Watch> m_watches;
+    std::map<quint64, Timer> m_timers;
+    quint64 m_nextSerial = 1;
+    bool m_stopLoop = false;
+    int m_wakeFd = -1;
+    QElapsedTimer m_clock;
+    std::thread m_loop;
 };
