@@ -24,15 +24,17 @@
 //    the object is made, never by run(): a stop that comes before start() or
 //    right after it sticks, and run() opens, finds the flag cleared, skips its
 //    loop and still sends its closing lines.
-//  - exitThread() writes "<class> shutdown start." to the log and clears the
-//    flag through setRunning(false), which also wakes the worker. Override it
-//    only to do more, and call this one.
+//  - exitThread() writes "<class> shutdown start." to the log (the class name
+//    from the meta-object: every worker declares Q_OBJECT) and clears the flag
+//    through setRunning(false), which also wakes the worker. Override it only
+//    to do more, and call this one.
 //  - Every wait in run() is bounded and wakes on the stop: pause() for sleeps,
 //    waitReadable() before a read() that could block. waitReadable() polls the
 //    device together with a wake descriptor, so a worker never depends on its
 //    device to notice a stop. A driver without poll support reports its node
 //    always readable; the wait then turns into the plain blocking read, which
-//    is still correct, only slower to stop.
+//    is still correct, only slower to stop. After a stop both return at once:
+//    a delay the closing steps need is a plain QThread::msleep().
 //  - A parent that is destroyed while the worker runs stops it and waits for
 //    run() to send its closing lines and close its device, before the parent
 //    deletes its children (QObject announces destroyed() first). A worker that

@@ -6,6 +6,7 @@
 
 #include <QtTest>
 
+#include <cerrno>
 #include <functional>
 
 namespace {
@@ -17,6 +18,15 @@ QString report(int l1, const QString &t1, int l2, const QString &t2, int l3, con
 {
     return QStringLiteral("MSR: MSR read: track 1 (len=%1): %2 track 2 (len=%3): %4 track 3 (len=%5): %6")
         .arg(QString::number(l1), t1, QString::number(l2), t2, QString::number(l3), t3);
+}
+
+// What the reader saw, one letter per event: Open, Read, Failed read, Stop, Close.
+QString history(SimMagReader *reader)
+{
+    QString out;
+    for (const auto &e : reader->history())
+        out += QLatin1String("ORFSC").at(e.kind);
+    return out;
 }
 
 // When the worker sent each swipe report, taken on its own thread.
@@ -85,6 +95,16 @@ private slots:
         QTRY_COMPARE(reports.times().size(), 7);
         const qint64 apart = reports.times()[6] - reports.times()[5];
         QVERIFY2(apart >= 100, qPrintable(QString::number(apart)));
+        // A failed read is not reported, and the next read waits for the
+        // pause too (the failure and the swipe wait for the worker together).
+        QCOMPARE(reader->failNextRead(EIO), 1);
+        QCOMPARE(reader->swipe("C", "", ""), 1);
+        QTRY_COMPARE(reports.times().size(), 8);
+        const auto events = reader->history();
+        QCOMPARE(events.last().kind, SimMagReader::Event::Read);
+        QCOMPARE(events[events.size() - 2].kind, SimMagReader::Event::FailedRead);
+        const qint64 afterFailure = events.last().msecs - events[events.size() - 2].msecs;
+        QVERIFY2(afterFailure >= 100, qPrintable(QString::number(afterFailure)));
         // The stop request belongs to the close, not to the open.
         QCOMPARE(reader->stopCount(), 0);
 
@@ -98,13 +118,15 @@ private slots:
                                                     << report(8, "PARTIAL1", 8, "PART", 8, "")
                                                     << "data:PARTIAL1|PART|" << report(1, "A", 0, "", 0, "")
                                                     << "data:A||" << report(1, "B", 0, "", 0, "") << "data:B||"
-                                                    << Finished);
+                                                    << report(1, "C", 0, "", 0, "") << "data:C||" << Finished);
         // Only reads with track text beep: twice each, the device layer's 4000 ms.
         const auto beeps = buzzer->beeps();
-        QCOMPARE(beeps.size(), 5);
+        QCOMPARE(beeps.size(), 6);
         for (const auto &beep : beeps)
             QVERIFY(beep.pattern == "\x02" && beep.durationMs == 4000);
-        // Closed cleanly: the stop ioctl with 0, then the descriptor let go.
+        // Closed cleanly: after the last read the stop ioctl with 0, then the
+        // descriptor let go.
+        QTRY_COMPARE(history(reader), "O" + QString(8, 'R') + "FRSC");
         QCOMPARE(reader->stopCount(), 1);
         QCOMPARE(reader->lastStopArgument(), qintptr(0));
         QCOMPARE(reader->openHandles(), 0);
@@ -129,7 +151,7 @@ private slots:
         WorkerProbe probe;
         probe.create<MagCardThread>(nullptr, how == WorkerProbe::DestroyParentWhileRunning);
         QVERIFY(probe.startAndStop(WorkerProbe::Stop(how), [&] { return probe.events.size() == 2; }));
-        QCOMPARE(reader->stopCount(), 1);
+        QTRY_COMPARE(history(reader), QStringLiteral("OSC"));
         QCOMPARE(reader->openHandles(), 0);
         QTRY_COMPARE(probe.events.size(), 3);
         QCOMPARE(probe.events[0], QStringLiteral("MSR: MSR device open success."));

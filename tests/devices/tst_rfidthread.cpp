@@ -128,7 +128,8 @@ private slots:
     {
         // A card lies on the reader from the start: a worker stopped before
         // its first poll only configures the reader; one stopped later
-        // reports the card once. Either way it closes the reader.
+        // reports the card once (stopped right after the start, it may have
+        // got that poll in). Either way it closes the reader.
         QFETCH(int, how);
         SimTerminal sim;
         auto *reader = sim.add<SimRfidReader>();
@@ -137,8 +138,9 @@ private slots:
         probe.create<RFIDThread>(nullptr, how == WorkerProbe::DestroyParentWhileRunning);
         QVERIFY(probe.startAndStop(WorkerProbe::Stop(how), [&] { return probe.events.size() == 3; }));
         QCOMPARE(reader->openDescriptorCount(), 0);
-        const bool polled = how == WorkerProbe::StopWhileRunning || how == WorkerProbe::DestroyParentWhileRunning;
-        QTRY_COMPARE(probe.events.size(), polled ? 4 : 3);
+        QTRY_VERIFY(probe.events.contains("RFID: RFID device close."));
+        const bool polled = how == WorkerProbe::StopWhileRunning || how == WorkerProbe::DestroyParentWhileRunning
+                            || (how == WorkerProbe::StopRightAfterStart && probe.events.size() == 4);
         QCOMPARE(probe.events.mid(2), QStringList() << (polled ? QStringList("RFID: RFID card NO. is:6131623263336434")
                                                                : QStringList())
                                                     << "RFID: RFID device close.");
