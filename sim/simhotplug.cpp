@@ -114,8 +114,16 @@ void SimHotplug::broadcast(const SimUevent &event)
     broadcastLocked(event);
 }
 
+void SimHotplug::setObserver(std::function<void(const SimUevent &)> observer)
+{
+    QMutexLocker lock(&m_mutex);
+    m_observer = std::move(observer);
+}
+
 void SimHotplug::broadcastLocked(const SimUevent &event)
 {
+    if (m_observer)
+        m_observer(event);
     const QByteArray datagram = event.datagram(++m_seqnum);
     if (m_datagrams.size() < HistoryLimit)
         m_datagrams << datagram;

@@ -58,6 +58,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <vector>
 
 class SimSerialLine;
@@ -78,6 +79,11 @@ public:
     int openListener();
     // Numbers `event` and sends it to every uevent socket.
     void broadcast(const SimUevent &event);
+    // Called with each event as it is sent, on the thread that made the
+    // change, hot-plug lock held (a control panel's event list; tests look
+    // at the nodes as the program would find them at that moment). nullptr
+    // removes it.
+    void setObserver(std::function<void(const SimUevent &event)> observer);
     // Every datagram sent, oldest first, and how many a full socket lost.
     QList<QByteArray> datagrams() const;
     int lostDatagrams() const;
@@ -146,6 +152,7 @@ private:
     SimStorage m_storage;
     std::vector<Listener> m_listeners;
     QList<QByteArray> m_datagrams;
+    std::function<void(const SimUevent &)> m_observer;
     int m_lost = 0;
     quint64 m_seqnum = 1000;
     int m_nextDevnum = 3;
