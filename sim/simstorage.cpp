@@ -246,7 +246,7 @@ QByteArray mountField(const QString &text)
     return out;
 }
 
-QByteArray mountOptions(const QString &type, unsigned long flags, bool readOnly)
+QByteArray mountOptions(unsigned long flags, bool readOnly)
 {
     QByteArrayList options{readOnly ? "ro" : "rw"};
     if (flags & MS_NOSUID)
@@ -258,7 +258,6 @@ QByteArray mountOptions(const QString &type, unsigned long flags, bool readOnly)
     if (flags & MS_SYNCHRONOUS)
         options << "sync";
     options << ((flags & MS_NOATIME) ? "noatime" : "relatime");
-    Q_UNUSED(type)
     return options.join(',');
 }
 
@@ -675,7 +674,7 @@ void SimStorage::writeMountTable()
             if (m.id == a.medium)
                 device = m.partition;
         const QByteArray line = mountField(device) + ' ' + mountField(a.logicalTarget) + ' ' + a.type.toLatin1()
-                                + ' ' + mountOptions(a.type, a.flags, a.readOnly) + " 0 0";
+                                + ' ' + mountOptions(a.flags, a.readOnly) + " 0 0";
         m_tableLines << QString::fromUtf8(line);
         lines << line;
     }

@@ -27,8 +27,8 @@
 // ENOTBLK (ENOENT when missing). Mounts outside the system root and the
 // flags that bind, move or remount are refused (EPERM, EINVAL): nothing of
 // the machine is ever mounted. umount() of anything but a mount made here
-// fails with EINVAL (ENOENT when missing). The file data handed to mount() is
-// recorded and not used. Each mount shows as a line of the root's
+// fails with EINVAL (ENOENT when missing). The file-system data handed to
+// mount() is not used. Each mount shows as a line of the root's
 // /proc/mounts in the kernel's format ("/dev/mmcblk0p1 /sdcard vfat
 // rw,relatime 0 0"); lines the file held before are kept.
 //
