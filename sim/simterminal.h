@@ -24,6 +24,7 @@
 
 #include "mkernel.h"
 #include "simdevice.h"
+#include "simhotplug.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>
@@ -95,6 +96,25 @@ public:
     bool serveOpen(const char *path, int flags, int *result) override;
     bool serveIoctl(int fd, unsigned long request, void *arg, int *result) override;
 
+    // Hot-plug, removable storage and serial lines (simhotplug.h,
+    // simstorage.h, simserialline.h). The terminal serves the uevent socket
+    // and every mount()/umount(): nothing of the machine is mounted.
+    SimHotplug *hotplug();
+    bool plugUsb(int port, SimHotplug::UsbKind kind, const SimMedium &medium = SimMedium());
+    bool unplugUsb(int port);
+    // `image`: a folder whose files the card holds; empty for a blank card.
+    bool insertCard(int slot, const QString &image = QString());
+    bool insertCard(int slot, const SimMedium &medium);
+    bool removeCard(int slot);
+    bool addNetworkInterface(const QString &name);
+    bool removeNetworkInterface(const QString &name);
+    // The serial line whose node is `nodePath`, or nullptr.
+    SimSerialLine *serialLine(const QString &nodePath) const;
+    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
+                    const void *data, int *result) override;
+    bool serveUmount(const char *target, int *result) override;
+    bool serveUeventSocket(int *result) override;
+
 private:
     struct Watch
     {
@@ -131,4 +151,10 @@ private:
     int m_wakeFd = -1;
     QElapsedTimer m_clock;
     std::thread m_loop;
+
+    // Made on first use. Declared last so that it goes first, after the
+    // destructor has stopped the loop and removed the models, and before
+    // the root folder: mounts inside the root are undone before it goes.
+    std::once_flag m_hotplugOnce;
+    std::unique_ptr<SimHotplug> m_hotplug;
 };
