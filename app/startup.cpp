@@ -1,5 +1,6 @@
 #include "startup.h"
 
+#include "kx4version.h"
 #include "mfilesworks.h"
 #include "mlogsystem.h"
 #include "mpathconsts.h"
@@ -57,7 +58,7 @@ void setIdentity()
     QCoreApplication::setOrganizationName(QStringLiteral("Bellwind"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("Russia"));
     QCoreApplication::setApplicationName(QStringLiteral("Tallix Desk & Desk10 test."));
-    QCoreApplication::setApplicationVersion(QStringLiteral("0.0.7.10"));
+    QCoreApplication::setApplicationVersion(PROJECT_COMPILE_VERSION);
     // Qt 5 reads source texts and C strings as UTF-8 already; the locale codec
     // is the one that is still chosen.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));

@@ -3,7 +3,7 @@
 #include "mlogwriterrunnable.h"
 #include "mshell.h"
 #include "msystemroot.h"
-#include "version.h"
+#include "kx4version.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -1,11 +1,10 @@
 // The system utilities that run programs: the mount list, the clock, the
 // kernel's identity; and the C library's error texts. date, hwclock and mount
-// are stand-ins from tests/standins, first on PATH.
+// are stand-ins from sim/standins, first on PATH.
 #include "linuxfunction.h"
 #include "msystemfunction.h"
 #include "mversionfunction.h"
-#include "simkernelfiles.h"
-#include "simterminal.h"
+#include "testroot.h"
 #include "testsupport.h"
 
 #include <QtTest>
@@ -90,9 +89,9 @@ private slots:
         QCOMPARE(LinuxFunction::getLinuxKernelRelease(), release);
 
         // The command line is read inside the system root.
-        SimTerminal sim;
+        TestRoot root;
         QCOMPARE(LinuxFunction::getCommadLineLinuxKernel(), QString());
-        QVERIFY(SimKernelFiles::setCmdLine(sim, "  mem=256M   quiet\t"));
+        QVERIFY(root.writeFile(QStringLiteral("/proc/cmdline"), "  mem=256M   quiet\t\n"));
         QCOMPARE(LinuxFunction::getCommadLineLinuxKernel(), QStringLiteral("mem=256M quiet"));
     }
 

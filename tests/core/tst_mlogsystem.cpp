@@ -1,5 +1,5 @@
 #include "mlogsystem.h"
-#include "version.h"
+#include "kx4version.h"
 
 #include <QtTest>
 
