@@ -19,7 +19,7 @@ int main(int argc, char *argv[])
     Startup::installTranslation();
 
     const QSettings settings(MFilesWorks::getSettingsFileName().absoluteFilePath(), QSettings::IniFormat);
-    qDebug() << "INI file:" << settings.fileName();
+    qDebug().noquote() << QStringLiteral("INI file: %1").arg(settings.fileName());
     Startup::openLogFile(settings);
     MLogSystem::instance()->logWrite(QStringLiteral("main: Work begin..."), 2);
     QCoreApplication::addLibraryPath(QFileInfo(QString::fromLocal8Bit(argv[0])).absolutePath() + QDir::separator()

@@ -74,6 +74,45 @@ private slots:
         QCOMPARE(shares(cpu), (Ints{50, 10, 5, 20, 0, 10, 5, 5, 5}));
     }
 
+    void unreadablePeriods_data()
+    {
+        // One refresh per entry: the counters read, or an empty list for a
+        // read that fails (file gone). Then busy() after each refresh.
+        QTest::addColumn<QList<Counters>>("reads");
+        QTest::addColumn<Ints>("busy");
+        const Counters a{100, 0, 100, 800, 0, 0, 0, 0}, b{150, 0, 150, 900, 0, 0, 0, 0},
+            c{200, 0, 200, 1000, 0, 0, 0, 0};
+        // A period with an unread end is unknown: 0, never the wrapped 100 %.
+        QTest::newRow("one failed read") << QList<Counters>{a, {}, b, c} << Ints{0, 0, 50};
+        QTest::newRow("first read failed") << QList<Counters>{{}, a, b} << Ints{0, 50};
+        // 32-bit counters of a terminal that ran for months pass over the top.
+        QTest::newRow("counters wrap") << QList<Counters>{{0xFFFFFF9Cu, 0, 0, 0, 0, 0, 0, 0}, {100, 0, 0, 200, 0, 0, 0, 0}}
+                                       << Ints{50};
+    }
+    void unreadablePeriods()
+    {
+        QFETCH(QList<Counters>, reads);
+        QFETCH(Ints, busy);
+        TestRoot root;
+        auto write = [&](const Counters &counters) {
+            if (counters.isEmpty()) {
+                root.removeFile(QStringLiteral("/proc/stat")); // gone, or never there
+                return true;
+            }
+            return root.writeFile(QStringLiteral("/proc/stat"), statFile(counters));
+        };
+        QVERIFY(write(reads.takeFirst()));
+        CPUStat cpu;
+        Ints seen;
+        for (const Counters &counters : reads) {
+            QVERIFY(write(counters));
+            cpu.onTimer();
+            seen << cpu.busy();
+            QVERIFY2(cpu.user() <= 100 && cpu.system() <= 100, "a share over 100 %");
+        }
+        QCOMPARE(seen, busy);
+    }
+
     void upTime_data()
     {
         QTest::addColumn<QByteArray>("line"); // null: no uptime file
