@@ -22,16 +22,16 @@ QByteArray starRow();
 struct Options
 {
     bool numberLines = true; // '#'
-    bool stampTime = true;   // 't'
-    bool stampDate = true;   // 'd', after the boot phase only
+    bool stampTime = true; // 't'
+    bool stampDate = true; // 'd', after the boot phase only
 };
 
 // Appends one line, walking `lineTemplate` letter by letter, and a line
 // break. `wallMs` is the moment the line was accepted (milliseconds since the
 // epoch, shown in local time); `bootMs` the milliseconds from the start of
 // the boot phase to that moment, or negative once the boot phase is over.
-void appendLine(QByteArray &out, const QString &lineTemplate, const Options &options, quint64 lineNumber,
-                int level, const QString &text, qint64 wallMs, qint64 bootMs);
+void appendLine(QByteArray &out, const QString &lineTemplate, const Options &options, quint64 lineNumber, int level,
+                const QString &text, qint64 wallMs, qint64 bootMs);
 
 // What the header block reports about the run.
 struct Header

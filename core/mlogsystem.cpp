@@ -54,7 +54,6 @@ bool writeAll(int fd, const char *data, qint64 size)
 
 } // namespace
 
-
 MLogSystem *MLogSystem::instance()
 {
     static MLogSystem log;
@@ -516,4 +515,3 @@ void MLogSystem::restoreMessageHandler()
     else
         g_previousHandler.store(nullptr);
 }
-

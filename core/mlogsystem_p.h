@@ -3,8 +3,8 @@
 #pragma once
 
 #include "mclock.h"
-#include "mlogsystem.h"
 #include "mloglineformat.h"
+#include "mlogsystem.h"
 #include "mlogwriterrunnable.h"
 
 #include <QCoreApplication>

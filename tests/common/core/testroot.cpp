@@ -7,8 +7,7 @@
 #include <QFileInfo>
 
 TestRoot::TestRoot()
-    : m_root(QFileInfo(m_dir.path()).canonicalFilePath()),
-      m_previous(qgetenv(MSystemRoot::EnvName)),
+    : m_root(QFileInfo(m_dir.path()).canonicalFilePath()), m_previous(qgetenv(MSystemRoot::EnvName)),
       m_hadPrevious(qEnvironmentVariableIsSet(MSystemRoot::EnvName))
 {
     qputenv(MSystemRoot::EnvName, QFile::encodeName(m_root));
