@@ -9,7 +9,8 @@ if [ "${1:-}" = "--real" ]; then
     shift
     program=./build/app/kx4test
 fi
-sh tools/build.sh
+# The programs only: the tests and benchmarks are built by tools/run-tests.sh.
+sh tools/build.sh kx4test kx4test-sim
 if [ -z "${XDG_RUNTIME_DIR:-}" ]; then
     XDG_RUNTIME_DIR=$(mktemp -d)
     export XDG_RUNTIME_DIR
