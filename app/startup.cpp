@@ -1,5 +1,6 @@
 #include "startup.h"
 
+#include "kx4version.h"
 #include "mfilesworks.h"
 #include "mlogsystem.h"
 #include "mpathconsts.h"
@@ -14,11 +15,14 @@
 #include <QImageReader>
 #include <QLocale>
 #include <QNetworkConfigurationManager>
-#include <QProcessEnvironment>
 #include <QScreen>
 #include <QSettings>
 #include <QTextCodec>
 #include <QTranslator>
+
+#include <unistd.h>
+
+extern char **environ;
 
 namespace Startup {
 
@@ -57,7 +61,7 @@ void setIdentity()
     QCoreApplication::setOrganizationName(QStringLiteral("Bellwind"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("Russia"));
     QCoreApplication::setApplicationName(QStringLiteral("Tallix Desk & Desk10 test."));
-    QCoreApplication::setApplicationVersion(QStringLiteral("0.0.7.10"));
+    QCoreApplication::setApplicationVersion(PROJECT_COMPILE_VERSION);
     // Qt 5 reads source texts and C strings as UTF-8 already; the locale codec
     // is the one that is still chosen.
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
@@ -66,8 +70,8 @@ void setIdentity()
 void installTranslation()
 {
     qDebug() << "Language resources:";
-    qDebug() << "\t" << QDir(QStringLiteral(":/")).entryList();
-    qDebug() << "\t" << QDir(QStringLiteral(":/lang")).entryList();
+    qDebug().noquote() << QLatin1Char('\t') + QDir(QStringLiteral(":/")).entryList().join(QStringLiteral(", "));
+    qDebug().noquote() << QLatin1Char('\t') + QDir(QStringLiteral(":/lang")).entryList().join(QStringLiteral(", "));
     // Owned by the application object: it must outlive every window.
     auto *translator = new QTranslator(QCoreApplication::instance());
     // Without a translation for this locale the English texts stay.
@@ -120,8 +124,9 @@ void logSystemInventory()
     log(QStringLiteral(" %1").arg(formats.join(QStringLiteral(", "))), 1);
 
     log(QStringLiteral("System environment:"), 1);
-    for (const QString &entry : QProcessEnvironment::systemEnvironment().toStringList())
-        log(QStringLiteral("\t%1").arg(entry), 1);
+    // In the process's own order: QProcessEnvironment would sort it.
+    for (char **entry = environ; entry && *entry; ++entry)
+        log(QStringLiteral("\t%1").arg(QString::fromLocal8Bit(*entry)), 1);
 
     // The bearer manager is the only Qt 5 source of this list; it is gone in
     // Qt 6 and will be replaced there.

@@ -61,7 +61,12 @@ void CPUStat::onTimer()
 {
     previous = current;
     current = getState();
-    delta = current.total - previous.total;
+    // A failed read leaves a snapshot unfilled (total 0, which a running
+    // kernel never reports). A period with an unfilled end is unknown, not
+    // busy: without this the difference would wrap and read as 100 %.
+    // Between two good reads unsigned arithmetic also carries the counters
+    // over their own wrap-around on a terminal that runs for months.
+    delta = (current.total == 0 || previous.total == 0) ? 0 : current.total - previous.total;
     emit refreshInfo();
 }
 

@@ -10,6 +10,7 @@
 #include <QDebug>
 #include <QDir>
 #include <QFileInfo>
+#include <QLocale>
 #include <QProcess>
 
 namespace {
@@ -61,10 +62,13 @@ bool LinuxFunction::USBTestMount(const QString &device)
 
 bool LinuxFunction::setDateTime(QDateTime dateTime)
 {
-    // The value is made of digits only, so it needs no quoting of its own.
+    // date reads ASCII digits only: the C locale, whatever the system's
+    // (an Arabic one writes its own digits). The value is made of digits
+    // only, so it needs no quoting of its own.
+    const QLocale c = QLocale::c();
     const QString setCommand = QStringLiteral("date --set=\"%1%2\"")
-                                   .arg(dateTime.toString(QStringLiteral("yyyyMMdd")),
-                                        dateTime.toString(QStringLiteral("hhmm.ss")));
+                                   .arg(c.toString(dateTime, QStringLiteral("yyyyMMdd")),
+                                        c.toString(dateTime, QStringLiteral("hhmm.ss")));
     if (MShell::run(setCommand) != 0) {
         qDebug().noquote() << QStringLiteral("Error set date/time. Command: %1.").arg(setCommand);
         return false;

@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
+#include <QLocale>
 
 #include <sys/statfs.h>
 
@@ -91,7 +92,10 @@ bool MFilesWorks::createFlagFile(const QFileInfo &file, const QString &text)
     if (text.isEmpty()) {
         if (!f.open(QIODevice::WriteOnly | QIODevice::Append))
             return false;
-        data = QDateTime::currentDateTime().toString(QStringLiteral("dd.MM.yyyy hh:mm:ss.zzz")).toLatin1() + '\n';
+        data = QLocale::c()
+                   .toString(QDateTime::currentDateTime(), QStringLiteral("dd.MM.yyyy hh:mm:ss.zzz"))
+                   .toLatin1()
+               + '\n';
     } else {
         if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate))
             return false;

@@ -1,37 +1,25 @@
 #include "mlogsystem.h"
 
-#include "mlogwriterrunnable.h"
-#include "mshell.h"
-#include "msystemroot.h"
-#include "version.h"
+#include "mlogsystem_p.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 #include <QThread>
-#include <QVariant>
 
 #include <cerrno>
 #include <cstdio>
-#include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
-#include <vector>
+using MLogPrivate::PoolDrainMs;
 
 namespace {
 
 // Runs of identical lines are reported at least once a week even while the
 // run goes on, so a stuck message still shows up in a long burn-in.
 constexpr qint64 RepeatReportMs = 600000000;
-constexpr int PoolDrainMs = 2000;
-// Up to this size both files of a same-day rotation are joined in memory;
-// larger ones are left to cat.
-constexpr qint64 AppendInProcessLimit = 10000000;
-constexpr int StarRowWidth = 90;
 
 // Set by messageHandler() right before it logs, so that the console echo
 // does not print a framework message a second time. Kept per thread: a
@@ -43,31 +31,6 @@ thread_local bool t_lineFromMessageHandler = false;
 thread_local bool t_insideLog = false;
 
 std::atomic<QtMessageHandler> g_previousHandler{nullptr};
-
-QByteArray starRow()
-{
-    return QByteArray(StarRowWidth, '*');
-}
-
-// Zero-padded to `width` digits; longer numbers keep all their digits.
-void appendPadded(QByteArray &out, quint64 value, int width)
-{
-    char buf[24];
-    int n = 0;
-    do {
-        buf[n++] = char('0' + value % 10);
-        value /= 10;
-    } while (value);
-    while (n < width)
-        buf[n++] = '0';
-    while (n)
-        out.append(buf[--n]);
-}
-
-void appendUInt(QByteArray &out, quint64 value)
-{
-    appendPadded(out, value, 1);
-}
 
 QString repeatReport(quint64 count, qint64 ms)
 {
@@ -90,113 +53,6 @@ bool writeAll(int fd, const char *data, qint64 size)
 }
 
 } // namespace
-
-struct MLogSystem::Private
-{
-    // Repeat suppression, decided on the caller's thread.
-    QMutex repeatMutex;
-    QString lastMessage;
-    MLogSystem_EventLevel lastLevel = -1;
-    quint64 repeatCount = 0;
-    QElapsedTimer repeatClock;
-
-    std::atomic<bool> suspended{false};
-    std::atomic<bool> openFailed{false};
-    std::atomic<bool> async{false};
-    std::atomic<bool> consoleEcho{false};
-    std::atomic<bool> bootComplete{true};
-
-    // Everything below is guarded by writeMutex.
-    mutable QMutex writeMutex;
-    bool fileStarted = false;
-    quint64 lineCounter = 0;
-    QString lineTemplate = QStringLiteral("#etdl");
-    QString fileName;
-    QByteArray nativeFileName;
-    int sizeLimitMode = 0;
-    MLogSystem_EventLevel minimumLevel = 0;
-    QSet<MLogSystem_Option> options = MLogSystem::defaultOptions();
-    // The options the writer consults, looked up once per change, not per line.
-    bool stampTime = true, stampDate = true, numberLines = true, writeHeader = true, deleteFirst = false,
-         off = false;
-    int maxSize = MLogSystem::DefaultMaxSize;
-    // Start of the boot phase, wall-clock milliseconds since the epoch; boot
-    // stamps are measured from here against the moment logWrite() took a line.
-    qint64 bootStartMs = QDateTime::currentMSecsSinceEpoch();
-    QByteArray line; // reused for every line
-    // Program identity for the header, taken on the thread that sets the
-    // file: an asynchronous header may be written while the application
-    // object is already gone.
-    QString argument0;
-    QString appVersion;
-
-    void takeProgramIdentity()
-    {
-        // Without an application object Qt would warn, and that warning would
-        // come back here through the message handler.
-        if (!QCoreApplication::instance())
-            return;
-        argument0 = QCoreApplication::arguments().value(0);
-        appVersion = QCoreApplication::applicationVersion();
-    }
-
-    // Archive processes (main thread only).
-    QList<QProcess *> arcProcesses;
-
-    QThreadPool pool;
-    // Lines waiting for the pool, in order. QThreadPool searches its own queue
-    // page by page on every start(), so a backlog of thousands of lines (a
-    // device thread in a burst) would cost each caller more the longer the
-    // backlog grows. The lines queue here instead, and the pool runs one
-    // drain task at a time that runs their MLogWriterRunnables in turn.
-    QMutex queueMutex;
-    std::vector<MLogWriterRunnable *> queue;
-    bool drainScheduled = false;
-
-    void enqueue(MLogWriterRunnable *line)
-    {
-        bool schedule = false;
-        {
-            QMutexLocker lock(&queueMutex);
-            queue.push_back(line);
-            schedule = !drainScheduled;
-            drainScheduled = true;
-        }
-        if (schedule)
-            pool.start([this] { drain(); });
-    }
-
-    void drain()
-    {
-        std::vector<MLogWriterRunnable *> batch;
-        for (;;) {
-            {
-                QMutexLocker lock(&queueMutex);
-                if (queue.empty()) {
-                    drainScheduled = false;
-                    return;
-                }
-                batch.swap(queue);
-            }
-            for (MLogWriterRunnable *line : batch) {
-                line->run();
-                if (line->autoDelete())
-                    delete line;
-            }
-            batch.clear();
-        }
-    }
-
-    void cacheOptions()
-    {
-        stampTime = options.contains(0);
-        stampDate = options.contains(1);
-        numberLines = options.contains(2);
-        writeHeader = options.contains(4);
-        deleteFirst = options.contains(5);
-        off = options.contains(7);
-    }
-};
 
 MLogSystem *MLogSystem::instance()
 {
@@ -285,9 +141,11 @@ void MLogSystem::logWrite(const QString &text, MLogSystem_EventLevel level)
 
 void MLogSystem::dispatch(const QString &text, MLogSystem_EventLevel level, bool async, bool echo)
 {
-    // The stamp is the moment the line was handed in, not the moment it is
-    // written. UTC is cheap to take; the writer converts to local time.
-    const QDateTime now = QDateTime::currentDateTimeUtc();
+    // The stamps are the moment the line was handed in, not the moment it is
+    // written.
+    const MClock *clock = MClock::instance();
+    const QDateTime now = clock->now();
+    const qint64 elapsed = clock->elapsedMs();
     if (echo && d->consoleEcho.load(std::memory_order_relaxed)) {
         const QByteArray bytes = text.toLocal8Bit() + '\n';
         fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
@@ -296,9 +154,9 @@ void MLogSystem::dispatch(const QString &text, MLogSystem_EventLevel level, bool
     emit stringWrited(text);
     emit stringWrited(text, level);
     if (async)
-        d->enqueue(new MLogWriterRunnable(text, level, now));
+        d->enqueue(new MLogWriterRunnable(text, level, now, elapsed));
     else
-        internalWrite(text, level, now);
+        internalWrite(text, level, now, elapsed);
 }
 
 void MLogSystem::flushRepeats()
@@ -349,37 +207,22 @@ MLogSystem &MLogSystem::operator<<(int value)
 
 QByteArray MLogSystem::headerBlock() const
 {
-    const QString arg0 = d->argument0;
-    QString version = d->appVersion;
-    if (version.isEmpty())
-        version = PROJECT_COMPILE_VERSION;
-    const QString body =
-        tr("Time run:           %1\n"
-           "Application:        %2\n"
-           "Version:            %3 build %10 (Release)\n"
-           "Compile date/time:  %8 %9\n"
-           "QT version:         %7\n"
-           "Path/File name:     %4\n"
-           "Computer:           %5\n"
-           "User:               %6\n")
-            .arg(QDateTime::currentDateTime().toString(QStringLiteral("dd.MM.yyyy hh:mm:ss.zzz")),
-                 QFileInfo(arg0).completeBaseName(), version, arg0, qEnvironmentVariable("HOSTNAME"),
-                 // The Qt field is a fixed constant, the same in every log this program writes.
-                 qEnvironmentVariable("USERNAME"), QStringLiteral("4.8.7"), PROJECT_COMPILE_DATE,
-                 PROJECT_COMPILE_TIME, QString::number(PROJECT_SVN_REVISION));
-    QByteArray out;
-    out += '\n';
-    out += starRow();
-    out += '\n';
-    out += body.toUtf8();
-    out += starRow();
-    out += '\n';
-    out += tr("Events:").toUtf8();
-    out += '\n';
-    return out;
+    MLogLineFormat::Header header;
+    header.timeRun = MClock::instance()->now();
+    header.argument0 = d->argument0;
+    header.version = d->appVersion;
+    header.hostName = qEnvironmentVariable("HOSTNAME");
+    header.userName = qEnvironmentVariable("USERNAME");
+    return MLogLineFormat::headerBlock(header);
 }
 
 void MLogSystem::internalWrite(const QString &text, MLogSystem_EventLevel level, const QDateTime &time)
+{
+    internalWrite(text, level, time, MClock::instance()->elapsedMs());
+}
+
+void MLogSystem::internalWrite(const QString &text, MLogSystem_EventLevel level, const QDateTime &time,
+                               qint64 elapsedMs)
 {
     QMutexLocker lock(&d->writeMutex);
     if (d->off || level < d->minimumLevel)
@@ -387,19 +230,12 @@ void MLogSystem::internalWrite(const QString &text, MLogSystem_EventLevel level,
     const bool insideBefore = t_insideLog;
     t_insideLog = true;
 
-    enum { Plain, Header, Line, Cr } kind = Plain;
-    if (text.size() <= 7 && text.startsWith(QLatin1Char('#'))) {
-        if (text.compare(QLatin1String("#header"), Qt::CaseInsensitive) == 0)
-            kind = Header;
-        else if (text.compare(QLatin1String("#line"), Qt::CaseInsensitive) == 0)
-            kind = Line;
-        else if (text.compare(QLatin1String("#cr"), Qt::CaseInsensitive) == 0)
-            kind = Cr;
-    }
+    const MLogLineFormat::ControlWord word = MLogLineFormat::controlWord(text);
+    using MLogLineFormat::ControlWord;
 
     if (d->nativeFileName.isEmpty()) {
         // No file: the line still counts, it only goes nowhere.
-        if (kind == Plain)
+        if (word == ControlWord::None)
             ++d->lineCounter;
         t_insideLog = insideBefore;
         return;
@@ -425,91 +261,24 @@ void MLogSystem::internalWrite(const QString &text, MLogSystem_EventLevel level,
     if (d->writeHeader && (!d->fileStarted || overflow))
         out += headerBlock();
 
-    switch (kind) {
-    case Header:
+    switch (word) {
+    case ControlWord::Header:
         out += headerBlock();
         break;
-    case Line:
-        out += starRow();
+    case ControlWord::Line:
+        out += MLogLineFormat::starRow();
         out += '\n';
         break;
-    case Cr:
+    case ControlWord::Cr:
         out += '\n';
         break;
-    case Plain: {
+    case ControlWord::None: {
         ++d->lineCounter;
         const bool boot = !d->bootComplete.load(std::memory_order_relaxed);
-        const qint64 ms = time.toMSecsSinceEpoch();
-        struct tm local;
-        bool haveLocal = false;
-        auto localTime = [&]() -> const struct tm & {
-            if (!haveLocal) {
-                const time_t secs = time_t(ms >= 0 ? ms / 1000 : (ms - 999) / 1000);
-                localtime_r(&secs, &local);
-                haveLocal = true;
-            }
-            return local;
-        };
-        for (const QChar c : qAsConst(d->lineTemplate)) {
-            switch (c.unicode()) {
-            case '#':
-                if (d->numberLines) {
-                    appendUInt(out, d->lineCounter);
-                    out += ": ";
-                }
-                break;
-            case 'e':
-                out += '{';
-                if (level < 0) {
-                    out += '-';
-                    appendUInt(out, quint64(-qint64(level)));
-                } else {
-                    appendUInt(out, quint64(level));
-                }
-                out += "} ";
-                break;
-            case 't':
-                if (!d->stampTime)
-                    break;
-                out += '[';
-                if (boot) {
-                    appendPadded(out, quint64(qMax<qint64>(0, ms - d->bootStartMs)), 6);
-                } else {
-                    const struct tm &t = localTime();
-                    appendPadded(out, quint64(t.tm_hour), 2);
-                    out += ':';
-                    appendPadded(out, quint64(t.tm_min), 2);
-                    out += ':';
-                    appendPadded(out, quint64(t.tm_sec), 2);
-                    out += '.';
-                    appendPadded(out, quint64(((ms % 1000) + 1000) % 1000), 3);
-                }
-                out += "] ";
-                break;
-            case 'd':
-                if (!d->stampDate || boot)
-                    break;
-                {
-                    const struct tm &t = localTime();
-                    out += '[';
-                    appendPadded(out, quint64(t.tm_mday), 2);
-                    out += '.';
-                    appendPadded(out, quint64(t.tm_mon + 1), 2);
-                    out += '.';
-                    appendPadded(out, quint64(t.tm_year + 1900), 4);
-                    out += "] ";
-                }
-                break;
-            case 'l':
-                out += text.toUtf8();
-                break;
-            default:
-                // Anything else in the template (unknown letters, characters
-                // outside 8 bits) is skipped.
-                break;
-            }
-        }
-        out += '\n';
+        // A line taken just before the boot phase began is written as its first.
+        const qint64 bootMs = boot ? qMax<qint64>(0, elapsedMs - d->bootStartElapsed) : -1;
+        MLogLineFormat::appendLine(out, d->lineTemplate, d->format, d->lineCounter, level, text,
+                                   time.toMSecsSinceEpoch(), bootMs);
         break;
     }
     }
@@ -669,7 +438,7 @@ void MLogSystem::beginBootPhase()
         waitForPendingWrites(PoolDrainMs);
     QMutexLocker lock(&d->writeMutex);
     d->bootComplete.store(false);
-    d->bootStartMs = QDateTime::currentMSecsSinceEpoch();
+    d->bootStartElapsed = MClock::instance()->elapsedMs();
 }
 
 void MLogSystem::endBootPhase()
@@ -745,144 +514,4 @@ void MLogSystem::restoreMessageHandler()
         qInstallMessageHandler(current); // someone else's handler is in place: leave it
     else
         g_previousHandler.store(nullptr);
-}
-
-void MLogSystem::rotateLog(const QString &fileName, bool compress, int keepDays)
-{
-    waitForPendingWrites(PoolDrainMs);
-    const QFileInfo current(fileName);
-    if (!current.exists())
-        return;
-    logWrite(this, QStringLiteral("Rotate log file."), 1);
-
-    const QString folder = current.absolutePath();
-    const QString currentPath = current.absoluteFilePath();
-    const QString datedPath = QStringLiteral("%1%2%3_%4.log")
-                                  .arg(folder, QDir::separator(), current.completeBaseName(),
-                                       QDate::currentDate().toString(QStringLiteral("yyyy-MM-dd")));
-    const QFileInfo dated(datedPath);
-
-    if (dated.exists()) {
-        // A second start on the same day: the day keeps one file, runs in order.
-        if (current.size() <= AppendInProcessLimit && dated.size() <= AppendInProcessLimit) {
-            QFile from(currentPath);
-            QFile to(datedPath);
-            if (!from.open(QIODevice::ReadOnly)) {
-                logWrite(this, QStringLiteral("Error open log file <%1>.").arg(currentPath), 5);
-            } else if (!to.open(QIODevice::WriteOnly | QIODevice::Append)) {
-                logWrite(this, QStringLiteral("Error open log file <%1>.").arg(datedPath), 5);
-            } else {
-                bool ok = true;
-                while (ok && !from.atEnd()) {
-                    const QByteArray chunk = from.read(1 << 20);
-                    ok = !chunk.isEmpty() && to.write(chunk) == chunk.size();
-                }
-                from.close();
-                ok = to.flush() && ok;
-                to.close();
-                if (ok) {
-                    QFile::remove(currentPath);
-                    logWrite(this, QStringLiteral("Appended log to file <%1>.").arg(datedPath), 1);
-                } else {
-                    logWrite(this, QStringLiteral("Error write log file <%1>.").arg(datedPath), 5);
-                }
-            }
-        } else {
-            // Big files are joined by the system; the dated file is parked
-            // in /opt while the current one is added to it.
-            const QString tmp = MSystemRoot::path(QStringLiteral("/opt/tmp.log"));
-            QFile::remove(tmp);
-            const QString qDated = MShell::quote(datedPath);
-            const QString qCurrent = MShell::quote(currentPath);
-            const QString qTmp = MShell::quote(tmp);
-            int rc = MShell::run(QStringLiteral("mv %1 %2").arg(qDated, qTmp));
-            if (rc == 0)
-                rc = MShell::run(QStringLiteral("cat %1 >> %2").arg(qCurrent, qTmp));
-            if (rc == 0) {
-                QFile::remove(currentPath);
-                QFile::remove(datedPath);
-                rc = MShell::run(QStringLiteral("mv %1 %2").arg(qTmp, qDated));
-            }
-            // A failed step leaves every file where it is, nothing is lost.
-            if (rc == 0)
-                logWrite(this, QStringLiteral("Appended log to file <%1>.").arg(datedPath), 1);
-            else
-                logWrite(this, QStringLiteral("Error append log file <%1>. Return code=<%2>.").arg(datedPath).arg(rc),
-                         5);
-        }
-    } else {
-        const int rc =
-            MShell::run(QStringLiteral("mv %1 %2").arg(MShell::quote(currentPath), MShell::quote(datedPath)));
-        if (rc == 0)
-            logWrite(this, QStringLiteral("Created new log file <%1>.").arg(datedPath), 2);
-        else
-            logWrite(this, QStringLiteral("Error move log file <%1>. Return code=<%2>.").arg(currentPath).arg(rc), 5);
-    }
-
-    const QDir dir(folder);
-    const QFileInfoList files =
-        dir.entryInfoList({current.completeBaseName() + QLatin1Char('*')}, QDir::Files | QDir::Hidden);
-    const QDateTime oldest = QDateTime::currentDateTime().addDays(-keepDays);
-    for (const QFileInfo &file : files) {
-        if (keepDays > 0 && file.lastModified() < oldest) {
-            QFile::remove(file.absoluteFilePath());
-            continue;
-        }
-        if (!compress || file.suffix() != QLatin1String("log"))
-            continue;
-        const QString path = file.absoluteFilePath();
-        if (path == currentPath || path == dated.absoluteFilePath())
-            continue;
-        const QStringList args = {QStringLiteral("cjf"),
-                                  QStringLiteral("%1.tar.bz2")
-                                      .arg(file.absolutePath() + QDir::separator() + file.baseName()),
-                                  QStringLiteral("-C"), file.absolutePath(), file.fileName()};
-        auto *process = new QProcess;
-        process->setProperty("kx4ArchivedLog", path);
-        process->setProperty("kx4Archive", args.at(1));
-        d->arcProcesses.append(process);
-        connect(process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
-                &MLogSystem::onArcFinished);
-        // A tar that cannot be started never finishes: report it the same way.
-        connect(process, &QProcess::errorOccurred, this, [this, process](QProcess::ProcessError error) {
-            if (error == QProcess::FailedToStart && d->arcProcesses.removeOne(process)) {
-                finishArchive(process, -1, QProcess::CrashExit);
-                process->deleteLater();
-            }
-        });
-        process->start(QStringLiteral("tar"), args);
-        logWrite(this, QStringLiteral("Compress old log file. Command line: %1").arg(args.join(QStringLiteral("; "))),
-                 1);
-    }
-}
-
-int MLogSystem::pendingArchives() const
-{
-    return d->arcProcesses.size();
-}
-
-void MLogSystem::onArcFinished(int exitCode, QProcess::ExitStatus exitStatus)
-{
-    auto *process = qobject_cast<QProcess *>(sender());
-    if (!process || !d->arcProcesses.removeOne(process))
-        return;
-    finishArchive(process, exitCode, exitStatus);
-    process->deleteLater();
-}
-
-void MLogSystem::finishArchive(QProcess *process, int exitCode, QProcess::ExitStatus exitStatus)
-{
-    const QString logPath = process->property("kx4ArchivedLog").toString();
-    const QString archive = process->property("kx4Archive").toString();
-    // tar that failed or never started leaves the log in place for the next
-    // start to try again.
-    const bool ok = exitStatus == QProcess::NormalExit && exitCode == 0 && QFileInfo::exists(archive);
-    if (ok)
-        QFile::remove(logPath);
-    logWrite(this,
-             QStringLiteral("Archive <%1> created. Remove old log file <%2>. Return code=<%3>. Exit status: <%4>.")
-                 .arg(archive, logPath)
-                 .arg(exitCode)
-                 .arg(int(exitStatus)),
-             ok ? 1 : 5);
 }

@@ -9,6 +9,9 @@
 // At start-up the previous file is rotated into a dated file and older files
 // are compressed with tar.
 //
+// The time comes from MClock (core/mclock.h). The formatting of lines and
+// header lives in mloglineformat.cpp, the rotation in mlogrotation.cpp.
+//
 // Any thread may log. The file is opened, appended to and closed for every
 // line, so a crash never loses more than the line being written; the writer
 // is serialised by a mutex, and in asynchronous mode one thread of the write
@@ -96,6 +99,9 @@ public:
 
     // Used by the pool's runnables: format and append one line stamped `time`.
     void internalWrite(const QString &text, MLogSystem_EventLevel level, const QDateTime &time);
+    // The same, with the moment on MClock's steady count that boot stamps
+    // are measured by.
+    void internalWrite(const QString &text, MLogSystem_EventLevel level, const QDateTime &time, qint64 elapsedMs);
 
 signals:
     void stringWrited(const QString &text);

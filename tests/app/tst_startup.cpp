@@ -1,5 +1,6 @@
 // The start-up sequence, run as the real program from a throw-away folder:
-// the log it leaves behind is what a service engineer reads first.
+// the log it leaves behind is what a service engineer reads first, the debug
+// output what a developer at the console sees.
 #include "startup.h"
 
 #include <QtTest>
@@ -15,27 +16,46 @@ private slots:
     void noTtys0Switch();
     void twoStartsOnOneDay();
     void logFileCanBeSwitchedOff();
+    void environmentAndDebugLines();
 };
 
 namespace {
 
-// Copies the program into `folder` (once) and runs it there; returns its exit code.
-int runProgram(const QString &folder, const QStringList &args = {})
+struct Run
+{
+    int exitCode = -1; // -2: did not finish, -3: crashed
+    QStringList errorLines; // the debug output
+};
+
+// Copies the program into `folder` (once) and runs it there. With
+// `environment` the program gets exactly those entries, in that order;
+// otherwise this process's environment.
+Run runProgram(const QString &folder, const QStringList &args = {}, const QStringList &environment = {})
 {
     const QString program = folder + QStringLiteral("/kx4test");
     QFile::copy(QStringLiteral(KX4_PROGRAM), program);
     QProcess p;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.remove(QStringLiteral("QT_MESSAGE_PATTERN"));
     // A system root of its own: the program must not touch the real /dev or /opt.
     QTemporaryDir root;
     env.insert(QStringLiteral("KX4_ROOT"), root.path());
     p.setProcessEnvironment(env);
-    p.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    p.start(program, args);
-    if (!p.waitForFinished(60000))
-        return -2;
-    return p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -3;
+    if (environment.isEmpty())
+        p.start(program, args);
+    else // QProcessEnvironment would sort the entries; env keeps them as given
+        p.start(QStringLiteral("env"), QStringList{QStringLiteral("-i")} << environment << program << args);
+    Run run;
+    if (!p.waitForFinished(60000)) {
+        run.exitCode = -2;
+        return run;
+    }
+    run.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -3;
+    run.errorLines = QString::fromLocal8Bit(p.readAllStandardError()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    if (run.exitCode != 0)
+        qWarning().noquote() << run.errorLines.join(QLatin1Char('\n'));
+    return run;
 }
 
 QStringList readLines(const QString &file)
@@ -59,7 +79,7 @@ void TestStartup::twoStartsOnOneDay()
     QTemporaryDir folder;
     const QString logFile = folder.path() + QStringLiteral("/Log/kx4test.log");
     const QDateTime before = QDateTime::currentDateTime();
-    QCOMPARE(runProgram(folder.path()), 0);
+    QCOMPARE(runProgram(folder.path()).exitCode, 0);
     const QDateTime after = QDateTime::currentDateTime();
     const QStringList first = readLines(logFile);
     const int events = first.indexOf(QStringLiteral("Events:"));
@@ -87,7 +107,7 @@ void TestStartup::twoStartsOnOneDay()
                                                    "work {3} SystemLog: Log object destroed."}));
 
     // The second start moves the first run's log, whole, to the dated file.
-    QCOMPARE(runProgram(folder.path(), {QStringLiteral("-nottys0")}), 0);
+    QCOMPARE(runProgram(folder.path(), {QStringLiteral("-nottys0")}).exitCode, 0);
     if (QDate::currentDate() != before.date())
         QSKIP("the date turned between the two starts");
     QCOMPARE(readLines(folder.path() + before.date().toString("'/Log/kx4test_'yyyy-MM-dd'.log'")), first);
@@ -105,9 +125,44 @@ void TestStartup::logFileCanBeSwitchedOff()
     QFile log(folder.path() + QStringLiteral("/Log/kx4test.log"));
     QVERIFY(log.open(QIODevice::WriteOnly) && log.write("previous run\n") > 0);
     log.close();
-    QCOMPARE(runProgram(folder.path()), 0);
+    QCOMPARE(runProgram(folder.path()).exitCode, 0);
     QCOMPARE(QDir(folder.path() + QStringLiteral("/Log")).entryList(QDir::Files), QStringList{"kx4test.log"});
     QCOMPARE(readLines(log.fileName()), (QStringList{"previous run", ""}));
+}
+
+void TestStartup::environmentAndDebugLines()
+{
+    // The environment is logged in the process's own order, here deliberately
+    // not alphabetical.
+    QTemporaryDir folder, root, runtime;
+    const QStringList environment{"ZZ_KX4_FIRST=1",
+                                  "QT_QPA_PLATFORM=offscreen",
+                                  "XDG_RUNTIME_DIR=" + runtime.path(),
+                                  "KX4_ROOT=" + root.path(),
+                                  "PATH=" + qEnvironmentVariable("PATH"),
+                                  "MM_KX4_MIDDLE=two words",
+                                  "AA_KX4_LAST=3"};
+    const Run run = runProgram(folder.path(), {}, environment);
+    QCOMPARE(run.exitCode, 0);
+    const QStringList log = readLines(folder.path() + QStringLiteral("/Log/kx4test.log"));
+    const auto at = [&](const QString &text) {
+        return log.indexOf(QRegularExpression(QStringLiteral("^\\d+: \\{1\\} \\[\\d{6}\\] ") + QRegularExpression::escape(text) + '$'));
+    };
+    const int first = at(QStringLiteral("System environment:")) + 1, end = at(QStringLiteral("Network configurations:"));
+    QVERIFY(first > 0 && end > first);
+    QStringList logged;
+    for (const QString &line : log.mid(first, end - first))
+        logged << line.section(QStringLiteral("] \t"), 1);
+    QCOMPARE(logged, environment);
+
+    // The debug output: texts as they are, no quotes, no list brackets.
+    const QStringList lines = run.errorLines;
+    QCOMPARE(lines.size(), 7);
+    QCOMPARE(lines.mid(0, 2), (QStringList{"Starting programm...", "Language resources:"}));
+    for (const QString &list : lines.mid(2, 2))
+        QVERIFY2(list.startsWith('\t') && !list.contains(QRegularExpression(QStringLiteral("[\"()]"))), qPrintable(list));
+    QCOMPARE(lines.mid(4), (QStringList{"INI file: " + folder.path() + "/Settings/kx4test.ini", "Log file enabled.",
+                                        "End programm. Bye..."}));
 }
 
 QTEST_GUILESS_MAIN(TestStartup)

@@ -1,12 +1,27 @@
-// CPU load and uptime from the kernel's /proc files in the simulated terminal.
+// CPU load and uptime from the kernel's /proc files in a system root of the
+// test's own.
 #include "cpustat.h"
 #include "muptime.h"
-#include "simkernelfiles.h"
-#include "simterminal.h"
+#include "testroot.h"
 
 #include <QtTest>
 
 using Ints = QVector<int>;
+using Counters = QVector<quint32>; // user nice system idle iowait irq softirq steal
+
+namespace {
+
+// The aggregate line as the kernel prints it (guest columns after steal), and
+// a per-CPU line the parser must not take instead.
+QByteArray statFile(const Counters &c)
+{
+    const QByteArray counters = QStringLiteral("%1 %2 %3 %4 %5 %6 %7 %8 0 0")
+                                    .arg(c[0]).arg(c[1]).arg(c[2]).arg(c[3]).arg(c[4]).arg(c[5]).arg(c[6]).arg(c[7])
+                                    .toLatin1();
+    return "cpu  " + counters + "\ncpu0 " + counters + "\nintr 0\nctxt 0\n";
+}
+
+} // namespace
 
 class TestCPUStat : public QObject
 {
@@ -33,9 +48,9 @@ private slots:
     {
         QFETCH(QByteArray, stat);
         QFETCH(int, average);
-        SimTerminal sim;
+        TestRoot root;
         if (!stat.isNull())
-            QVERIFY(sim.writeFile(QStringLiteral("/proc/stat"), stat));
+            QVERIFY(root.writeFile(QStringLiteral("/proc/stat"), stat));
         CPUStat cpu; // takes the first snapshot
         QCOMPARE(cpu.average(), average);
         // No tick between two refreshes: every share would divide by zero.
@@ -48,15 +63,54 @@ private slots:
     {
         // The shares of the period between two refreshes, not since boot;
         // idle always reads 0.
-        SimTerminal sim;
-        QVERIFY(SimKernelFiles::setCpuStat(sim, 10, 0, 0, 1000000, 0, 0, 0, 0));
+        TestRoot root;
+        QVERIFY(root.writeFile(QStringLiteral("/proc/stat"), statFile({10, 0, 0, 1000000, 0, 0, 0, 0})));
         CPUStat cpu;
         QCOMPARE(cpu.findChild<QTimer *>()->interval(), 1500);
-        QVERIFY(SimKernelFiles::setCpuStat(sim, 20, 5, 20, 1000040, 10, 5, 5, 5));
+        QVERIFY(root.writeFile(QStringLiteral("/proc/stat"), statFile({20, 5, 20, 1000040, 10, 5, 5, 5})));
         QSignalSpy refreshed(&cpu, &CPUStat::refreshInfo);
         cpu.setRefreshTime(10);
         QVERIFY(refreshed.wait(5000));
         QCOMPARE(shares(cpu), (Ints{50, 10, 5, 20, 0, 10, 5, 5, 5}));
+    }
+
+    void unreadablePeriods_data()
+    {
+        // One refresh per entry: the counters read, or an empty list for a
+        // read that fails (file gone). Then busy() after each refresh.
+        QTest::addColumn<QList<Counters>>("reads");
+        QTest::addColumn<Ints>("busy");
+        const Counters a{100, 0, 100, 800, 0, 0, 0, 0}, b{150, 0, 150, 900, 0, 0, 0, 0},
+            c{200, 0, 200, 1000, 0, 0, 0, 0};
+        // A period with an unread end is unknown: 0, never the wrapped 100 %.
+        QTest::newRow("one failed read") << QList<Counters>{a, {}, b, c} << Ints{0, 0, 50};
+        QTest::newRow("first read failed") << QList<Counters>{{}, a, b} << Ints{0, 50};
+        // 32-bit counters of a terminal that ran for months pass over the top.
+        QTest::newRow("counters wrap") << QList<Counters>{{0xFFFFFF9Cu, 0, 0, 0, 0, 0, 0, 0}, {100, 0, 0, 200, 0, 0, 0, 0}}
+                                       << Ints{50};
+    }
+    void unreadablePeriods()
+    {
+        QFETCH(QList<Counters>, reads);
+        QFETCH(Ints, busy);
+        TestRoot root;
+        auto write = [&](const Counters &counters) {
+            if (counters.isEmpty()) {
+                root.removeFile(QStringLiteral("/proc/stat")); // gone, or never there
+                return true;
+            }
+            return root.writeFile(QStringLiteral("/proc/stat"), statFile(counters));
+        };
+        QVERIFY(write(reads.takeFirst()));
+        CPUStat cpu;
+        Ints seen;
+        for (const Counters &counters : reads) {
+            QVERIFY(write(counters));
+            cpu.onTimer();
+            seen << cpu.busy();
+            QVERIFY2(cpu.user() <= 100 && cpu.system() <= 100, "a share over 100 %");
+        }
+        QCOMPARE(seen, busy);
     }
 
     void upTime_data()
@@ -84,9 +138,9 @@ private slots:
         QFETCH(bool, ok);
         QFETCH(double, idle);
         QFETCH(QList<quint64>, time);
-        SimTerminal sim;
+        TestRoot root;
         if (!line.isNull())
-            QVERIFY(sim.writeFile(QStringLiteral("/proc/uptime"), line));
+            QVERIFY(root.writeFile(QStringLiteral("/proc/uptime"), line));
         MUpTime up;
         QCOMPARE(up.refreshUpTimeData(), ok);
         QCOMPARE(ok ? up.idleSeconds() : 0.0, idle);

@@ -1,11 +1,14 @@
 // The system utilities that run programs: the mount list, the clock, the
 // kernel's identity; and the C library's error texts. date, hwclock and mount
-// are stand-ins from tests/standins, first on PATH.
+// are stand-ins from sim/standins, first on PATH.
+//
+// The whole test runs under an Arabic system locale, which writes its own
+// digits wherever a locale formats a number: every command line must still
+// read the same.
 #include "linuxfunction.h"
 #include "msystemfunction.h"
 #include "mversionfunction.h"
-#include "simkernelfiles.h"
-#include "simterminal.h"
+#include "testroot.h"
 #include "testsupport.h"
 
 #include <QtTest>
@@ -25,6 +28,8 @@ class TestLinuxFunction : public QObject
 private slots:
     void initTestCase()
     {
+        QCOMPARE(QLocale::system().name(), QStringLiteral("ar_EG"));
+        QLocale::setDefault(QLocale(QLocale::Arabic, QLocale::Egypt));
         QVERIFY(m_dir.isValid());
         // The real date and hwclock would set this machine's clocks.
         QVERIFY(TestSupport::useStandins(m_log, {"date", "hwclock", "mount"}));
@@ -90,9 +95,9 @@ private slots:
         QCOMPARE(LinuxFunction::getLinuxKernelRelease(), release);
 
         // The command line is read inside the system root.
-        SimTerminal sim;
+        TestRoot root;
         QCOMPARE(LinuxFunction::getCommadLineLinuxKernel(), QString());
-        QVERIFY(SimKernelFiles::setCmdLine(sim, "  mem=256M   quiet\t"));
+        QVERIFY(root.writeFile(QStringLiteral("/proc/cmdline"), "  mem=256M   quiet\t\n"));
         QCOMPARE(LinuxFunction::getCommadLineLinuxKernel(), QStringLiteral("mem=256M quiet"));
     }
 
@@ -106,5 +111,12 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TestLinuxFunction)
+int main(int argc, char *argv[])
+{
+    // Qt takes the system locale from the environment once, when first asked.
+    qputenv("LC_ALL", "ar_EG.UTF-8");
+    QCoreApplication app(argc, argv);
+    TestLinuxFunction test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_linuxfunction.moc"

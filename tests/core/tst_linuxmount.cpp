@@ -4,7 +4,7 @@
 #include "linuxfunction.h"
 #include "mkernel.h"
 #include "msystemroot.h"
-#include "simterminal.h"
+#include "testroot.h"
 
 #include <QtTest>
 
@@ -102,36 +102,36 @@ private slots:
         QFETCH(QStringList, working);
         QFETCH(QStringList, tried);
         // Names are inside the system root; the mount point is made first.
-        SimTerminal sim;
-        RecordingKernel kernel; // replaces the terminal as host
+        TestRoot root;
+        RecordingKernel kernel;
         kernel.working = working;
-        QVERIFY(sim.writeFile(QStringLiteral("/dev/mmcblk0p1"), QByteArray()));
+        QVERIFY(root.writeFile(QStringLiteral("/dev/mmcblk0p1"), QByteArray()));
         const QString point = QStringLiteral("/sdcard/card a");
         QCOMPARE(LinuxFunction::USBMount(QStringLiteral("/dev/mmcblk0p1"), point, MS_RDONLY | MS_NOEXEC),
                  !working.isEmpty());
         QCOMPARE(kernel.types, tried);
-        QVERIFY(QFileInfo(sim.hostPath(point)).isDir());
-        QCOMPARE(kernel.sources.count(sim.hostPath(QStringLiteral("/dev/mmcblk0p1"))), tried.size());
-        QCOMPARE(kernel.targets.count(sim.hostPath(point)), tried.size());
+        QVERIFY(QFileInfo(root.hostPath(point)).isDir());
+        QCOMPARE(kernel.sources.count(root.hostPath(QStringLiteral("/dev/mmcblk0p1"))), tried.size());
+        QCOMPARE(kernel.targets.count(root.hostPath(point)), tried.size());
 
         // The grace period is event processing, not a re-check: a node that never
         // appears is still handed to mount, which reports it.
         kernel.sources.clear();
         LinuxFunction::USBMount(QStringLiteral("/dev/never-there"), point, MS_RDONLY | MS_NOEXEC);
-        QCOMPARE(kernel.sources.value(0), sim.hostPath(QStringLiteral("/dev/never-there")));
+        QCOMPARE(kernel.sources.value(0), root.hostPath(QStringLiteral("/dev/never-there")));
     }
 
     void umount()
     {
-        SimTerminal sim;
+        TestRoot root;
         RecordingKernel kernel;
         QVERIFY(!LinuxFunction::USBUMount(QStringLiteral("/sdcard")));
         QVERIFY(kernel.umounts.isEmpty()); // no folder, no call
-        QVERIFY(sim.makeDir(QStringLiteral("/sdcard")));
+        QVERIFY(root.makeDir(QStringLiteral("/sdcard")));
         QVERIFY(LinuxFunction::USBUMount(QStringLiteral("/sdcard")));
         kernel.umountError = EBUSY;
         QVERIFY(!LinuxFunction::USBUMount(QStringLiteral("/sdcard")));
-        const QString target = sim.hostPath(QStringLiteral("/sdcard"));
+        const QString target = root.hostPath(QStringLiteral("/sdcard"));
         QCOMPARE(kernel.umounts, (QStringList{target, target}));
     }
 

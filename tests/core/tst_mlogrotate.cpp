@@ -1,4 +1,5 @@
 #include "mlogsystem.h"
+#include "testclock.h"
 
 #include <QtTest>
 
@@ -29,8 +30,12 @@ class TestMLogRotate : public QObject
 private slots:
     void initTestCase();
     void init();
+    void cleanup();
 
     void twoRotationsOnOneDay();
+    void rotationAcrossMidnight();
+    void keepDaysByClock_data();
+    void keepDaysByClock();
     void bigFilesJoinedThroughShell_data();
     void bigFilesJoinedThroughShell();
     void hostileNameStaysText();
@@ -42,6 +47,7 @@ private:
     QString dated(int daysAgo) const { return path(day.addDays(-daysAgo).toString("'app_'yyyy-MM-dd'.log'")); }
 
     QTemporaryDir root; // the system root: /opt/tmp.log lands in here
+    std::unique_ptr<TestClock> clock; // today is the clock's day, whatever the machine's date
     std::unique_ptr<QTemporaryDir> dir;
     QString current;
     QDate day;
@@ -60,10 +66,8 @@ void TestMLogRotate::initTestCase()
 
 void TestMLogRotate::init()
 {
-    // Dated names are today's: a test must not run across midnight.
-    if (QTime::currentTime() > QTime(23, 59))
-        QSKIP("too close to midnight for today's dated name to hold");
-    day = QDate::currentDate();
+    clock.reset(new TestClock(QDateTime(QDate(2026, 11, 15), QTime(12, 0))));
+    day = clock->now().date();
     dir.reset(new QTemporaryDir);
     QVERIFY(dir->isValid());
     current = path("app.log");
@@ -91,6 +95,66 @@ void TestMLogRotate::twoRotationsOnOneDay()
                                   QStringLiteral("MLogSystem: Created new log file <%1>.").arg(dated(0)), "second run",
                                   "MLogSystem: Rotate log file.",
                                   QStringLiteral("MLogSystem: Appended log to file <%1>.").arg(dated(0))}));
+}
+
+void TestMLogRotate::cleanup()
+{
+    clock.reset();
+}
+
+void TestMLogRotate::rotationAcrossMidnight()
+{
+    // A run that goes over midnight is filed under the day it is rotated on;
+    // the day before keeps its own file.
+    MLogSystem *log = MLogSystem::instance();
+    clock->setWall(QDateTime(day, QTime(23, 59, 59, 990)));
+    log->setLogFileName(current);
+    log->clearLog();
+    log->logWrite(QStringLiteral("first run"), 2);
+    log->setLogFileName(QString());
+    log->rotateLog(current, false, 30);
+    log->setLogFileName(current);
+    log->clearLog();
+    log->logWrite(QStringLiteral("second run, last line of the day"), 2);
+    clock->advance(20);
+    log->logWrite(QStringLiteral("second run, first line of the next day"), 2);
+    log->setLogFileName(QString());
+    log->rotateLog(current, false, 30);
+
+    QCOMPARE(QDir(dir->path()).entryList(QDir::Files),
+             (QStringList{QFileInfo(dated(0)).fileName(), QFileInfo(dated(-1)).fileName()}));
+    QVERIFY(readFile(dated(0)).contains("] first run\n"));
+    const QByteArray next = readFile(dated(-1));
+    QVERIFY2(next.contains("1: {2} [23:59:59.990] [15.11.2026] second run, last line of the day\n")
+                 && next.contains("2: {2} [00:00:00.010] [16.11.2026] second run, first line of the next day\n"),
+             next.constData());
+    QVERIFY(logged.contains(QStringLiteral("MLogSystem: Created new log file <%1>.").arg(dated(-1))));
+}
+
+void TestMLogRotate::keepDaysByClock_data()
+{
+    QTest::addColumn<int>("daysLater");
+    QTest::addColumn<int>("keepDays");
+    QTest::addColumn<bool>("kept");
+    QTest::newRow("29 days of 30") << 29 << 30 << true;
+    QTest::newRow("31 days of 30") << 31 << 30 << false;
+    QTest::newRow("a year, 0 keeps all") << 365 << 0 << true;
+}
+
+void TestMLogRotate::keepDaysByClock()
+{
+    // The files are written now; the clock is turned on, not the files back.
+    QFETCH(int, daysLater);
+    QFETCH(int, keepDays);
+    QFETCH(bool, kept);
+    writeFile(path("app_notes.txt"), "notes\n");
+    writeFile(current, "the run\n");
+    clock->setWall(QDateTime::currentDateTime().addDays(daysLater));
+    day = clock->now().date();
+    MLogSystem::instance()->rotateLog(current, false, keepDays);
+    QCOMPARE(QFile::exists(path("app_notes.txt")), kept);
+    // The moved log keeps its last write as its age, like every other file.
+    QCOMPARE(QFile::exists(dated(0)), kept);
 }
 
 void TestMLogRotate::bigFilesJoinedThroughShell_data()
@@ -169,7 +233,7 @@ void TestMLogRotate::cleanUpOlderLogs()
                                                        {"other.log", 400}}) {
         QFile f(path(file.first));
         QVERIFY(f.open(QIODevice::WriteOnly) && f.write("x\n") == 2 && f.flush());
-        QVERIFY(f.setFileTime(QDateTime::currentDateTime().addDays(-file.second), QFileDevice::FileModificationTime));
+        QVERIFY(f.setFileTime(clock->now().addDays(-file.second), QFileDevice::FileModificationTime));
     }
     MLogSystem::instance()->rotateLog(current, true, keepDays);
     QTRY_COMPARE_WITH_TIMEOUT(MLogSystem::instance()->pendingArchives(), 0, 30000);

@@ -1,5 +1,6 @@
+#include "kx4version.h"
 #include "mlogsystem.h"
-#include "version.h"
+#include "testclock.h"
 
 #include <QtTest>
 
@@ -28,6 +29,8 @@ private slots:
     void headerBlocksAndSizeLimit();
     void repeatSuppression();
     void asyncKeepsOrderAndBootDrain();
+    void stampsFollowTheClock_data();
+    void stampsFollowTheClock();
     void concurrentWritersStayWhole();
     void messageHandlerAndConsoleEcho();
 
@@ -136,14 +139,16 @@ void TestMLogSystem::headerBlocksAndSizeLimit()
     qputenv("USERNAME", "operator");
     QCoreApplication::setApplicationVersion(QStringLiteral("9.8.7"));
     MLogSystem *log = MLogSystem::instance();
+    TestClock clock(QDateTime(QDate(2026, 11, 15), QTime(9, 5, 7, 3)));
     log->setLogFileName(file); // takes the program's identity
     log->setLogOptions({2, 4});
     log->logWrite(QStringLiteral("first line"), 2);
+    clock.advance(1000);
     log->logWrite(QStringLiteral("#HEADER"), 2);
     log->logWrite(QStringLiteral("second line"), 2);
     const QStringList l = lines();
-    const QRegularExpression timeRun(R"(^Time run:           \d\d\.\d\d\.\d{4} \d\d:\d\d:\d\d\.\d{3}$)");
-    QVERIFY2(timeRun.match(l.value(2)).hasMatch(), qPrintable(l.value(2)));
+    QCOMPARE(l.value(2), QStringLiteral("Time run:           15.11.2026 09:05:07.003"));
+    QCOMPARE(l.value(15), QStringLiteral("Time run:           15.11.2026 09:05:08.003"));
     const QString arg0 = QCoreApplication::arguments().at(0);
     const auto header = [&](const QString &timeRunLine) {
         return QStringList{QString(), Stars, timeRunLine, "Application:        " + QFileInfo(arg0).completeBaseName(),
@@ -208,6 +213,38 @@ void TestMLogSystem::asyncKeepsOrderAndBootDrain()
     log->endBootPhase();
     QVERIFY(log->waitForPendingWrites(10000));
     expectLines(expected << R"(301: \{2\} \[\d{6}\] boot line)");
+}
+
+void TestMLogSystem::stampsFollowTheClock_data()
+{
+    QTest::addColumn<bool>("async");
+    QTest::newRow("direct") << false;
+    QTest::newRow("through the pool") << true;
+}
+
+void TestMLogSystem::stampsFollowTheClock()
+{
+    // Boot stamps count from the start of the boot phase on the steady clock,
+    // so setting the date during the boot (backwards here) leaves them alone;
+    // wall-clock stamps show the clock's time and date, across midnight too.
+    QFETCH(bool, async);
+    MLogSystem *log = MLogSystem::instance();
+    TestClock clock(QDateTime(QDate(2026, 11, 15), QTime(23, 59, 59, 990)));
+    log->setAsync(async);
+    log->logWrite(QStringLiteral("before the boot"), 2);
+    log->beginBootPhase();
+    clock.advance(734);
+    log->logWrite(QStringLiteral("boot line"), 2);
+    clock.setWall(QDateTime(QDate(2020, 1, 1), QTime(8, 0)));
+    clock.advance(1000);
+    log->logWrite(QStringLiteral("after the date was set"), 2);
+    log->endBootPhase();
+    clock.advance(5);
+    log->logWrite(QStringLiteral("work"), 2);
+    QVERIFY(log->waitForPendingWrites(10000));
+    QCOMPARE(lines(), (QStringList{"1: {2} [23:59:59.990] [15.11.2026] before the boot", "2: {2} [000734] boot line",
+                                   "3: {2} [001734] after the date was set",
+                                   "4: {2} [08:00:01.005] [01.01.2020] work"}));
 }
 
 void TestMLogSystem::concurrentWritersStayWhole()

@@ -1,4 +1,4 @@
-// The stand-in programs (tests/standins) for system programs that would act
+// The stand-in programs (sim/standins) for system programs that would act
 // on the machine or need controlled output.
 #pragma once
 

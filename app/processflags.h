@@ -1,5 +1,5 @@
-// Switches the program takes from its command line, read by the parts that
-// run later (the hardware scan, the test windows).
+// Switches the program takes from its command line, set by start-up and read
+// by the parts that run later (the hardware scan, the test windows).
 #pragma once
 
 #include <atomic>
