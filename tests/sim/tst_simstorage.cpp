@@ -6,6 +6,7 @@
 #include "mkernel.h"
 #include "msystemroot.h"
 #include "simterminal.h"
+#include "testsupport.h"
 
 #include <QtTest>
 
@@ -127,6 +128,10 @@ private slots:
         const QByteArray type = calls.last().section(':', 0, 0).toLatin1();
         QCOMPARE(sim.readFile("/proc/mounts"),
                  "/dev/mmcblk0p1 /sdcard " + type + (writable ? " rw" : " ro") + ",relatime 0 0\n");
+        // The mount listing the program asks for shows the card too.
+        QTemporaryDir standinLog;
+        QVERIFY(TestSupport::useStandins(standinLog.filePath("calls"), {"mount"}));
+        QVERIFY(LinuxFunction::USBTestMount(Card));
 
         // The card's own files, then the disk test's write and read-back.
         QFile existing(file("DCIM/photo.jpg"));
@@ -136,6 +141,7 @@ private slots:
         QCOMPARE(writeAndReadBack("DeskTest.$$$"), writable);
 
         QVERIFY(LinuxFunction::USBUMount(Point));
+        QVERIFY(!LinuxFunction::USBTestMount(Card));
         QVERIFY(QFileInfo(MSystemRoot::path(Point)).isDir());
         QVERIFY(QDir(MSystemRoot::path(Point)).isEmpty());
         QVERIFY(sim.hotplug()->storage()->mounts().isEmpty());
