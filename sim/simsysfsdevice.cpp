@@ -82,8 +82,8 @@ void SimSysfsDevice::setPresent(bool present)
 bool SimSysfsDevice::isPresent() const
 {
     QMutexLocker lock(&mutex);
-    for (auto it = m_known.cbegin(); it != m_known.cend(); ++it) {
-        if (terminal() && terminal()->exists(attributePath(it.key())))
+    for (const QString &attribute : m_attributes) {
+        if (terminal() && terminal()->exists(attributePath(attribute)))
             return true;
     }
     return false;
@@ -97,10 +97,30 @@ void SimSysfsDevice::writeAttribute(const QString &attribute, const QByteArray &
 {
     if (!terminal())
         return;
-    // Known before it is written, so the loop takes the change for ours.
-    m_known.insert(attribute, content);
-    terminal()->writeFile(attributePath(attribute), content);
+    m_attributes.insert(attribute);
+    // The program's writes noticed so far keep their place before ours, with
+    // what they wrote; the events of our own write are dropped at once, so
+    // none of them is read later against content that came after it.
     watchFolderOf(attribute);
+    collectEvents();
+    m_changes.append({attribute, content, true});
+    terminal()->writeFile(attributePath(attribute), content);
+    collectEvents(attribute, content);
+    if (terminal()->inServiceLoop()) {
+        handleChanges();
+        return;
+    }
+    // Off the loop only our own changes are taken; the program's wait for it.
+    while (!m_changes.isEmpty() && m_changes.first().own) {
+        const Change own = m_changes.takeFirst();
+        m_known.insert(own.attribute, own.content);
+    }
+    if (!m_changes.isEmpty()) {
+        terminal()->startTimer(0, [this] {
+            QMutexLocker lock(&mutex);
+            handleChanges();
+        });
+    }
 }
 
 QByteArray SimSysfsDevice::readAttribute(const QString &attribute) const
@@ -110,6 +130,7 @@ QByteArray SimSysfsDevice::readAttribute(const QString &attribute) const
 
 void SimSysfsDevice::deleteAttribute(const QString &attribute)
 {
+    m_attributes.remove(attribute);
     m_known.remove(attribute);
     if (terminal())
         terminal()->removeFile(attributePath(attribute));
@@ -118,12 +139,13 @@ void SimSysfsDevice::deleteAttribute(const QString &attribute)
 void SimSysfsDevice::removeAllAttributes()
 {
     QSet<QString> folders;
-    for (auto it = m_known.cbegin(); it != m_known.cend(); ++it) {
-        terminal()->removeFile(attributePath(it.key()));
+    for (const QString &attribute : qAsConst(m_attributes)) {
+        terminal()->removeFile(attributePath(attribute));
         // Every level below the model's own folder may be left empty.
-        for (QString f = folderOf(it.key()); !f.isEmpty(); f = folderOf(f.chopped(1)))
+        for (QString f = folderOf(attribute); !f.isEmpty(); f = folderOf(f.chopped(1)))
             folders.insert(f);
     }
+    m_attributes.clear();
     m_known.clear();
     QStringList deepestFirst = folders.values();
     std::sort(deepestFirst.begin(), deepestFirst.end(),
@@ -139,20 +161,27 @@ void SimSysfsDevice::watchFolderOf(const QString &attribute)
         m_inotifyFd = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
         if (m_inotifyFd < 0)
             return;
-        terminal()->watch(m_inotifyFd, POLLIN, [this](short) { handleEvents(); });
+        terminal()->watch(m_inotifyFd, POLLIN, [this](short) {
+            QMutexLocker lock(&mutex);
+            collectEvents();
+            handleChanges();
+        });
     }
     const QString relative = folderOf(attribute);
-    const QByteArray host = QFile::encodeName(terminal()->hostPath(m_folder + relative));
+    const QString folder = terminal()->hostPath(m_folder + relative);
+    QDir().mkpath(folder);
     // The same folder gives the same watch again; a folder made anew after
     // the model went away gives a new one.
-    const int wd = ::inotify_add_watch(m_inotifyFd, host.constData(), IN_MODIFY | IN_CLOSE_WRITE | IN_ONLYDIR);
+    const int wd = ::inotify_add_watch(m_inotifyFd, QFile::encodeName(folder).constData(),
+                                       IN_MODIFY | IN_CLOSE_WRITE | IN_ONLYDIR);
     if (wd >= 0)
         m_watchedFolders.insert(wd, relative);
 }
 
-void SimSysfsDevice::handleEvents()
+void SimSysfsDevice::collectEvents(const QString &ownAttribute, const QByteArray &ownContent)
 {
-    QMutexLocker lock(&mutex);
+    if (m_inotifyFd < 0)
+        return;
     alignas(inotify_event) char buffer[4096];
     for (;;) {
         const ssize_t got = ::read(m_inotifyFd, buffer, sizeof buffer);
@@ -165,21 +194,41 @@ void SimSysfsDevice::handleEvents()
                 m_watchedFolders.remove(event->wd);
                 continue;
             }
-            if (!event->len || !(event->mask & (IN_MODIFY | IN_CLOSE_WRITE))
-                || !m_watchedFolders.contains(event->wd))
+            if (!event->len || !m_watchedFolders.contains(event->wd))
                 continue;
             const QString name = m_watchedFolders.value(event->wd) + QFile::decodeName(event->name);
-            const auto known = m_known.find(name);
-            if (known == m_known.end())
+            if (!m_attributes.contains(name))
                 continue;
             const QByteArray content = readAttribute(name);
-            // An empty file is the program's open with truncation, before
-            // its write; sysfs never sees an empty write.
-            if (content.isEmpty() || content == known.value())
+            if (name == ownAttribute && content == ownContent)
                 continue;
-            known.value() = content;
-            m_writes.append({name, content});
-            attributeWritten(name, content);
+            m_changes.append({name, content, false});
         }
     }
+}
+
+void SimSysfsDevice::handleChanges()
+{
+    // A model that writes while it reacts only adds to the list; the changes
+    // are handled one after the other, in order.
+    if (m_handling)
+        return;
+    m_handling = true;
+    while (!m_changes.isEmpty()) {
+        const Change change = m_changes.takeFirst();
+        if (!m_attributes.contains(change.attribute))
+            continue;
+        if (change.own) {
+            m_known.insert(change.attribute, change.content);
+            continue;
+        }
+        // An empty file is the program's open with truncation, before its
+        // write; sysfs never sees an empty write.
+        if (change.content.isEmpty() || change.content == m_known.value(change.attribute))
+            continue;
+        m_known.insert(change.attribute, change.content);
+        m_writes.append({change.attribute, change.content});
+        attributeWritten(change.attribute, change.content);
+    }
+    m_handling = false;
 }

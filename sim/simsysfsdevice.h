@@ -17,7 +17,8 @@
 // thread a moment after the write, not inside it: a test waits for it
 // (QTRY_COMPARE). Writes the model makes itself, empty files (a truncation on
 // the way to the new content) and a write that leaves the content as it was
-// are not reported.
+// are not reported, and writes to one attribute in quick succession may be
+// reported as one, the last (what the attribute holds in the end).
 //
 //     auto *click = sim.add<SimTouchSound>(SimTouchSound::TouchQuiet);
 //     MarvoFunction::touchBeepOff();
@@ -27,6 +28,7 @@
 #include "simdevice.h"
 
 #include <QHash>
+#include <QSet>
 #include <QStringList>
 
 class SimSysfsDevice : public SimDevice
@@ -76,14 +78,27 @@ protected:
     void deleteAttribute(const QString &attribute);
 
 private:
+    // A change of one attribute in the order it happened: the program's
+    // (with what the file held when the change was noticed) or the model's.
+    struct Change
+    {
+        QString attribute;
+        QByteArray content;
+        bool own = false;
+    };
+
     void watchFolderOf(const QString &attribute);
-    void handleEvents();
+    void collectEvents(const QString &ownAttribute = QString(), const QByteArray &ownContent = QByteArray());
+    void handleChanges();
     void removeAllAttributes();
 
     QString m_folder;
-    // Every attribute of the model, with the content it was last known to
-    // hold; a change the model did not make is the program's write.
+    QSet<QString> m_attributes; // every attribute of the model
+    // What each attribute held after the last change handled; a change to
+    // other content is the program's write.
     QHash<QString, QByteArray> m_known;
+    QList<Change> m_changes; // noticed, not handled yet
+    bool m_handling = false;
     QList<Write> m_writes;
     int m_inotifyFd = -1;
     QHash<int, QString> m_watchedFolders; // inotify watch -> folder relative to m_folder
