@@ -98,14 +98,15 @@ void SimSysfsDevice::writeAttribute(const QString &attribute, const QByteArray &
     if (!terminal())
         return;
     m_attributes.insert(attribute);
-    // The program's writes noticed so far keep their place before ours, with
-    // what they wrote; the events of our own write are dropped at once, so
-    // none of them is read later against content that came after it.
+    // The program's writes noticed by now keep their place before ours, with
+    // what they wrote, before our write replaces it. The events of our own
+    // write are taken at once, while the file still holds what we wrote:
+    // read later, they would show a later write of the program in our place.
     watchFolderOf(attribute);
     collectEvents();
     m_changes.append({attribute, content, true});
     terminal()->writeFile(attributePath(attribute), content);
-    collectEvents(attribute, content);
+    collectEvents();
     if (terminal()->inServiceLoop()) {
         handleChanges();
         return;
@@ -178,7 +179,7 @@ void SimSysfsDevice::watchFolderOf(const QString &attribute)
         m_watchedFolders.insert(wd, relative);
 }
 
-void SimSysfsDevice::collectEvents(const QString &ownAttribute, const QByteArray &ownContent)
+void SimSysfsDevice::collectEvents()
 {
     if (m_inotifyFd < 0)
         return;
@@ -199,10 +200,9 @@ void SimSysfsDevice::collectEvents(const QString &ownAttribute, const QByteArray
             const QString name = m_watchedFolders.value(event->wd) + QFile::decodeName(event->name);
             if (!m_attributes.contains(name))
                 continue;
-            const QByteArray content = readAttribute(name);
-            if (name == ownAttribute && content == ownContent)
-                continue;
-            m_changes.append({name, content, false});
+            // Our own write's events come right after its change and find the
+            // content unchanged.
+            m_changes.append({name, readAttribute(name), false});
         }
     }
 }

@@ -88,7 +88,7 @@ private:
     };
 
     void watchFolderOf(const QString &attribute);
-    void collectEvents(const QString &ownAttribute = QString(), const QByteArray &ownContent = QByteArray());
+    void collectEvents();
     void handleChanges();
     void removeAllAttributes();
 

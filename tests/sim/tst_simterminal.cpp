@@ -1,6 +1,7 @@
 // The simulated terminal's service loop and its descriptor map: models answer
 // the program on their own, timers and watches behave, and a descriptor
 // number reaches the model that handed it out and nobody else.
+#include "loophold.h"
 #include "mkernel.h"
 #include "msystemroot.h"
 #include "simterminal.h"
@@ -76,34 +77,6 @@ ino_t inodeOf(int fd)
     return ::fstat(fd, &st) == 0 ? st.st_ino : 0;
 }
 
-// Holds the service loop inside a timer callback until released, so that
-// several watches can be set up to be served in one and the same round.
-class LoopHold
-{
-public:
-    explicit LoopHold(SimTerminal &sim)
-    {
-        auto entered = std::make_shared<std::promise<void>>();
-        std::shared_future<void> release = m_release.get_future().share();
-        std::future<void> inside = entered->get_future();
-        sim.startTimer(0, [entered, release] {
-            entered->set_value();
-            release.wait();
-        });
-        inside.wait();
-    }
-    ~LoopHold() { release(); }
-    void release()
-    {
-        if (!m_released)
-            m_release.set_value();
-        m_released = true;
-    }
-
-private:
-    std::promise<void> m_release;
-    bool m_released = false;
-};
 
 // An eventfd that is readable until its callback reads it.
 int readableEventFd()
@@ -260,13 +233,18 @@ private slots:
         const int fdB = openNode(QStringLiteral("/dev/probe-b"));
         QCOMPARE(fdB, fdA);
         QCOMPARE(MKernel::ioctl(fdB, ProbeRequest, nullptr), 0);
-        ::close(fdB);
-        const int plain = MKernel::open(MSystemRoot::nativePath(QStringLiteral("/etc/plain")).constData(), O_RDWR);
-        QCOMPARE(plain, fdA);
-        errno = 0;
-        QCOMPARE(MKernel::ioctl(plain, ProbeRequest, nullptr), -1);
-        QCOMPARE(errno, ENOTTY);
-        ::close(plain);
+        {
+            // Held, the loop cannot forget the closed channel before the
+            // plain file takes its number.
+            LoopHold hold(sim);
+            ::close(fdB);
+            const int plain = MKernel::open(MSystemRoot::nativePath(QStringLiteral("/etc/plain")).constData(), O_RDWR);
+            QCOMPARE(plain, fdA);
+            errno = 0;
+            QCOMPARE(MKernel::ioctl(plain, ProbeRequest, nullptr), -1);
+            QCOMPARE(errno, ENOTTY);
+            ::close(plain);
+        }
         QTRY_COMPARE(a->closedCount.load(), 1);
         QCOMPARE(a->events(), QStringList({"closed"}));
         QTRY_COMPARE(b->closedCount.load(), 1);
