@@ -2,20 +2,129 @@
 
 #include "mlogsystem.h"
 
-#include <QDeadlineTimer>
 #include <QDebug>
+#include <QElapsedTimer>
+
+#include <cerrno>
+#include <cstdint>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 DeviceThread::DeviceThread(QObject *parent) : QThread(parent)
 {
+    // Without a wake descriptor every wait still ends at its time-out; a stop
+    // then takes up to one wait to be noticed.
+    m_wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     connect(this, &QThread::finished, this, &QObject::deleteLater);
+    // Direct: the handler must run inside the parent's destructor, while this
+    // object is still whole and before the parent deletes its children.
+    if (parent)
+        connect(parent, &QObject::destroyed, this, &DeviceThread::parentDestroyed, Qt::DirectConnection);
 }
 
-void DeviceThread::stopAndWait()
+DeviceThread::~DeviceThread()
 {
+    stopAndWait();
+    if (m_wakeFd >= 0)
+        ::close(m_wakeFd);
+}
+
+void DeviceThread::exitThread()
+{
+    logEvent(QStringLiteral("%1 shutdown start.").arg(QLatin1String(metaObject()->className())));
+    setRunning(false);
+}
+
+void DeviceThread::setRunning(bool on)
+{
+    m_running.store(on);
+    if (on || m_wakeFd < 0)
+        return;
+    const uint64_t one = 1;
+    if (::write(m_wakeFd, &one, sizeof one) < 0) {
+        // Only fails when the counter is full: the descriptor is readable anyway.
+    }
+}
+
+bool DeviceThread::stopAndWait(unsigned long msecs)
+{
+    if (!isRunning())
+        return true;
+    setRunning(false);
+    // run() itself cannot wait for its own end.
+    if (QThread::currentThread() == this)
+        return false;
+    return wait(msecs);
+}
+
+void DeviceThread::parentDestroyed()
+{
+    // Only on the thread this object belongs to may the parent delete it:
+    // anywhere else (run() itself included) its own deleteLater() could be
+    // running at the same moment.
+    const bool home = QThread::currentThread() == thread();
     if (isRunning()) {
         exitThread();
-        wait();
+        if (home && wait(ParentWaitMs))
+            return;
+    } else if (home) {
+        return;
     }
+    // Let go of the parent so it does not delete us under a running thread:
+    // without a parent the worker ends when it can and deletes itself. One
+    // that never started has nobody else to delete it.
+    setParent(nullptr);
+    if (!isRunning() && !isFinished())
+        deleteLater();
+}
+
+bool DeviceThread::pollOnce(int fd, int timeoutMs)
+{
+    pollfd fds[2] = {{m_wakeFd, POLLIN, 0}, {fd, POLLIN, 0}};
+    const int ready = ::poll(fds, fd >= 0 ? 2 : 1, timeoutMs);
+    if (ready < 0) {
+        if (errno == EINTR)
+            return false;
+        // poll() itself failed: a device is handed to read(), which blocks or
+        // reports as the driver decides; a plain sleep is still taken.
+        if (fd >= 0)
+            return true;
+        QThread::msleep(static_cast<unsigned long>(timeoutMs));
+        return false;
+    }
+    if (fd >= 0 && fds[1].revents != 0)
+        return true;
+    if ((fds[0].revents & POLLIN) && running()) {
+        // A wake left over from a stop that setRunning(true) took back.
+        uint64_t count;
+        if (::read(m_wakeFd, &count, sizeof count) < 0) {
+            // Already read: nothing left to clear.
+        }
+    }
+    return false;
+}
+
+bool DeviceThread::pause(int msecs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    for (qint64 left = msecs; running() && left > 0; left = msecs - timer.elapsed())
+        pollOnce(-1, int(left));
+    return running();
+}
+
+bool DeviceThread::waitReadable(int fd, int timeoutMs)
+{
+    QElapsedTimer timer;
+    timer.start();
+    qint64 left = qMax(timeoutMs, 0);
+    do {
+        if (pollOnce(fd, int(left)))
+            return true;
+        left = timeoutMs - timer.elapsed();
+    } while (running() && left > 0);
+    return false;
 }
 
 void DeviceThread::message(const QString &text)
@@ -28,20 +137,4 @@ void DeviceThread::logEvent(const QString &text)
 {
     qDebug().noquote() << text;
     MLogSystem::instance()->logWrite(this, text);
-}
-
-void DeviceThread::pause(int msecs, const std::atomic<bool> &flag)
-{
-    QDeadlineTimer deadline(msecs);
-    QMutexLocker lock(&m_pauseMutex);
-    while (flag.load() && !deadline.hasExpired())
-        m_wake.wait(&m_pauseMutex, deadline);
-}
-
-void DeviceThread::wake()
-{
-    // Taking the mutex orders the wake-up after a pause that has already
-    // checked the flag, so it cannot slip in before the wait.
-    QMutexLocker lock(&m_pauseMutex);
-    m_wake.wakeAll();
 }

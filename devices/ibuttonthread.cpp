@@ -1,5 +1,6 @@
 #include "ibuttonthread.h"
 
+#include "drivers/hdq.h"
 #include "marvofunction.h"
 
 #include <algorithm>
@@ -7,8 +8,7 @@
 #include <unistd.h>
 
 namespace {
-const char ReadRomCommand = 0x33;
-const int RomAnswerSize = 9; // the command byte, then the 8 ROM bytes
+const int RomAnswerSize = HDQ_ROM_ANSWER_SIZE;
 const int ReadAttempts = 5;
 const int PollIntervalMs = 300;
 }
@@ -19,34 +19,24 @@ IButtonThread::IButtonThread(QObject *parent) : DeviceThread(parent)
     logEvent(QStringLiteral("IButtonThread created."));
 }
 
-IButtonThread::~IButtonThread()
-{
-    stopAndWait();
-}
-
 void IButtonThread::setflagWork(bool on)
 {
-    flagWork = on;
+    setRunning(on);
 }
 
 bool IButtonThread::getflagWork() const
 {
-    return flagWork;
-}
-
-void IButtonThread::exitThread()
-{
-    logEvent(QStringLiteral("IButtonThread shutdown start."));
-    flagWork = false;
-    wake();
+    return running();
 }
 
 bool IButtonThread::ReadSerialNo(int fd, char *buffer)
 {
-    buffer[0] = ReadRomCommand;
     // A key that rocks on the contact misses a presence pulse now and then:
-    // a few quick retries keep that from reading as a key taken away.
+    // a few quick retries keep that from reading as a key taken away. The
+    // command goes in before every attempt, as a short answer may have
+    // overwritten it.
     for (int attempt = 0; attempt < ReadAttempts; ++attempt) {
+        buffer[0] = HDQ_READ_ROM_COMMAND;
         if (::read(fd, buffer, RomAnswerSize) == RomAnswerSize)
             return true;
     }
@@ -55,7 +45,6 @@ bool IButtonThread::ReadSerialNo(int fd, char *buffer)
 
 void IButtonThread::run()
 {
-    flagWork = true;
     QString errorText;
     fd = MarvoFunction::getDeviceHandle(IBUTTON_DEVICE_NAME, errorText);
     if (fd < 1) {
@@ -63,7 +52,7 @@ void IButtonThread::run()
     } else {
         message(tr("IB: IButton Device open success."));
         char buffer[RomAnswerSize];
-        while (flagWork) {
+        while (running()) {
             std::memset(buffer, 0, sizeof buffer);
             if (!ReadSerialNo(fd, buffer)) {
                 // No answer at all counts as no key on the contact.
@@ -82,7 +71,7 @@ void IButtonThread::run()
                 emit sendData(QStringList() << code);
                 absent = false;
             }
-            pause(PollIntervalMs, flagWork);
+            pause(PollIntervalMs);
         }
         message(tr("IB: IButton device Close."));
         MarvoFunction::closeDeviceHandle(fd);

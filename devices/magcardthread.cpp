@@ -3,37 +3,25 @@
 #include "marvofunction.h"
 #include "mkernel.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <unistd.h>
 
-// One swipe as the reader driver delivers it: three length fields, then the
-// three track texts, each zero-terminated inside its 128 bytes.
-struct MagCardRecord
-{
-    int32_t length[3];
-    char text[3][128];
-};
-static_assert(sizeof(MagCardRecord) == 396, "the driver's swipe record is 396 bytes");
-static_assert(offsetof(MagCardRecord, text) == 12, "track texts follow the three lengths");
+namespace {
+// How long one wait for a swipe may last before the loop looks at its flag
+// again; a stop wakes the wait at once, this only bounds it.
+const int SwipeWaitMs = 100;
+// After every read, good or failed: a reader whose reads keep failing is
+// not hammered in a tight loop.
+const int ReadPauseMs = 100;
+}
 
 MagCardThread::MagCardThread(QObject *parent) : DeviceThread(parent)
 {
     logEvent(QStringLiteral("MagCardThread created."));
 }
 
-void MagCardThread::exitThread()
-{
-    // The worker sits in a blocking read(): it sees this after the next swipe.
-    logEvent(QStringLiteral("MagCardThread shutdown start."));
-    running = false;
-    wake();
-}
-
 void MagCardThread::run()
 {
-    running = true;
     QString errorText;
     fd = MarvoFunction::getDeviceHandle(MAGNETIC_CARD_DEVICE_NAME, errorText);
     if (fd < 1) {
@@ -41,16 +29,19 @@ void MagCardThread::run()
     } else {
         message(tr("MSR: MSR device open success."));
         message(tr("MSR: MSR file descriptor = %1").arg(fd));
-        while (running) {
+        while (running()) {
+            if (!waitReadable(fd, SwipeWaitMs))
+                continue;
             MagCardRecord record;
-            std::memset(&record, 0, sizeof record);
             // Cleared first, so that a short read leaves the fields it did
             // not reach empty instead of holding stale bytes. A read that
             // fails (-1) or returns nothing (the driver woke us with nothing
-            // decoded) is no swipe and is not reported: we simply read again.
+            // decoded) is no swipe and is not reported: we read again after
+            // the pause.
+            std::memset(&record, 0, sizeof record);
             if (::read(fd, &record, sizeof record) > 0)
                 reportSwipe(record);
-            pause(100, running);
+            pause(ReadPauseMs);
         }
         // Tell the reader we are done with it before letting it go; nothing
         // useful can be done if it refuses.
@@ -65,7 +56,7 @@ void MagCardThread::reportSwipe(const MagCardRecord &record)
 {
     QStringList tracks;
     bool anyTrack = false;
-    for (int i = 0; i < 3; ++i) {
+    for (int i = 0; i < MAGCARD_TRACKS; ++i) {
         // The driver terminates each text, but never run past its field.
         const char *text = record.text[i];
         tracks << QString::fromLatin1(text, int(qstrnlen(text, sizeof record.text[i])));

@@ -1,5 +1,6 @@
 #include "marvofunction.h"
 
+#include "drivers/paths.h"
 #include "errnotexts.h"
 #include "mkernel.h"
 #include "msystemroot.h"
@@ -14,29 +15,29 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-const QString MAGNETIC_CARD_DEVICE_NAME = QStringLiteral("/dev/magcard0");
-const QString UPS_DEVICE_NAME = QStringLiteral("/dev/ups");
-const QString UPS_BAT_PATH_NAME = QStringLiteral("/sys/class/power_supply/Battery/uevent");
-const QString UPS_AC_PATH_NAME = QStringLiteral("/sys/class/power_supply/Ac/online");
-const QString BUZZER_DEVICE_NAME = QStringLiteral("/dev/buzzer");
-const QString TOUCH_SOUND_DEVICE_NAME = QStringLiteral("/sys/class/buzzer/buzzer/touch_beep");
-const QString TOUCH_SOUND2_DEVICE_NAME = QStringLiteral("/sys/class/buzzer/buzzer/touch_quiet");
-const QString IBUTTON_DEVICE_NAME = QStringLiteral("/dev/omap_hdq0");
-const QString PRINT_DEVICE_NAME = QStringLiteral("/dev/ttyprinter0");
-const QString RFID_DEVICE_NAME = QStringLiteral("/dev/rfid0");
-const QString SMART_CARD_DEVICE_NAME = QStringLiteral("/dev/smartcard1");
-const QString VFDDISPLAY_DEVICE_NAME = QStringLiteral("/dev/lcd0");
-const QString POWERS_DEVICE_NAME = QStringLiteral("/dev/perdev0");
-const QString POWER_DEVICE_INFO_NAME_A9 = QStringLiteral("/dev/input/event2");
-const QString POWER_DEVICE_INFO_NAME_A8 = QStringLiteral("/dev/input/event1");
-const QString POWER_DEVICE_SLEEP_NAME = QStringLiteral("/dev/sleep0");
-const QString BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9 = QStringLiteral("/sys/class/backlight/marvo-backlight.0/");
-const QString BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9 = QStringLiteral("/sys/class/backlight/marvo-backlight.1/");
-const QString BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8 = QStringLiteral("/sys/class/backlight/pwm-backlight.0/");
-const QString BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8 = QStringLiteral("/sys/class/backlight/pwm-backlight.1/");
-const QString BRIGHTNESS_CONTROL__CURRENT = QStringLiteral("actual_brightness");
-const QString BRIGHTNESS_CONTROL__BRIGHTNESS = QStringLiteral("brightness");
-const QString BRIGHTNESS_CONTROL__MAX_BRIGHTNESS = QStringLiteral("max_brightness");
+const QString MAGNETIC_CARD_DEVICE_NAME = QLatin1String(DriverPath::MagCard);
+const QString UPS_DEVICE_NAME = QLatin1String(DriverPath::Ups);
+const QString UPS_BAT_PATH_NAME = QLatin1String(DriverPath::UpsBattery);
+const QString UPS_AC_PATH_NAME = QLatin1String(DriverPath::UpsMains);
+const QString BUZZER_DEVICE_NAME = QLatin1String(DriverPath::Buzzer);
+const QString TOUCH_SOUND_DEVICE_NAME = QLatin1String(DriverPath::TouchBeep);
+const QString TOUCH_SOUND2_DEVICE_NAME = QLatin1String(DriverPath::TouchQuiet);
+const QString IBUTTON_DEVICE_NAME = QLatin1String(DriverPath::IButton);
+const QString PRINT_DEVICE_NAME = QLatin1String(DriverPath::Printer);
+const QString RFID_DEVICE_NAME = QLatin1String(DriverPath::Rfid);
+const QString SMART_CARD_DEVICE_NAME = QLatin1String(DriverPath::SmartCard);
+const QString VFDDISPLAY_DEVICE_NAME = QLatin1String(DriverPath::CustomerDisplay);
+const QString POWERS_DEVICE_NAME = QLatin1String(DriverPath::PeripheralPower);
+const QString POWER_DEVICE_INFO_NAME_A9 = QLatin1String(DriverPath::PowerKeyA9);
+const QString POWER_DEVICE_INFO_NAME_A8 = QLatin1String(DriverPath::PowerKeyA8);
+const QString POWER_DEVICE_SLEEP_NAME = QLatin1String(DriverPath::Sleep);
+const QString BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9 = QLatin1String(DriverPath::BacklightMainA9);
+const QString BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9 = QLatin1String(DriverPath::BacklightSecondA9);
+const QString BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8 = QLatin1String(DriverPath::BacklightMainA8);
+const QString BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8 = QLatin1String(DriverPath::BacklightSecondA8);
+const QString BRIGHTNESS_CONTROL__CURRENT = QLatin1String(DriverPath::BacklightCurrent);
+const QString BRIGHTNESS_CONTROL__BRIGHTNESS = QLatin1String(DriverPath::BacklightBrightness);
+const QString BRIGHTNESS_CONTROL__MAX_BRIGHTNESS = QLatin1String(DriverPath::BacklightMax);
 
 const unsigned char BuzzerTypeStr[6][5] = {
     {3, 0x03, 0x03, 0x03, 0},
@@ -262,17 +263,17 @@ unsigned char sendDisplayPacket(int fd, unsigned char command, const unsigned ch
 
 unsigned char marvo_disp(int fd, unsigned char *data, unsigned char len)
 {
-    return sendDisplayPacket(fd, 0xC0, data, len);
+    return sendDisplayPacket(fd, MARVO_DISP_SHOW, data, len);
 }
 
 unsigned char marvo_setdisp(int fd, unsigned char b1, unsigned char b2, unsigned char b3,
                             unsigned char b4, unsigned char b5, unsigned char b6, unsigned char b7)
 {
     const unsigned char mode[7] = {b1, b2, b3, b4, b5, b6, b7};
-    return sendDisplayPacket(fd, 0xC1, mode, 7);
+    return sendDisplayPacket(fd, MARVO_DISP_SET_MODE, mode, 7);
 }
 
 unsigned char marvo_cleardisp(int fd)
 {
-    return sendDisplayPacket(fd, 0xC2, nullptr, 0);
+    return sendDisplayPacket(fd, MARVO_DISP_CLEAR, nullptr, 0);
 }

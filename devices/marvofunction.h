@@ -2,9 +2,16 @@
 // static functions every worker uses to open devices, beep, kick the cash
 // drawer, switch the touch click and set the backlights.
 //
-// The node names are logical paths; they are resolved through MSystemRoot at
-// the moment of use. Opens and ioctls go through the kernel boundary (MKernel).
+// The node names are logical paths (drivers/paths.h), resolved through
+// MSystemRoot at the moment of use; request numbers and record layouts come
+// from the drivers' own headers (drivers/*.h). Opens and ioctls go through
+// the kernel boundary (MKernel).
 #pragma once
+
+#include "drivers/buzzer.h"
+#include "drivers/lcd.h"
+#include "drivers/magcard.h"
+#include "drivers/perdev.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -36,23 +43,12 @@ extern const QString BRIGHTNESS_CONTROL__MAX_BRIGHTNESS;
 // Defined with the CPU load reader (core/cpustat.cpp), which reads it.
 extern const QString CPU_USE_PATH;
 
-// ioctl requests of the terminal's drivers.
-enum : unsigned long {
-    MARVO_IOCTL_BUZZER_DURATION = 0x40044201, // _IOW('B', 1, int)
-    MARVO_IOCTL_CASH_DRAWER = 0x40047001,     // _IOW('p', 1, int)
-    MARVO_IOCTL_DISPLAY = 0x40046301,         // _IOW('c', 1, int), also the RFID command packet
-    MARVO_IOCTL_MODEM_POWER = 0x40047002,     // _IOW('p', 2, int)
-    MARVO_IOCTL_MAGCARD_STOP = 0x40046305,    // _IOW('c', 5, int)
-};
-
 enum BUZZERTYPE { BUZZER_THREE_SHORT = 0, BUZZER_ERROR = 1, BUZZER_ONE = 2, BUZZER_TWO = 3,
                   BUZZER_THREE = 4, BUZZER_ONE_TWO = 5 };
 
 // One row per BUZZERTYPE: a length byte and up to four pattern bytes.
 extern const unsigned char BuzzerTypeStr[6][5];
 
-// The display driver's packet: [0] reserved, [1] command, [2] data length, [3..] data.
-enum { MARVO_DISP_PACKET_SIZE = 52, MARVO_DISP_MAX_DATA = 49 };
 extern "C" {
 unsigned char marvo_disp(int fd, unsigned char *data, unsigned char len);
 unsigned char marvo_setdisp(int fd, unsigned char b1, unsigned char b2, unsigned char b3,

@@ -29,7 +29,7 @@ unsigned char command(int fd, char letter, const unsigned char *data, int length
     packet[MIFS_OFFSET_LENGTH] = static_cast<unsigned char>(length);
     if (data && length > 0)
         std::memcpy(packet + MIFS_OFFSET_DATA, data, size_t(length));
-    const int result = MKernel::ioctl(fd, MARVO_IOCTL_DISPLAY, static_cast<void *>(packet));
+    const int result = MKernel::ioctl(fd, MIFS_IOCTL_COMMAND, static_cast<void *>(packet));
     const unsigned char status = static_cast<unsigned char>(result & 0xFF);
     if (reply)
         std::memcpy(reply, packet + MIFS_OFFSET_REPLY, packet[MIFS_OFFSET_REPLY_LENGTH]);

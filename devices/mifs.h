@@ -1,20 +1,8 @@
 // The contactless (ISO 14443 type A, MIFARE-type) reader's command layer.
 //
-// Every reader command is one ioctl (MARVO_IOCTL_DISPLAY, the same request
-// number as the customer display's packet) on /dev/rfid0 whose argument is a
-// command packet:
-//
-//     [0]      reserved, sent as zero
-//     [1]      command letter
-//     [2]      number of command data bytes that follow
-//     [3...]   command data
-//     [28]     on return: number of reply bytes
-//     [29...]  on return: reply bytes
-//
-// The driver reads the command before it writes the reply, so long command
-// data (only the reader's EEPROM write gets that long) may run over offsets 28
-// and up. The packet is sized for the longest of both: 3 + 255 command bytes
-// and 29 + 255 reply bytes, hence MIFS_PACKET_SIZE 284.
+// Every reader command is one ioctl on /dev/rfid0 carrying the driver's
+// command packet (drivers/rfid.h): letter, data length and data go in, the
+// reply length and reply come back in the same packet.
 //
 // Each mifs_* function returns the low 8 bits of the ioctl result as the
 // reader's status: 0 is success, anything else the reader's error code. A call
@@ -36,17 +24,11 @@
 // resets both; Mifs_opendev() does so each time it opens the reader.
 #pragma once
 
+#include "drivers/rfid.h"
+
 #include <cstdint>
 
 enum {
-    MIFS_PACKET_SIZE = 284,
-    MIFS_OFFSET_COMMAND = 1,
-    MIFS_OFFSET_LENGTH = 2,
-    MIFS_OFFSET_DATA = 3,
-    MIFS_OFFSET_REPLY_LENGTH = 28,
-    MIFS_OFFSET_REPLY = 29,
-    MIFS_MAX_DATA = 255,
-    MIFS_MAX_REPLY = 255,
     // The status returned when the command never reached the reader.
     MIFS_STATUS_NOT_SENT = 0xFF,
     // ReadCardNoA's codes for the step that failed.

@@ -16,21 +16,8 @@ RFIDThread::RFIDThread(QObject *parent) : DeviceThread(parent)
     logEvent(QStringLiteral("RFIDThread created."));
 }
 
-RFIDThread::~RFIDThread()
-{
-    stopAndWait();
-}
-
-void RFIDThread::exitThread()
-{
-    logEvent(QStringLiteral("RFIDThread shutdown start."));
-    m_running.store(false);
-    wake();
-}
-
 void RFIDThread::run()
 {
-    m_running.store(true);
     std::memset(CardNo, 0, sizeof CardNo);
 
     const int fd = Mifs_opendev();
@@ -43,7 +30,7 @@ void RFIDThread::run()
         message(tr("RFID: config = %1, fd = %2").arg(int(config)).arg(fd));
 
         QString lastCardNo;
-        while (m_running.load()) {
+        while (running()) {
             // The card-application state was prepared when the reader was
             // opened; reading the number needs none of it, so it is not
             // prepared again on every poll.
@@ -66,7 +53,7 @@ void RFIDThread::run()
                     lastCardNo = cardNo;
                 }
             }
-            pause(PollIntervalMs, m_running);
+            pause(PollIntervalMs);
         }
 
         message(tr("RFID: RFID device close."));

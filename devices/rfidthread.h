@@ -2,30 +2,23 @@
 // each card newly laid on it, beeping twice; a card taken away beeps three
 // times. The card number reaches the window only inside the message line.
 //
-// Created with a parent, started by the window, stopped with exitThread();
-// the object deletes itself when run() returns.
+// Started by the window, stopped with exitThread(), which cuts the pause
+// between polls short; the object deletes itself when run() returns.
 #pragma once
 
 #include "devicethread.h"
-
-#include <atomic>
 
 class RFIDThread : public DeviceThread
 {
     Q_OBJECT
 public:
     explicit RFIDThread(QObject *parent);
-    ~RFIDThread() override;
 
 signals:
+    // Part of the worker's interface for the windows, never emitted: the
+    // number is shown only in the message line.
     void sendData(QString data);
-
-public slots:
-    void exitThread() override;
 
 protected:
     void run() override;
-
-private:
-    std::atomic<bool> m_running{false};
 };

@@ -3,22 +3,50 @@
 #include "marvofunction.h"
 #include "mifs.h"
 
+#include <QDeadlineTimer>
+
 #include <cerrno>
 #include <cstring>
 
+namespace {
+// Request modes: the reader's own numbers and the ISO command codes they stand for.
+bool isIdleRequest(char mode)
+{
+    return mode == 0 || mode == 0x26;
+}
+bool isWakeUpRequest(char mode)
+{
+    return mode == 1 || mode == 0x52;
+}
+}
+
 SimRfidReader::SimRfidReader() : SimDevice(RFID_DEVICE_NAME) {}
+
+qint64 SimRfidReader::now()
+{
+    return QDeadlineTimer::current(Qt::PreciseTimer).deadline();
+}
 
 void SimRfidReader::present(const QByteArray &uid4)
 {
     QMutexLocker lock(&mutex);
     m_uid = uid4.left(4);
     m_uid.append(QByteArray(4 - m_uid.size(), '\0'));
+    m_state = Idle;
+    m_wokenFromHalt = false;
 }
 
 void SimRfidReader::remove()
 {
     QMutexLocker lock(&mutex);
     m_uid.clear();
+    m_state = NoCard;
+}
+
+SimRfidReader::CardState SimRfidReader::cardState() const
+{
+    QMutexLocker lock(&mutex);
+    return m_state;
 }
 
 void SimRfidReader::failCommand(char letter, int status)
@@ -58,29 +86,56 @@ int SimRfidReader::openDescriptorCount()
     return channels.size();
 }
 
-int SimRfidReader::answer(const Command &command, QByteArray *reply) const
+void SimRfidReader::dropOut()
 {
-    const bool card = !m_uid.isEmpty();
+    if (m_state == Ready || m_state == Active)
+        m_state = m_wokenFromHalt ? Halt : Idle;
+}
+
+int SimRfidReader::answer(const Command &command, QByteArray *reply)
+{
+    const char mode = command.data.isEmpty() ? char(-1) : command.data.at(0);
     switch (command.letter) {
     case 'R':
+        // The reader switches its field off and on: a card on it powers up again.
+        if (m_state != NoCard) {
+            m_state = Idle;
+            m_wokenFromHalt = false;
+        }
         return Ok;
     case 'A':
-        if (!card)
-            return NoTag;
-        *reply = QByteArray("\x04\x00", 2);
-        return Ok;
+        if ((m_state == Idle && (isIdleRequest(mode) || isWakeUpRequest(mode)))
+            || (m_state == Halt && isWakeUpRequest(mode))) {
+            m_wokenFromHalt = m_state == Halt;
+            m_state = Ready;
+            *reply = QByteArray("\x04\x00", 2);
+            return Ok;
+        }
+        dropOut();
+        return NoTag;
     case 'B':
     case 'q':
-        if (!card)
+        if (m_state != Ready) {
+            dropOut();
             return NoTag;
+        }
         *reply = m_uid;
         return Ok;
     case 'C':
-        if (!card)
+        if (m_state != Ready) {
+            dropOut();
             return NoTag;
+        }
         if (command.data != m_uid)
             return WrongSerial;
+        m_state = Active;
         *reply = QByteArray(1, '\x08');
+        return Ok;
+    case 'E':
+        if (m_state == Active)
+            m_state = Halt;
+        else
+            dropOut();
         return Ok;
     default:
         return UnknownCommand;
@@ -89,7 +144,7 @@ int SimRfidReader::answer(const Command &command, QByteArray *reply) const
 
 int SimRfidReader::ioctl(Channel &channel, unsigned long request, void *arg)
 {
-    if (request != MARVO_IOCTL_DISPLAY)
+    if (request != MIFS_IOCTL_COMMAND)
         return SimDevice::ioctl(channel, request, arg);
     if (!arg) {
         errno = EFAULT;
@@ -100,6 +155,7 @@ int SimRfidReader::ioctl(Channel &channel, unsigned long request, void *arg)
     command.letter = char(packet[MIFS_OFFSET_COMMAND]);
     command.data = QByteArray(reinterpret_cast<const char *>(packet + MIFS_OFFSET_DATA),
                               packet[MIFS_OFFSET_LENGTH]);
+    command.msecs = now();
     m_commands.append(command);
 
     QByteArray reply;

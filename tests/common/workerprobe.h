@@ -1,17 +1,23 @@
-// What a card worker tells the window and the log, recorded on the test thread
-// as a window would receive it, and the wait for the worker's end. The workers
-// delete themselves when run() returns, so "ended" means the object is gone.
+// What a device worker tells the window and the log, recorded on the test
+// thread as a window would receive it, the wait for the worker's end, and the
+// ways a test stops it. The workers delete themselves when run() returns, so
+// "ended" means the object is gone.
 #pragma once
 
+#include "devicethread.h"
 #include "mlogsystem.h"
 
 #include <QPointer>
 #include <QTest>
-#include <QThread>
+
+#include <functional>
 
 class WorkerProbe : public QObject
 {
 public:
+    // How a test ends the worker.
+    enum Stop { StopBeforeStart, StopRightAfterStart, StopWhileRunning, DestroyParentWhileRunning };
+
     WorkerProbe()
     {
         connect(MLogSystem::instance(), qOverload<const QString &>(&MLogSystem::stringWrited), this,
@@ -20,20 +26,29 @@ public:
     // A worker still running is stopped and, if it ends in time, deleted.
     ~WorkerProbe() override
     {
-        if (worker && (QMetaObject::invokeMethod(worker, "exitThread", Qt::DirectConnection), worker->wait(2000)))
+        if (worker && (worker->exitThread(), worker->wait(2000)))
             delete worker.data();
+        delete parent.data();
     }
 
-    // Creates the worker and records its message lines and, if given, its data signal.
+    // Creates the worker (with a parent the probe owns if `withParent`) and
+    // records its message lines and, if given, its data signal.
     template <class Worker>
-    Worker *create(void (Worker::*dataSignal)(QStringList) = nullptr)
+    Worker *create(void (Worker::*dataSignal)(QStringList) = nullptr, bool withParent = false)
     {
-        auto *w = new Worker(nullptr);
-        worker = w;
-        connect(w, &Worker::sendMessage, this, [this](const QString &line) { events << line; });
+        if (withParent)
+            parent = new QObject;
+        auto *w = new Worker(parent.data());
+        watch(w);
         if (dataSignal)
             connect(w, dataSignal, this, [this](const QStringList &items) { events << "data:" + items.join('|'); });
         return w;
+    }
+    // Records the message lines of a worker made by the test itself.
+    void watch(DeviceThread *w)
+    {
+        worker = w;
+        connect(w, &DeviceThread::sendMessage, this, [this](const QString &line) { events << line; });
     }
     int dataCount() const { return events.filter(QStringLiteral("data:")).size(); }
     // Whether the worker ended (and deleted itself) within the time.
@@ -42,7 +57,31 @@ public:
         return QTest::qWaitFor([this] { return worker.isNull(); }, timeoutMs);
     }
 
-    QPointer<QThread> worker;
+    // Starts the worker and ends it as `how` says; the running stops first
+    // wait for `inLoop`. True when the worker is gone at the end: it ended
+    // and deleted itself, or (parent destroyed) it had ended and was deleted
+    // with its parent by the time the parent's deletion returned.
+    bool startAndStop(Stop how, const std::function<bool()> &inLoop = [] { return true; })
+    {
+        if (how == StopBeforeStart)
+            worker->exitThread();
+        worker->start();
+        if (how == StopRightAfterStart)
+            worker->exitThread();
+        if (how == StopWhileRunning || how == DestroyParentWhileRunning) {
+            if (!QTest::qWaitFor(inLoop))
+                return false;
+            if (how == DestroyParentWhileRunning) {
+                delete parent.data();
+                return worker.isNull();
+            }
+            worker->exitThread();
+        }
+        return waitEnded();
+    }
+
+    QPointer<DeviceThread> worker;
+    QPointer<QObject> parent;
     // Lines as "data:" and the items joined by '|' among the message lines;
     // log lines as "Class: text".
     QStringList events, logLines;

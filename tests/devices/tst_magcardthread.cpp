@@ -6,16 +6,54 @@
 
 #include <QtTest>
 
+#include <cerrno>
 #include <functional>
 
 namespace {
 const QString Finished = QStringLiteral("MagCardThread <run> finished.");
+const QStringList LogLines = {QStringLiteral("MagCardThread: MagCardThread created."),
+                              QStringLiteral("MagCardThread: MagCardThread shutdown start.")};
 
 QString report(int l1, const QString &t1, int l2, const QString &t2, int l3, const QString &t3)
 {
     return QStringLiteral("MSR: MSR read: track 1 (len=%1): %2 track 2 (len=%3): %4 track 3 (len=%5): %6")
         .arg(QString::number(l1), t1, QString::number(l2), t2, QString::number(l3), t3);
 }
+
+// What the reader saw, one letter per event: Open, Read, Failed read, Stop, Close.
+QString history(SimMagReader *reader)
+{
+    QString out;
+    for (const auto &e : reader->history())
+        out += QLatin1String("ORFSC").at(e.kind);
+    return out;
+}
+
+// When the worker sent each swipe report, taken on its own thread.
+class ReportClock
+{
+public:
+    explicit ReportClock(MagCardThread *worker)
+    {
+        m_clock.start();
+        QObject::connect(worker, &MagCardThread::sendMessage, worker, [this](const QString &line) {
+            if (line.startsWith(QLatin1String("MSR: MSR read:"))) {
+                QMutexLocker lock(&m_mutex);
+                m_times << m_clock.elapsed();
+            }
+        }, Qt::DirectConnection);
+    }
+    QList<qint64> times() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_times;
+    }
+
+private:
+    mutable QMutex m_mutex;
+    QElapsedTimer m_clock;
+    QList<qint64> m_times;
+};
 }
 
 class TestMagCardThread : public QObject
@@ -29,6 +67,7 @@ private slots:
         auto *buzzer = sim.add<SimBuzzer>();
         WorkerProbe probe;
         auto *worker = probe.create<MagCardThread>(&MagCardThread::magcardData);
+        ReportClock reports(worker);
         worker->start();
         QTRY_COMPARE(probe.events.size(), 2);
         QCOMPARE(probe.events[0], QStringLiteral("MSR: MSR device open success."));
@@ -50,32 +89,74 @@ private slots:
             if (i > 0)
                 QTRY_COMPARE(probe.dataCount(), before + 1);
         }
-        // A worker blocked in its read notices the stop with the next swipe,
-        // which is then reported; one still in its pause after a read is not.
+        // Two swipes at once: the second is read only after the pause.
+        QCOMPARE(reader->swipe("A", "", ""), 1);
+        QCOMPARE(reader->swipe("B", "", ""), 1);
+        QTRY_COMPARE(reports.times().size(), 7);
+        const qint64 apart = reports.times()[6] - reports.times()[5];
+        QVERIFY2(apart >= 100, qPrintable(QString::number(apart)));
+        // A failed read is not reported, and the next read waits for the
+        // pause too (the failure and the swipe wait for the worker together).
+        QCOMPARE(reader->failNextRead(EIO), 1);
+        QCOMPARE(reader->swipe("C", "", ""), 1);
+        QTRY_COMPARE(reports.times().size(), 8);
+        const auto events = reader->history();
+        QCOMPARE(events.last().kind, SimMagReader::Event::Read);
+        QCOMPARE(events[events.size() - 2].kind, SimMagReader::Event::FailedRead);
+        const qint64 afterFailure = events.last().msecs - events[events.size() - 2].msecs;
+        QVERIFY2(afterFailure >= 100, qPrintable(QString::number(afterFailure)));
+        // The stop request belongs to the close, not to the open.
+        QCOMPARE(reader->stopCount(), 0);
+
+        // Waiting for a swipe that never comes, the worker still stops.
         worker->exitThread();
-        reader->swipe(7, 7, 7, "", "", "");
         QVERIFY2(probe.waitEnded(), "the worker did not end after exitThread()");
-        if (probe.events.size() == 15)
-            QCOMPARE(probe.events.mid(12, 2), QStringList() << report(7, "", 7, "", 7, "") << "data:||");
-        QCOMPARE(probe.events.mid(2, 10), QStringList() << report(0, "", 26, t2, 0, "") << "data:|" + t2 + "|"
-                                                        << report(0, "", 0, "", 0, "") << "data:||"
-                                                        << report(99, "", -1, "", 104, "") << "data:||"
-                                                        << report(4, "%1%2", 0, "", 3, ";%6") << "data:%1%2||;%6"
-                                                        << report(8, "PARTIAL1", 8, "PART", 8, "")
-                                                        << "data:PARTIAL1|PART|");
-        QCOMPARE(probe.events.last(), Finished);
+        QCOMPARE(probe.events.mid(2), QStringList() << report(0, "", 26, t2, 0, "") << "data:|" + t2 + "|"
+                                                    << report(0, "", 0, "", 0, "") << "data:||"
+                                                    << report(99, "", -1, "", 104, "") << "data:||"
+                                                    << report(4, "%1%2", 0, "", 3, ";%6") << "data:%1%2||;%6"
+                                                    << report(8, "PARTIAL1", 8, "PART", 8, "")
+                                                    << "data:PARTIAL1|PART|" << report(1, "A", 0, "", 0, "")
+                                                    << "data:A||" << report(1, "B", 0, "", 0, "") << "data:B||"
+                                                    << report(1, "C", 0, "", 0, "") << "data:C||" << Finished);
         // Only reads with track text beep: twice each, the device layer's 4000 ms.
         const auto beeps = buzzer->beeps();
-        QCOMPARE(beeps.size(), 3);
+        QCOMPARE(beeps.size(), 6);
         for (const auto &beep : beeps)
             QVERIFY(beep.pattern == "\x02" && beep.durationMs == 4000);
-        // Closed cleanly: the stop ioctl with 0, then the descriptor let go.
+        // Closed cleanly: after the last read the stop ioctl with 0, then the
+        // descriptor let go.
+        QTRY_COMPARE(history(reader), "O" + QString(8, 'R') + "FRSC");
         QCOMPARE(reader->stopCount(), 1);
         QCOMPARE(reader->lastStopArgument(), qintptr(0));
-        QCOMPARE(reader->swipe("closed?", "", ""), 0);
-        QTRY_COMPARE(probe.logLines.filter("MagCardThread"),
-                     QStringList() << "MagCardThread: MagCardThread created."
-                                   << "MagCardThread: MagCardThread shutdown start.");
+        QCOMPARE(reader->openHandles(), 0);
+        QTRY_COMPARE(probe.logLines.filter("MagCardThread"), LogLines);
+    }
+
+    void stops_data()
+    {
+        QTest::addColumn<int>("how");
+        QTest::newRow("before start") << int(WorkerProbe::StopBeforeStart);
+        QTest::newRow("right after start") << int(WorkerProbe::StopRightAfterStart);
+        QTest::newRow("waiting for a swipe") << int(WorkerProbe::StopWhileRunning);
+        QTest::newRow("parent destroyed") << int(WorkerProbe::DestroyParentWhileRunning);
+    }
+    void stops()
+    {
+        // However it is stopped, the worker opens, reads nothing, sends the
+        // stop request and closes; a parent going away takes it along.
+        QFETCH(int, how);
+        SimTerminal sim;
+        auto *reader = sim.add<SimMagReader>();
+        WorkerProbe probe;
+        probe.create<MagCardThread>(nullptr, how == WorkerProbe::DestroyParentWhileRunning);
+        QVERIFY(probe.startAndStop(WorkerProbe::Stop(how), [&] { return probe.events.size() == 2; }));
+        QTRY_COMPARE(history(reader), QStringLiteral("OSC"));
+        QCOMPARE(reader->openHandles(), 0);
+        QTRY_COMPARE(probe.events.size(), 3);
+        QCOMPARE(probe.events[0], QStringLiteral("MSR: MSR device open success."));
+        QCOMPARE(probe.events[2], Finished);
+        QTRY_COMPARE(probe.logLines.filter("MagCardThread"), LogLines);
     }
 
     void openError()

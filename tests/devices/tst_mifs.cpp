@@ -70,7 +70,7 @@ private slots:
         const int unknown = SimRfidReader::UnknownCommand;
         const QByteArray none, longest(253, 'w');
         // One row per packet shape.
-        QTest::newRow("no data") << CALL(mifs_halt(fd)) << '\0' << 0 << unknown << "E()" << none;
+        QTest::newRow("no data") << CALL(mifs_get_info(fd)) << '\0' << 0 << unknown << "O()" << none;
         QTest::newRow("1 byte, reply") << CALL(mifs_request(fd, 0x26, reply)) << '\0' << 0 << 0 << "A(26)" << Atqa;
         // 32-bit values least significant byte first.
         QTest::newRow("value") << CALL(mifs_value(fd, 0xC1, 5, 0x01020304u, 6)) << '\0' << 0 << unknown
@@ -123,6 +123,56 @@ private slots:
         QTEST(trace(reader), "sent");
         const QByteArray copied(reinterpret_cast<const char *>(buffer), reply.size() + 1);
         QCOMPARE(copied.toHex(), (reply + '\xEE').toHex());
+    }
+
+    void cardStates_data()
+    {
+        // Steps: R configuration, A<mode> request (hex), q anticollision, C
+        // select with the card's serial (Cx another one), E halt, L the card
+        // lifted and laid down again. Statuses of the commands in order.
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<QString>("statuses");
+        QTest::addColumn<int>("state");
+        using R = SimRfidReader;
+        QTest::newRow("laid down: idle request finds it") << "A0 q C" << "0 0 0" << int(R::Active);
+        QTest::newRow("ISO request codes") << "A26 q C E A26 A52" << "0 0 0 0 1 0" << int(R::Ready);
+        QTest::newRow("halted: only the wake-up finds it") << "A1 q C E A0 A1 q C" << "0 0 0 0 1 0 0 0"
+                                                          << int(R::Active);
+        QTest::newRow("selected card asked again drops out once") << "A1 q C A1 A1" << "0 0 0 1 0" << int(R::Ready);
+        QTest::newRow("woken from halt, drops back to halt") << "A1 q C E A1 A1 A0" << "0 0 0 0 0 1 1"
+                                                            << int(R::Halt);
+        QTest::newRow("field reset wakes a halted card") << "A1 q C E R A0" << "0 0 0 0 0 0" << int(R::Ready);
+        QTest::newRow("anticollision and select only when ready") << "q C A0 Cx C" << "1 1 0 8 0" << int(R::Active);
+        QTest::newRow("lifted and laid down again: idle") << "A1 q C E L A0" << "0 0 0 0 0" << int(R::Ready);
+    }
+    void cardStates()
+    {
+        QFETCH(QString, steps);
+        SimTerminal sim;
+        auto *reader = sim.add<SimRfidReader>();
+        reader->present(Uid);
+        const int fd = mifs_mopendev();
+        QVERIFY(fd >= 0);
+        unsigned char reply[MIFS_MAX_REPLY];
+        QStringList statuses;
+        for (const QString &step : steps.split(' ')) {
+            const char letter = step.at(0).toLatin1();
+            if (letter == 'L') {
+                reader->remove();
+                reader->present(Uid);
+                continue;
+            }
+            const unsigned char status =
+                letter == 'R'   ? mifs_set_config(fd)
+                : letter == 'A' ? mifs_request(fd, static_cast<unsigned char>(step.mid(1).toInt(nullptr, 16)), reply)
+                : letter == 'q' ? mifs_Anticoll2(fd, 0, 0, reply)
+                : letter == 'C' ? mifs_select(fd, u(step == "C" ? Uid : QByteArray("\x01\x02\x03\x04")), reply)
+                                : mifs_halt(fd);
+            statuses << QString::number(status);
+        }
+        mifs_mclosedev(fd);
+        QTEST(statuses.join(' '), "statuses");
+        QTEST(int(reader->cardState()), "state");
     }
 };
 

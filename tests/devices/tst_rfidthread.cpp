@@ -13,6 +13,15 @@
 namespace {
 const int PollWaitMs = 5000; // several poll intervals: only a hang runs into it
 
+// The commands the reader received as "R() A(01) q(0000)": letter and data.
+QString trace(const QList<SimRfidReader::Command> &commands)
+{
+    QStringList parts;
+    for (const auto &c : commands)
+        parts << QString(QChar(c.letter)) + '(' + c.data.toHex() + ')';
+    return parts.join(' ');
+}
+
 QByteArray patterns(SimBuzzer *buzzer)
 {
     QByteArray out;
@@ -48,6 +57,7 @@ private slots:
         reader->present(first);
         WorkerProbe probe;
         auto *worker = probe.create<RFIDThread>();
+        QSignalSpy data(worker, &RFIDThread::sendData);
         // The third card line stops the worker from inside its poll, before its
         // pause: it must end without sending the reader another command.
         std::atomic<int> commandsAtStop{-1};
@@ -78,7 +88,19 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(probe.events.filter("card NO.").size(), 3, PollWaitMs);
 
         QVERIFY2(probe.waitEnded(PollWaitMs), "the worker did not end after exitThread()");
-        QCOMPARE(reader->commands().size(), int(commandsAtStop));
+        const auto commands = reader->commands();
+        QCOMPARE(commands.size(), int(commandsAtStop));
+        // The configuration once after the open, then every poll the whole
+        // card number read, the wake-up request first; a poll without a card
+        // ends at the request.
+        const QString sent = trace(commands);
+        QVERIFY2(QRegularExpression(R"(^R\(\)( R\(\) A\(01\)( q\(0000\) C\([0-9a-f]{8}\))?)+$)").match(sent).hasMatch(),
+                 qPrintable(sent));
+        // A poll starts a whole second after the one before ended.
+        for (int i = 2; i < commands.size(); ++i) {
+            if (commands[i].letter == 'R')
+                QVERIFY2(commands[i].msecs - commands[i - 1].msecs >= 1000, qPrintable(QString::number(i)));
+        }
         QCOMPARE(reader->openDescriptorCount(), 0);
         QCOMPARE(probe.events[0], QStringLiteral("RFID: RFID device open success."));
         QVERIFY2(QRegularExpression("^RFID: config = 0, fd = \\d+$").match(probe.events[1]).hasMatch(),
@@ -88,6 +110,42 @@ private slots:
                                                     << "RFID: RFID card NO. is:6131623263336434"
                                                     << "RFID: RFID device close.");
         QCOMPARE(patterns(buzzer), QByteArray("\x02\x02\x03\x02"));
+        QCOMPARE(data.count(), 0);
+        QTRY_COMPARE(probe.logLines.filter("RFIDThread: RFIDThread"),
+                     QStringList() << "RFIDThread: RFIDThread created." << "RFIDThread: RFIDThread shutdown start."
+                                   << "RFIDThread: RFIDThread <run> finished.");
+    }
+
+    void stops_data()
+    {
+        QTest::addColumn<int>("how");
+        QTest::newRow("before start") << int(WorkerProbe::StopBeforeStart);
+        QTest::newRow("right after start") << int(WorkerProbe::StopRightAfterStart);
+        QTest::newRow("between polls") << int(WorkerProbe::StopWhileRunning);
+        QTest::newRow("parent destroyed") << int(WorkerProbe::DestroyParentWhileRunning);
+    }
+    void stops()
+    {
+        // A card lies on the reader from the start: a worker stopped before
+        // its first poll only configures the reader; one stopped later
+        // reports the card once (stopped right after the start, it may have
+        // got that poll in). Either way it closes the reader.
+        QFETCH(int, how);
+        SimTerminal sim;
+        auto *reader = sim.add<SimRfidReader>();
+        reader->present(QByteArray("\xA1\xB2\xC3\xD4", 4));
+        WorkerProbe probe;
+        probe.create<RFIDThread>(nullptr, how == WorkerProbe::DestroyParentWhileRunning);
+        QVERIFY(probe.startAndStop(WorkerProbe::Stop(how), [&] { return probe.events.size() == 3; }));
+        QCOMPARE(reader->openDescriptorCount(), 0);
+        QTRY_VERIFY(probe.events.contains("RFID: RFID device close."));
+        const bool polled = how == WorkerProbe::StopWhileRunning || how == WorkerProbe::DestroyParentWhileRunning
+                            || (how == WorkerProbe::StopRightAfterStart && probe.events.size() == 4);
+        QCOMPARE(probe.events.mid(2), QStringList() << (polled ? QStringList("RFID: RFID card NO. is:6131623263336434")
+                                                               : QStringList())
+                                                    << "RFID: RFID device close.");
+        if (!polled)
+            QCOMPARE(trace(reader->commands()), QStringLiteral("R()"));
         QTRY_COMPARE(probe.logLines.filter("RFIDThread: RFIDThread"),
                      QStringList() << "RFIDThread: RFIDThread created." << "RFIDThread: RFIDThread shutdown start."
                                    << "RFIDThread: RFIDThread <run> finished.");
