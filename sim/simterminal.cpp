@@ -1,6 +1,7 @@
 #include "simterminal.h"
 
 #include "msystemroot.h"
+#include "simserialline.h"
 
 #include <QDir>
 #include <QFile>
@@ -289,4 +290,75 @@ void SimTerminal::runLoop()
             onReady(fds[i].revents);
         }
     }
+}
+
+// Hot-plug, removable storage and serial lines.
+
+SimHotplug *SimTerminal::hotplug()
+{
+    std::call_once(m_hotplugOnce, [this] { m_hotplug.reset(new SimHotplug(this)); });
+    return m_hotplug.get();
+}
+
+bool SimTerminal::plugUsb(int port, SimHotplug::UsbKind kind, const SimMedium &medium)
+{
+    return hotplug()->plugUsb(port, kind, medium);
+}
+
+bool SimTerminal::unplugUsb(int port)
+{
+    return hotplug()->unplugUsb(port);
+}
+
+bool SimTerminal::insertCard(int slot, const QString &image)
+{
+    SimMedium medium;
+    medium.image = image;
+    return hotplug()->insertCard(slot, medium);
+}
+
+bool SimTerminal::insertCard(int slot, const SimMedium &medium)
+{
+    return hotplug()->insertCard(slot, medium);
+}
+
+bool SimTerminal::removeCard(int slot)
+{
+    return hotplug()->removeCard(slot);
+}
+
+bool SimTerminal::addNetworkInterface(const QString &name)
+{
+    return hotplug()->addNetworkInterface(name);
+}
+
+bool SimTerminal::removeNetworkInterface(const QString &name)
+{
+    return hotplug()->removeNetworkInterface(name);
+}
+
+SimSerialLine *SimTerminal::serialLine(const QString &nodePath) const
+{
+    QMutexLocker lock(&m_mutex);
+    for (const auto &d : m_devices)
+        if (auto *line = dynamic_cast<SimSerialLine *>(d.get()); line && line->nodePath() == nodePath)
+            return line;
+    return nullptr;
+}
+
+bool SimTerminal::serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
+                             const void *data, int *result)
+{
+    return hotplug()->storage()->serveMount(source, target, fsType, flags, data, result);
+}
+
+bool SimTerminal::serveUmount(const char *target, int *result)
+{
+    return hotplug()->storage()->serveUmount(target, result);
+}
+
+bool SimTerminal::serveUeventSocket(int *result)
+{
+    *result = hotplug()->openListener();
+    return true;
 }

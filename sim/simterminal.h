@@ -24,6 +24,7 @@
 
 #include "mkernel.h"
 #include "simdevice.h"
+#include "simhotplug.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>
@@ -103,6 +104,8 @@ public:
     //     (SimCustomerDisplay); /dev/magcard0 (SimMagReader); /dev/rfid0
     //     (SimRfidReader); /dev/omap_hdq0 (SimIButton); the Battery and Ac
     //     power supplies, mains on, 80 % and charging (SimPowerSupply);
+    //     serial lines /dev/ttyS0 with the internal modem's answers and
+    //     /dev/ttyS1, /dev/ttyS2 with nothing plugged in (SimSerialLine);
     //     /proc/stat, /proc/uptime, /proc/cmdline, /proc/cpuinfo and
     //     /proc/meminfo (SimKernelFiles).
     //   A9: backlights marvo-backlight.0/.1 with a maximum of 255
@@ -127,6 +130,25 @@ public:
     // MKernelHost
     bool serveOpen(const char *path, int flags, int *result) override;
     bool serveIoctl(int fd, unsigned long request, void *arg, int *result) override;
+
+    // Hot-plug, removable storage and serial lines (simhotplug.h,
+    // simstorage.h, simserialline.h). The terminal serves the uevent socket
+    // and every mount()/umount(): nothing of the machine is mounted.
+    SimHotplug *hotplug();
+    bool plugUsb(int port, SimHotplug::UsbKind kind, const SimMedium &medium = SimMedium());
+    bool unplugUsb(int port);
+    // `image`: a folder whose files the card holds; empty for a blank card.
+    bool insertCard(int slot, const QString &image = QString());
+    bool insertCard(int slot, const SimMedium &medium);
+    bool removeCard(int slot);
+    bool addNetworkInterface(const QString &name);
+    bool removeNetworkInterface(const QString &name);
+    // The serial line whose node is `nodePath`, or nullptr.
+    SimSerialLine *serialLine(const QString &nodePath) const;
+    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
+                    const void *data, int *result) override;
+    bool serveUmount(const char *target, int *result) override;
+    bool serveUeventSocket(int *result) override;
 
 private:
     struct Watch
@@ -164,4 +186,10 @@ private:
     int m_wakeFd = -1;
     QElapsedTimer m_clock;
     std::thread m_loop;
+
+    // Made on first use. Declared last so that it goes first, after the
+    // destructor has stopped the loop and removed the models, and before
+    // the root folder: mounts inside the root are undone before it goes.
+    std::once_flag m_hotplugOnce;
+    std::unique_ptr<SimHotplug> m_hotplug;
 };

@@ -10,6 +10,7 @@
 #include "simperipheralpower.h"
 #include "simpowersupply.h"
 #include "simrfidreader.h"
+#include "simserialline.h"
 #include "simtouchsound.h"
 
 void SimTerminal::addPreset(Board board)
@@ -27,6 +28,13 @@ void SimTerminal::addPreset(Board board)
     // older one switches it.
     add<SimTouchSound>(a9 ? SimTouchSound::TouchQuiet : SimTouchSound::TouchBeep);
     add<SimPowerSupply>(SimPowerSupply::Battery | SimPowerSupply::Ac);
+    // The internal modem answers on the first port; the two COM sockets
+    // (4 pin and 6 pin) have nothing plugged in until a test plugs a
+    // loopback (serialLine("/dev/ttyS1")->setBehaviour(SimSerialLine::Loopback)).
+    add<SimSerialLine>(QStringLiteral("/dev/ttyS0"), SimSerialLine::ReplyTable)
+        ->setReplyTable(SimSerialLine::defaultModemTable());
+    add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Silent);
+    add<SimSerialLine>(QStringLiteral("/dev/ttyS2"), SimSerialLine::Silent);
 
     // A terminal some minutes after boot, mostly idle.
     const int cores = a9 ? 2 : 1;

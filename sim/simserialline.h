@@ -1,0 +1,153 @@
+// A serial line of the simulated terminal (/dev/ttyS0, /dev/ttyS1, a USB
+// converter's /dev/ttyUSB0 ...): what is plugged into the port at the far end.
+//
+// The line is a pseudo-terminal. The node in the system root is a symbolic
+// link to its terminal side (/dev/pts/N), so the program opens the port by the
+// path it computes, with QSerialPort or plain open(), and gets a real tty:
+// termios, line speed, blocking reads, select() and poll() are the kernel's
+// own. The model drives the other side (the master) from the terminal's
+// service loop and answers in one of three ways:
+//  - Loopback: a loopback plug. Every byte the program sends comes back,
+//    paced at the line speed the program set: one byte per ten bit times
+//    (start bit, eight data bits, stop bit), so N bytes at B baud take at
+//    least N * 10 / B seconds to return, as on a real wire.
+//  - ReplyTable: a device that answers command lines (a modem). Each line the
+//    program ends with CR is looked up in the reply table; its reply lines go
+//    back, each framed "\r\n<line>\r\n"; a line not in the table gets
+//    "\r\nERROR\r\n". LF is ignored, empty lines get no answer, matching
+//    ignores case and surrounding blanks. There is no command echo (as after
+//    ATE0). Replies are paced like the loopback.
+//  - Silent: nothing plugged in, or a device that never answers. The bytes
+//    are taken and recorded, nothing comes back.
+// Whatever the behaviour, every byte the program sent is kept for tests
+// (received(), commands()), and so is every byte the line sent back.
+//
+// Reply table text (a file or a string):
+//     # comment lines and blank lines are skipped
+//     > AT
+//     < OK
+//     > ATI0
+//     < SIMULATED GSM MODEM
+//     < OK
+//     > AT+CFUN=1
+// "> " starts a command, each "< " line after it is one reply line; a
+// command without reply lines gets no answer at all (a modem that hangs on
+// it). Anything else, a reply before the first command or the same command
+// twice is an error, reported with its line number.
+//
+// What a pseudo-terminal cannot show, and so the model cannot either:
+//  - There are no modem-control lines. DTR, RTS, CTS, DSR, DCD and RI do not
+//    exist: TIOCMGET/TIOCMSET fail with ENOTTY, so QSerialPort's
+//    pinoutSignals(), setDataTerminalReady() and setRequestToSend() report an
+//    error, hardware flow control (CRTSCTS) is accepted and has no effect,
+//    and a carrier loss cannot be signalled.
+//  - Framing is not simulated: the kernel forces eight data bits without
+//    parity on a pseudo-terminal, bytes arrive whole whatever the program set
+//    for data bits, parity and stop bits, and there are no framing or parity
+//    errors and no break.
+//  - Writes never wait for the wire: the program's write() returns at once
+//    and close() does not drain; only the answers are paced. A close cuts
+//    short the echo still under way, and what had reached the port but was
+//    not read is dropped, as the tty layer does on a real last close.
+//  - Speeds other than the standard Bnnn ones read as 9600.
+// QSerialPort takes its lock file in the machine's lock folder (/var/lock,
+// else /tmp), named after the full path with "/" turned into "_", so each
+// terminal's root gives its own name; it is removed when the port closes.
+//
+//     auto *line = sim.add<SimSerialLine>("/dev/ttyS1", SimSerialLine::Loopback);
+//     QSerialPort port(MSystemRoot::path("/dev/ttyS1")); ... write, read the echo ...
+//     QCOMPARE(line->received(), sentBytes);
+#pragma once
+
+#include "simdevice.h"
+
+#include <QElapsedTimer>
+#include <QHash>
+#include <QStringList>
+
+class SimSerialLine : public SimDevice
+{
+public:
+    enum Behaviour { Silent, Loopback, ReplyTable };
+
+    explicit SimSerialLine(const QString &nodePath, Behaviour behaviour = Silent);
+    ~SimSerialLine() override;
+
+    void setBehaviour(Behaviour behaviour);
+    Behaviour behaviour() const;
+
+    // Replaces the reply table and switches to ReplyTable. On a bad table
+    // nothing changes and *error (when given) says which line is wrong.
+    bool setReplyTable(const QByteArray &text, QString *error = nullptr);
+    bool loadReplyTable(const QString &fileName, QString *error = nullptr);
+    // A modem's usual answers: AT, ATE0, ATI0, AT+CSQ, AT+CPIN? and ATD*99#.
+    static QByteArray defaultModemTable();
+
+    // The device sends on its own (a modem's RING), paced like any answer;
+    // lost while the program has the port closed.
+    void transmit(const QByteArray &bytes);
+
+    // Every byte the program sent, every command line it ended with CR
+    // (ReplyTable only), every byte the line sent back, since the last clear.
+    QByteArray received() const;
+    QStringList commands() const;
+    QByteArray transmitted() const;
+    void clearRecords();
+    // Bytes the program did not read in time and that the port dropped.
+    int overruns() const;
+    // How often the program closed the port (the line saw it let go).
+    int closes() const;
+
+    // The line speed the program set, in bits per second (0 while unplugged).
+    int lineSpeed() const;
+    // The terminal side the node leads to (/dev/pts/N), empty while unplugged.
+    QString terminalName() const;
+
+    // Plugging in makes a new pseudo-terminal and the node's link; unplugging
+    // removes the link and closes the master, so a descriptor the program
+    // still holds sees a hang-up, as with a USB converter pulled out.
+    void setPresent(bool present) override;
+    bool isPresent() const override;
+
+protected:
+    // Opening the node through the kernel boundary opens the terminal side.
+    int open(int flags) override;
+
+private:
+    void createTerminal();
+    void destroyTerminal();
+    void watchMaster();
+    void onMasterReady(quint64 generation, short revents);
+    void onProgramClosed();
+    void startRecheck();
+    void onRecheck(quint64 generation);
+    void takeInput(const QByteArray &bytes);
+    void answerCommand(const QByteArray &line);
+    void queueTransmit(const QByteArray &bytes);
+    void scheduleTransmit();
+    void onTransmitDue(quint64 generation);
+    qint64 byteNanoseconds() const;
+    int lineSpeedLocked() const;
+
+    Behaviour m_behaviour;
+    QHash<QByteArray, QList<QByteArray>> m_replies; // upper-case command -> reply lines
+
+    int m_master = -1;
+    QByteArray m_terminalName;
+    quint64 m_generation = 0; // a new pseudo-terminal, or a hang-up, retires old callbacks
+    quint64 m_transmitTimer = 0;
+    quint64 m_recheckTimer = 0;
+    bool m_programOpen = false; // the program holds the terminal side open
+
+    QElapsedTimer m_clock;
+    QByteArray m_pending;     // answer bytes not yet on the wire
+    qint64 m_nextDueNs = 0;   // when the first pending byte has fully arrived
+    qint64 m_lineFreeNs = 0;  // when the last byte sent finished
+
+    QByteArray m_commandLine;
+    QByteArray m_received;
+    QByteArray m_transmitted;
+    QStringList m_commands;
+    int m_overruns = 0;
+    int m_closes = 0;
+};

@@ -1,0 +1,314 @@
+// Hot-plug of the simulated terminal as the program sees it: datagrams on
+// the uevent socket it opens through the kernel boundary, and the device
+// nodes in the system root.
+#include "mkernel.h"
+#include "msystemroot.h"
+#include "simserialline.h"
+#include "simterminal.h"
+
+#include <QSerialPort>
+#include <QtTest>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+const int GiveUpMs = 10000;
+
+enum Change { PlugStorage, PlugKeyboard, PlugConverter, PlugModem, InsertCard, AddPpp };
+
+bool apply(SimTerminal &sim, Change change, bool on)
+{
+    switch (change) {
+    case PlugStorage:
+        return on ? sim.plugUsb(2, SimHotplug::UsbKind::Storage) : sim.unplugUsb(2);
+    case PlugKeyboard:
+        return on ? sim.plugUsb(1, SimHotplug::UsbKind::Keyboard) : sim.unplugUsb(1);
+    case PlugConverter:
+        return on ? sim.plugUsb(4, SimHotplug::UsbKind::SerialConverter) : sim.unplugUsb(4);
+    case PlugModem:
+        return on ? sim.plugUsb(3, SimHotplug::UsbKind::Modem) : sim.unplugUsb(3);
+    case InsertCard:
+        return on ? sim.insertCard(0) : sim.removeCard(0);
+    case AddPpp:
+        return on ? sim.addNetworkInterface("ppp0") : sim.removeNetworkInterface("ppp0");
+    }
+    return false;
+}
+
+// The next datagram on `fd`, whole; empty when none comes.
+QByteArray receive(int fd)
+{
+    pollfd p = {fd, POLLIN, 0};
+    if (::poll(&p, 1, GiveUpMs) <= 0)
+        return QByteArray();
+    QByteArray buffer(8192, '\0');
+    const ssize_t n = ::recv(fd, buffer.data(), size_t(buffer.size()), MSG_DONTWAIT);
+    return n > 0 ? buffer.left(int(n)) : QByteArray();
+}
+
+// "action@name" of each datagram: what a listener reads from the header.
+QString summary(const QList<QByteArray> &datagrams)
+{
+    QStringList out;
+    for (const QByteArray &d : datagrams) {
+        const QByteArray header = d.left(d.indexOf('\0'));
+        const int at = header.indexOf('@');
+        out << QString::fromLatin1(header.left(at + 1) + header.mid(header.lastIndexOf('/') + 1));
+    }
+    return out.join(QLatin1Char(' '));
+}
+
+QList<QByteArray> receiveAll(int fd, int count)
+{
+    QList<QByteArray> out;
+    while (out.size() < count) {
+        const QByteArray d = receive(fd);
+        if (d.isEmpty())
+            break;
+        out << d;
+    }
+    return out;
+}
+
+// Each part followed by its NUL, as the kernel lays a datagram out.
+QByteArray nulTerminated(const QList<QByteArray> &parts)
+{
+    QByteArray out;
+    for (const QByteArray &part : parts)
+        out += part + QByteArray(1, '\0');
+    return out;
+}
+
+quint64 seqnum(const QByteArray &datagram)
+{
+    for (const QByteArray &field : datagram.split('\0'))
+        if (field.startsWith("SEQNUM="))
+            return field.mid(7).toULongLong();
+    return 0;
+}
+}
+
+class TestSimHotplug : public QObject
+{
+    Q_OBJECT
+private slots:
+    void datagramBytes_data()
+    {
+        QTest::addColumn<int>("change");
+        QTest::addColumn<int>("index");
+        QTest::addColumn<QByteArray>("expected");
+        const QByteArray card = "/devices/platform/sdhci.0/mmc_host/mmc0/mmc0:0001/block/mmcblk0/mmcblk0p1";
+        QTest::newRow("card partition")
+            << int(InsertCard) << 2
+            << nulTerminated({"add@" + card, "ACTION=add", "DEVPATH=" + card, "SUBSYSTEM=block", "MAJOR=179",
+                              "MINOR=1", "DEVNAME=mmcblk0p1", "DEVTYPE=partition", "PARTN=1", "SEQNUM=1003"});
+        const QByteArray stick = "/devices/platform/ehci-platform/usb1/1-1/1-1.2";
+        const QByteArray sda1 = stick + "/1-1.2:1.0/host0/target0:0:0/0:0:0:0/block/sda/sda1";
+        QTest::newRow("stick partition")
+            << int(PlugStorage) << 8
+            << nulTerminated({"add@" + sda1, "ACTION=add", "DEVPATH=" + sda1, "SUBSYSTEM=block", "MAJOR=8", "MINOR=1",
+                              "DEVNAME=sda1", "DEVTYPE=partition", "PARTN=1", "SEQNUM=1009"});
+        QTest::newRow("stick bound")
+            << int(PlugStorage) << 4
+            << nulTerminated({"bind@" + stick, "ACTION=bind", "DEVPATH=" + stick, "SUBSYSTEM=usb", "MAJOR=189",
+                              "MINOR=2", "DEVNAME=bus/usb/001/003", "DEVTYPE=usb_device", "DRIVER=usb",
+                              "PRODUCT=58f/6387/100", "TYPE=0/0/0", "BUSNUM=001", "DEVNUM=003", "SEQNUM=1005"});
+        QTest::newRow("ppp0") << int(AddPpp) << 0
+                              << nulTerminated({"add@/devices/virtual/net/ppp0", "ACTION=add",
+                                                "DEVPATH=/devices/virtual/net/ppp0", "SUBSYSTEM=net",
+                                                "INTERFACE=ppp0", "IFINDEX=4", "SEQNUM=1001"});
+    }
+    void datagramBytes()
+    {
+        QFETCH(int, change);
+        QFETCH(int, index);
+        QFETCH(QByteArray, expected);
+        SimTerminal sim;
+        const int fd = MKernel::openUeventSocket();
+        QVERIFY(fd >= 0);
+        QVERIFY(apply(sim, Change(change), true));
+        const QList<QByteArray> got = receiveAll(fd, index + 1);
+        QCOMPARE(got.size(), index + 1);
+        QCOMPARE(got[index], expected);
+        ::close(fd);
+    }
+
+    void eventOrderAndNodes_data()
+    {
+        QTest::addColumn<int>("change");
+        QTest::addColumn<QString>("added");
+        QTest::addColumn<QString>("removed");
+        QTest::addColumn<QStringList>("nodes");
+        QTest::newRow("storage") << int(PlugStorage)
+                                 << "add@1-1.2 add@1-1.2:1.0 add@host0 bind@1-1.2:1.0 bind@1-1.2 add@target0:0:0 "
+                                    "add@0:0:0:0 add@sda add@sda1 bind@0:0:0:0"
+                                 << "remove@sda1 remove@sda unbind@0:0:0:0 remove@0:0:0:0 remove@target0:0:0 "
+                                    "remove@host0 unbind@1-1.2:1.0 remove@1-1.2:1.0 unbind@1-1.2 remove@1-1.2"
+                                 << QStringList{"/dev/sda", "/dev/sda1"};
+        QTest::newRow("keyboard") << int(PlugKeyboard)
+                                  << "add@1-1.1 add@1-1.1:1.0 add@0003:413C:2107.0001 add@input3 add@event3 "
+                                     "bind@0003:413C:2107.0001 bind@1-1.1:1.0 bind@1-1.1"
+                                  << "remove@event3 remove@input3 unbind@0003:413C:2107.0001 "
+                                     "remove@0003:413C:2107.0001 unbind@1-1.1:1.0 remove@1-1.1:1.0 unbind@1-1.1 "
+                                     "remove@1-1.1"
+                                  << QStringList{"/dev/input/event3"};
+        QTest::newRow("serial converter")
+            << int(PlugConverter)
+            << "add@1-1.4 add@1-1.4:1.0 add@ttyUSB0 add@ttyUSB0 bind@ttyUSB0 bind@1-1.4:1.0 bind@1-1.4"
+            << "remove@ttyUSB0 unbind@ttyUSB0 remove@ttyUSB0 unbind@1-1.4:1.0 remove@1-1.4:1.0 unbind@1-1.4 "
+               "remove@1-1.4"
+            << QStringList{"/dev/ttyUSB0"};
+        QTest::newRow("modem")
+            << int(PlugModem)
+            << "add@1-1.3 add@1-1.3:1.0 add@ttyUSB0 add@ttyUSB0 bind@ttyUSB0 bind@1-1.3:1.0 add@1-1.3:1.1 "
+               "add@ttyUSB1 add@ttyUSB1 bind@ttyUSB1 bind@1-1.3:1.1 add@1-1.3:1.2 add@ttyUSB2 add@ttyUSB2 "
+               "bind@ttyUSB2 bind@1-1.3:1.2 bind@1-1.3"
+            << "remove@ttyUSB2 unbind@ttyUSB2 remove@ttyUSB2 unbind@1-1.3:1.2 remove@1-1.3:1.2 remove@ttyUSB1 "
+               "unbind@ttyUSB1 remove@ttyUSB1 unbind@1-1.3:1.1 remove@1-1.3:1.1 remove@ttyUSB0 unbind@ttyUSB0 "
+               "remove@ttyUSB0 unbind@1-1.3:1.0 remove@1-1.3:1.0 unbind@1-1.3 remove@1-1.3"
+            << QStringList{"/dev/ttyUSB0", "/dev/ttyUSB1", "/dev/ttyUSB2"};
+        QTest::newRow("card") << int(InsertCard) << "add@mmc0:0001 add@mmcblk0 add@mmcblk0p1 bind@mmc0:0001"
+                              << "remove@mmcblk0p1 remove@mmcblk0 unbind@mmc0:0001 remove@mmc0:0001"
+                              << QStringList{"/dev/mmcblk0", "/dev/mmcblk0p1"};
+        QTest::newRow("ppp0") << int(AddPpp) << "add@ppp0"
+                              << "remove@ppp0" << QStringList();
+    }
+    void eventOrderAndNodes()
+    {
+        QFETCH(int, change);
+        QFETCH(QString, added);
+        QFETCH(QString, removed);
+        QFETCH(QStringList, nodes);
+        SimTerminal sim;
+        const int fd = MKernel::openUeventSocket();
+        QVERIFY(fd >= 0);
+        // A node is there when its add event goes out, and gone by its remove event.
+        QStringList misplaced;
+        sim.hotplug()->setObserver([&](const SimUevent &e) {
+            for (const SimUevent::Field &f : e.fields) {
+                const QString node = "/dev/" + QString::fromLatin1(f.second);
+                if (f.first == "DEVNAME" && nodes.contains(node)
+                    && QFileInfo::exists(MSystemRoot::path(node)) != (e.action != "remove"))
+                    misplaced << QString::fromLatin1(e.action + '@' + e.name());
+            }
+        });
+        QVERIFY(apply(sim, Change(change), true));
+        for (const QString &node : nodes)
+            QVERIFY2(QFileInfo::exists(MSystemRoot::path(node)), qPrintable(node));
+        QVERIFY(apply(sim, Change(change), false));
+        for (const QString &node : nodes)
+            QVERIFY2(!QFileInfo::exists(MSystemRoot::path(node)), qPrintable(node));
+
+        // Read only now: everything waited for the socket, in order.
+        const int addCount = added.split(QLatin1Char(' ')).size();
+        const int removeCount = removed.split(QLatin1Char(' ')).size();
+        const QList<QByteArray> got = receiveAll(fd, addCount + removeCount);
+        QCOMPARE(summary(got.mid(0, addCount)), added);
+        QCOMPARE(summary(got.mid(addCount)), removed);
+        for (int i = 0; i < got.size(); ++i) {
+            QCOMPARE(seqnum(got[i]), quint64(1001 + i));
+            QVERIFY(got[i].endsWith('\0'));
+        }
+        QCOMPARE(sim.hotplug()->lostDatagrams(), 0);
+        QCOMPARE(misplaced, QStringList());
+        ::close(fd);
+    }
+
+    void everySocketGetsEveryEvent()
+    {
+        SimTerminal sim;
+        const int first = MKernel::openUeventSocket();
+        const int second = MKernel::openUeventSocket();
+        QVERIFY(first >= 0 && second >= 0);
+        QVERIFY(sim.addNetworkInterface("ppp0"));
+        QCOMPARE(summary({receive(first)}), QStringLiteral("add@ppp0"));
+        QCOMPARE(summary({receive(second)}), QStringLiteral("add@ppp0"));
+        // A socket the program closed is dropped; the other still hears.
+        ::close(first);
+        QVERIFY(sim.removeNetworkInterface("ppp0"));
+        QVERIFY(sim.addNetworkInterface("ppp0"));
+        QCOMPARE(summary(receiveAll(second, 2)), QStringLiteral("remove@ppp0 add@ppp0"));
+        // A socket opened later hears only what comes after it.
+        const int third = MKernel::openUeventSocket();
+        QVERIFY(sim.removeNetworkInterface("ppp0"));
+        QCOMPARE(summary({receive(third)}), QStringLiteral("remove@ppp0"));
+        ::close(second);
+        ::close(third);
+    }
+
+    void aSlowReaderLosesNothing()
+    {
+        // Far more than a socket buffer holds, read only at the end.
+        SimTerminal sim;
+        const int fd = MKernel::openUeventSocket();
+        QVERIFY(fd >= 0);
+        const int cycles = 1000;
+        for (int i = 0; i < cycles; ++i)
+            QVERIFY(sim.addNetworkInterface("ppp0") && sim.removeNetworkInterface("ppp0"));
+        const QList<QByteArray> got = receiveAll(fd, 2 * cycles);
+        QCOMPARE(got.size(), 2 * cycles);
+        for (int i = 0; i < got.size(); ++i)
+            QCOMPARE(seqnum(got[i]), quint64(1001 + i));
+        QCOMPARE(sim.hotplug()->lostDatagrams(), 0);
+        ::close(fd);
+    }
+
+    void refusedChanges()
+    {
+        SimTerminal sim;
+        QVERIFY(sim.plugUsb(1, SimHotplug::UsbKind::Keyboard));
+        QVERIFY(sim.insertCard(1));
+        QVERIFY(sim.addNetworkInterface("ppp0"));
+        const int sent = sim.hotplug()->datagrams().size();
+        const QList<std::function<bool()>> refused = {
+            [&] { return sim.plugUsb(0, SimHotplug::UsbKind::Storage); },
+            [&] { return sim.plugUsb(5, SimHotplug::UsbKind::Storage); },
+            [&] { return sim.plugUsb(1, SimHotplug::UsbKind::Storage); },
+            [&] { return sim.unplugUsb(2); },
+            [&] { return sim.insertCard(2); },
+            [&] { return sim.insertCard(1); },
+            [&] { return sim.removeCard(0); },
+            [&] { return sim.addNetworkInterface("ppp0"); },
+            [&] { return sim.removeNetworkInterface("ppp1"); },
+            [&] { return sim.insertCard(0, QStringLiteral("/nonexistent/folder")); },
+        };
+        for (int i = 0; i < refused.size(); ++i) {
+            QVERIFY2(!refused[i](), qPrintable(QString::number(i)));
+            QVERIFY(!sim.hotplug()->lastError().isEmpty());
+        }
+        QCOMPARE(sim.hotplug()->datagrams().size(), sent);
+        QVERIFY(!sim.exists("/dev/mmcblk0p1"));
+    }
+
+    void usbSerialLines()
+    {
+        SimTerminal sim;
+        QVERIFY(sim.plugUsb(3, SimHotplug::UsbKind::Modem));
+        QCOMPARE(sim.hotplug()->usbNodes(3), (QStringList{"/dev/ttyUSB0", "/dev/ttyUSB1", "/dev/ttyUSB2"}));
+        QSerialPort modem(MSystemRoot::path("/dev/ttyUSB1"));
+        QVERIFY2(modem.open(QIODevice::ReadWrite), qPrintable(modem.errorString()));
+        modem.write("AT\r");
+        QByteArray answer;
+        QElapsedTimer clock;
+        clock.start();
+        while (answer.size() < 6 && clock.elapsed() < GiveUpMs)
+            if (modem.waitForReadyRead(100))
+                answer += modem.readAll();
+        QCOMPARE(answer, QByteArray("\r\nOK\r\n"));
+        modem.close();
+        QCOMPARE(sim.serialLine("/dev/ttyUSB0")->behaviour(), SimSerialLine::Silent);
+
+        // A converter plugged after the modem went takes ttyUSB0 again, with a loopback plug.
+        QVERIFY(sim.unplugUsb(3));
+        QVERIFY(!sim.exists("/dev/ttyUSB1"));
+        QVERIFY(sim.plugUsb(1, SimHotplug::UsbKind::SerialConverter));
+        QCOMPARE(sim.hotplug()->usbNodes(1), QStringList{"/dev/ttyUSB0"});
+        QCOMPARE(sim.serialLine("/dev/ttyUSB0")->behaviour(), SimSerialLine::Loopback);
+        QVERIFY(!sim.exists("/dev/ttyUSB1"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSimHotplug)
+#include "tst_simhotplug.moc"

@@ -1,0 +1,259 @@
+// Serial lines of the simulated terminal, driven the way the program drives
+// its ports: QSerialPort on the path inside the system root, or open()
+// through the kernel boundary.
+#include "mkernel.h"
+#include "msystemroot.h"
+#include "simserialline.h"
+#include "simterminal.h"
+
+#include <QSerialPort>
+#include <QtTest>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace {
+// Only a bound for a line that never answers; passing runs take far less.
+const int GiveUpMs = 10000;
+
+// Reads until `count` bytes arrived or the line stays quiet too long.
+QByteArray readBytes(QSerialPort &port, int count)
+{
+    QByteArray got;
+    QElapsedTimer quiet;
+    quiet.start();
+    while (got.size() < count && quiet.elapsed() < GiveUpMs) {
+        if (port.bytesAvailable() > 0 || port.waitForReadyRead(100)) {
+            got += port.readAll();
+            quiet.restart();
+        }
+    }
+    return got;
+}
+
+bool openPort(QSerialPort &port, const QString &node, int baud)
+{
+    port.setPortName(MSystemRoot::path(node));
+    port.setBaudRate(baud);
+    port.setDataBits(QSerialPort::Data8);
+    port.setParity(QSerialPort::NoParity);
+    port.setStopBits(QSerialPort::OneStop);
+    port.setFlowControl(QSerialPort::NoFlowControl);
+    return port.open(QIODevice::ReadWrite);
+}
+
+QByteArray ascending(int size)
+{
+    QByteArray bytes(size, '\0');
+    for (int i = 0; i < size; ++i)
+        bytes[i] = char(i);
+    return bytes;
+}
+}
+
+class TestSimSerialLine : public QObject
+{
+    Q_OBJECT
+private slots:
+    void loopbackIsPacedAtTheLineSpeed_data()
+    {
+        QTest::addColumn<int>("baud");
+        QTest::addColumn<int>("size");
+        QTest::newRow("9600") << 9600 << 256;
+        QTest::newRow("115200") << 115200 << 256;
+        QTest::newRow("115200, one byte") << 115200 << 1;
+    }
+    void loopbackIsPacedAtTheLineSpeed()
+    {
+        QFETCH(int, baud);
+        QFETCH(int, size);
+        SimTerminal sim;
+        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Loopback);
+        QSerialPort port;
+        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS1"), baud), qPrintable(port.errorString()));
+        QCOMPARE(line->lineSpeed(), baud);
+
+        const QByteArray pattern = ascending(size);
+        QElapsedTimer clock;
+        clock.start();
+        QCOMPARE(port.write(pattern), qint64(size));
+        QVERIFY(port.waitForBytesWritten(GiveUpMs));
+        QCOMPARE(readBytes(port, size), pattern);
+        // Ten bit times per byte: the echo can never be faster than the wire.
+        const qint64 wireNs = qint64(size) * 10 * 1000000000LL / baud;
+        QVERIFY2(clock.nsecsElapsed() >= wireNs,
+                 qPrintable(QStringLiteral("%1 ns for %2 ns of wire time").arg(clock.nsecsElapsed()).arg(wireNs)));
+        QCOMPARE(line->received(), pattern);
+        QCOMPARE(line->transmitted(), pattern);
+    }
+
+    void replyTable_data()
+    {
+        QTest::addColumn<QByteArray>("sent");
+        QTest::addColumn<QByteArray>("expected");
+        QTest::addColumn<QStringList>("commands");
+        QTest::newRow("AT") << QByteArray("AT\r") << QByteArray("\r\nOK\r\n") << QStringList{"AT"};
+        QTest::newRow("case and blanks ignored") << QByteArray(" at \r") << QByteArray("\r\nOK\r\n")
+                                                 << QStringList{"at"};
+        QTest::newRow("several reply lines") << QByteArray("ATI0\r") << QByteArray("\r\nTEST MODEM\r\n\r\nOK\r\n")
+                                             << QStringList{"ATI0"};
+        QTest::newRow("unknown command") << QByteArray("AT+FOO\r") << QByteArray("\r\nERROR\r\n")
+                                         << QStringList{"AT+FOO"};
+        QTest::newRow("LF ignored") << QByteArray("AT\r\nA\nT\r\n") << QByteArray("\r\nOK\r\n\r\nOK\r\n")
+                                    << QStringList{"AT", "AT"};
+        QTest::newRow("command without reply") << QByteArray("ATH\rAT\r") << QByteArray("\r\nOK\r\n")
+                                               << QStringList{"ATH", "AT"};
+        QTest::newRow("empty lines") << QByteArray("\r \rAT\r") << QByteArray("\r\nOK\r\n") << QStringList{"AT"};
+        QTest::newRow("no CR, no answer yet") << QByteArray("AT+X\rAT") << QByteArray("\r\nERROR\r\n")
+                                              << QStringList{"AT+X"};
+    }
+    void replyTable()
+    {
+        QFETCH(QByteArray, sent);
+        QFETCH(QByteArray, expected);
+        QFETCH(QStringList, commands);
+        QTemporaryDir dir;
+        const QString tableFile = dir.filePath(QStringLiteral("modem.table"));
+        QFile f(tableFile);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("# a modem\r\n> AT\r\n< OK\r\n\n>ATI0\n< TEST MODEM\n<OK\n> ATH\n");
+        f.close();
+
+        SimTerminal sim;
+        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyUSB0"));
+        QString error;
+        QVERIFY2(line->loadReplyTable(tableFile, &error), qPrintable(error));
+        QCOMPARE(line->behaviour(), SimSerialLine::ReplyTable);
+        QSerialPort port;
+        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyUSB0"), 115200), qPrintable(port.errorString()));
+        port.write(sent);
+        QCOMPARE(readBytes(port, expected.size()), expected);
+        QTRY_COMPARE(line->received(), sent);
+        QCOMPARE(line->commands(), commands);
+        // Nothing more than the expected answer was sent.
+        QCOMPARE(line->transmitted(), expected);
+    }
+
+    void replyTableErrors_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("error");
+        QTest::newRow("reply first") << QByteArray("# x\n< OK\n") << "line 2: a reply before the first command";
+        QTest::newRow("stray line") << QByteArray("> AT\nOK\n") << "line 2: neither \"> command\" nor \"< reply\"";
+        QTest::newRow("twice") << QByteArray("> AT\n< OK\n> at\n") << "line 3: the command AT a second time";
+        QTest::newRow("no command") << QByteArray(">  \n") << "line 1: a command line without a command";
+    }
+    void replyTableErrors()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, error);
+        SimTerminal sim;
+        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS0"), SimSerialLine::Loopback);
+        QString got;
+        QVERIFY(!line->setReplyTable(text, &got));
+        QCOMPARE(got, error);
+        QCOMPARE(line->behaviour(), SimSerialLine::Loopback);
+    }
+
+    void silenceAnswersNothing()
+    {
+        SimTerminal sim;
+        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS0"));
+        QSerialPort port;
+        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS0"), 9600), qPrintable(port.errorString()));
+        port.write("AT\r");
+        QTRY_COMPARE(line->received(), QByteArray("AT\r"));
+        QVERIFY(line->transmitted().isEmpty());
+        // A plug fitted now echoes only what comes after: nothing was on its way.
+        line->setBehaviour(SimSerialLine::Loopback);
+        port.write("X");
+        QCOMPARE(readBytes(port, 1), QByteArray("X"));
+    }
+
+    void closeDropsWhatIsUnderWay()
+    {
+        SimTerminal sim;
+        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Loopback);
+        {
+            QSerialPort port;
+            QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS1"), 2400), qPrintable(port.errorString()));
+            port.write(ascending(256)); // a second on the wire
+            QVERIFY(port.waitForBytesWritten(GiveUpMs));
+            QVERIFY(!readBytes(port, 1).isEmpty());
+        }
+        QTRY_COMPARE(line->closes(), 1);
+        const int sentBeforeClose = line->transmitted().size();
+        // Talking to a closed port reaches nobody.
+        line->transmit("lost");
+        QSerialPort port;
+        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS1"), 115200), qPrintable(port.errorString()));
+        port.write("Z");
+        QCOMPARE(readBytes(port, 1), QByteArray("Z"));
+        line->transmit("RING");
+        QCOMPARE(readBytes(port, 4), QByteArray("RING"));
+        // Nothing of the old echo went out after the close.
+        QCOMPARE(line->transmitted().size(), sentBeforeClose + 5);
+    }
+
+    void unplugAndPlugAgain()
+    {
+        SimTerminal sim;
+        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyUSB0"), SimSerialLine::Loopback);
+        const QString node = sim.hostPath(QStringLiteral("/dev/ttyUSB0"));
+        QVERIFY(QFileInfo(node).isSymLink());
+        QCOMPARE(QFileInfo(node).symLinkTarget(), line->terminalName());
+        QSerialPort port;
+        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyUSB0"), 115200), qPrintable(port.errorString()));
+
+        line->setPresent(false);
+        QVERIFY(!QFileInfo::exists(node) && !QFileInfo(node).isSymLink());
+        QVERIFY(line->terminalName().isEmpty());
+        // The descriptor the program still holds sees the hang-up.
+        QTRY_VERIFY(port.error() != QSerialPort::NoError);
+        port.close();
+        QSerialPort gone;
+        QVERIFY(!openPort(gone, QStringLiteral("/dev/ttyUSB0"), 115200));
+
+        line->setPresent(true);
+        QSerialPort again;
+        QVERIFY2(openPort(again, QStringLiteral("/dev/ttyUSB0"), 115200), qPrintable(again.errorString()));
+        again.write("back");
+        QCOMPARE(readBytes(again, 4), QByteArray("back"));
+    }
+
+    void openThroughTheKernelBoundary()
+    {
+        SimTerminal sim;
+        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS0"), SimSerialLine::Loopback);
+        const int fd = MKernel::open(MSystemRoot::nativePath(QStringLiteral("/dev/ttyS0")).constData(),
+                                     O_RDWR | O_NOCTTY | O_NONBLOCK);
+        QVERIFY(fd >= 0);
+        QVERIFY(::isatty(fd));
+        termios tio = {};
+        QCOMPARE(::tcgetattr(fd, &tio), 0);
+        ::cfmakeraw(&tio);
+        ::cfsetspeed(&tio, B57600);
+        QCOMPARE(::tcsetattr(fd, TCSANOW, &tio), 0);
+        QTRY_COMPARE(line->lineSpeed(), 57600);
+        QCOMPARE(::write(fd, "ping", 4), ssize_t(4));
+        QByteArray got;
+        QElapsedTimer quiet;
+        quiet.start();
+        while (got.size() < 4 && quiet.elapsed() < GiveUpMs) {
+            pollfd p = {fd, POLLIN, 0};
+            char buffer[16];
+            if (::poll(&p, 1, 100) > 0) {
+                const ssize_t n = ::read(fd, buffer, sizeof buffer);
+                if (n > 0)
+                    got += QByteArray(buffer, int(n));
+            }
+        }
+        QCOMPARE(got, QByteArray("ping"));
+        ::close(fd);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSimSerialLine)
+#include "tst_simserialline.moc"
