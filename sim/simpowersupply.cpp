@@ -1,11 +1,15 @@
 #include "simpowersupply.h"
 
-#include "marvofunction.h"
+#include "simterminal.h"
+#include "simuevent.h"
+
+#include <QDir>
 
 namespace {
 const QString PowerSupplyClass = QStringLiteral("/sys/class/power_supply/");
 const QString BatteryFolder = QStringLiteral("Battery/");
 const QString AcFolder = QStringLiteral("Ac/");
+const QByteArray DevicePath = "/devices/platform/battery-charger/power_supply/";
 }
 
 SimPowerSupply::SimPowerSupply(int supplies) : SimSysfsDevice(PowerSupplyClass), m_supplies(supplies)
@@ -21,14 +25,21 @@ SimPowerSupply::SimPowerSupply(int supplies) : SimSysfsDevice(PowerSupplyClass),
 
 void SimPowerSupply::setSupplies(int supplies)
 {
-    bool registered;
-    {
-        QMutexLocker lock(&mutex);
-        m_supplies = supplies;
-        registered = m_registered;
+    QMutexLocker lock(&mutex);
+    const int gone = m_supplies & ~supplies, added = supplies & ~m_supplies;
+    announce("remove", gone);
+    m_supplies = supplies;
+    if (!m_registered)
+        return;
+    for (Supply s : {Battery, Ac}) {
+        if (gone & s)
+            removeSupplyFiles(s);
     }
-    if (registered)
-        setPresent(true);
+    if (added & Battery)
+        refreshBattery();
+    if (added & Ac)
+        refreshAc();
+    announce("add", added);
 }
 
 void SimPowerSupply::setCapacity(int percent)
@@ -84,6 +95,7 @@ void SimPowerSupply::removeProperty(const QByteArray &property)
         }
     }
     refreshBattery();
+    announce("change", Battery);
 }
 
 QByteArray SimPowerSupply::property(const QByteArray &property) const
@@ -101,6 +113,8 @@ void SimPowerSupply::setMains(bool online)
     QMutexLocker lock(&mutex);
     m_mains = online;
     refreshAc();
+    announce("change", Ac);
+    announce("change", Battery);
 }
 
 bool SimPowerSupply::mains() const
@@ -123,6 +137,8 @@ void SimPowerSupply::setPresent(bool present)
 {
     {
         QMutexLocker lock(&mutex);
+        // Registered again: gone first, as a driver reloaded.
+        announce("remove", m_supplies);
         m_registered = present;
     }
     SimSysfsDevice::setPresent(present);
@@ -138,6 +154,7 @@ void SimPowerSupply::layOut()
     m_batteryFiles.clear();
     refreshBattery();
     refreshAc();
+    announce("add", m_supplies);
 }
 
 void SimPowerSupply::setValue(const QByteArray &property, const QByteArray &value)
@@ -152,21 +169,37 @@ void SimPowerSupply::setValue(const QByteArray &property, const QByteArray &valu
     if (!found)
         m_properties.append({property, value});
     refreshBattery();
+    announce("change", Battery);
+}
+
+QList<QPair<QByteArray, QByteArray>> SimPowerSupply::ueventFields(Supply supply) const
+{
+    // The class asks the driver for each property in turn; a driver whose
+    // pack is out answers only "present" and the rest are left out.
+    QList<QPair<QByteArray, QByteArray>> fields;
+    if (supply == Ac) {
+        fields = {{"POWER_SUPPLY_NAME", "Ac"}, {"POWER_SUPPLY_ONLINE", m_mains ? "1" : "0"}};
+        return fields;
+    }
+    fields.append(qMakePair(QByteArray("POWER_SUPPLY_NAME"), QByteArray("Battery")));
+    for (const auto &[name, value] : m_properties) {
+        if (m_packPresent || name == "present")
+            fields.append(qMakePair("POWER_SUPPLY_" + name.toUpper(), value));
+    }
+    return fields;
 }
 
 void SimPowerSupply::refreshBattery()
 {
     if (!m_registered || !(m_supplies & Battery))
         return;
-    // The class asks the driver for each property in turn; a driver whose
-    // pack is out answers only "present" and the rest are left out.
-    QByteArray uevent = "POWER_SUPPLY_NAME=Battery\n";
+    QByteArray uevent;
     QStringList files;
-    for (const auto &[name, value] : m_properties) {
-        if (!m_packPresent && name != "present")
+    for (const auto &[key, value] : ueventFields(Battery)) {
+        uevent += key + '=' + value + '\n';
+        if (key == "POWER_SUPPLY_NAME")
             continue;
-        uevent += "POWER_SUPPLY_" + name.toUpper() + '=' + value + '\n';
-        const QString file = BatteryFolder + QString::fromLatin1(name);
+        const QString file = BatteryFolder + QString::fromLatin1(key.mid(13).toLower());
         writeAttribute(file, value + '\n');
         files.append(file);
     }
@@ -183,8 +216,42 @@ void SimPowerSupply::refreshAc()
 {
     if (!m_registered || !(m_supplies & Ac))
         return;
-    const QByteArray online = m_mains ? "1" : "0";
+    QByteArray uevent;
+    for (const auto &[key, value] : ueventFields(Ac))
+        uevent += key + '=' + value + '\n';
     writeAttribute(AcFolder + QStringLiteral("type"), "Mains\n");
-    writeAttribute(AcFolder + QStringLiteral("online"), online + '\n');
-    writeAttribute(AcFolder + QStringLiteral("uevent"), "POWER_SUPPLY_NAME=Ac\nPOWER_SUPPLY_ONLINE=" + online + '\n');
+    writeAttribute(AcFolder + QStringLiteral("online"), m_mains ? "1\n" : "0\n");
+    writeAttribute(AcFolder + QStringLiteral("uevent"), uevent);
+}
+
+void SimPowerSupply::removeSupplyFiles(Supply supply)
+{
+    const QString folder = supply == Battery ? BatteryFolder : AcFolder;
+    QStringList files = {folder + QStringLiteral("type"), folder + QStringLiteral("uevent")};
+    if (supply == Battery) {
+        files += m_batteryFiles;
+        m_batteryFiles.clear();
+    } else {
+        files << folder + QStringLiteral("online");
+    }
+    for (const QString &file : qAsConst(files))
+        deleteAttribute(file);
+    QDir().rmdir(terminal()->hostPath(attributePath(folder)));
+}
+
+void SimPowerSupply::announce(const QByteArray &action, int supplies)
+{
+    if (!m_registered || !terminal())
+        return;
+    for (Supply supply : {Ac, Battery}) {
+        if (!(supplies & m_supplies & supply))
+            continue;
+        const QByteArray name = supply == Battery ? "Battery" : "Ac";
+        SimUevent event{action, DevicePath + name, "power_supply", {}};
+        if (action == "remove")
+            event.fields = {{"POWER_SUPPLY_NAME", name}};
+        else
+            event.fields = ueventFields(supply);
+        terminal()->hotplug()->broadcast(event);
+    }
 }

@@ -14,6 +14,14 @@
 // The mains adapter has one property, online (1 with mains, 0 without).
 // Status and mains are set separately, as a test needs them.
 //
+// Like the class, the model announces each supply on the kernel's uevent
+// socket (devices /devices/platform/battery-charger/power_supply/Battery and
+// .../Ac, subsystem power_supply, the uevent lines as fields): "add" when it
+// is registered, "remove" (with its name only) when it goes, "change" after
+// every control call that changes it. The battery's driver hears of the
+// mains through the class and reports again, so setMains() announces a change
+// of Ac and then of Battery; the program re-reads the battery on the latter.
+//
 //     auto *power = sim.add<SimPowerSupply>();
 //     power->setCapacity(14);
 //     power->setMains(false);
@@ -72,7 +80,11 @@ protected:
 private:
     void refreshBattery();
     void refreshAc();
+    void removeSupplyFiles(Supply supply);
     void setValue(const QByteArray &property, const QByteArray &value);
+    QList<QPair<QByteArray, QByteArray>> ueventFields(Supply supply) const;
+    // Sends `action` for each of `supplies` that is registered.
+    void announce(const QByteArray &action, int supplies);
 
     int m_supplies;
     bool m_registered = false;

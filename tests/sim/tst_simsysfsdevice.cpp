@@ -3,6 +3,7 @@
 // power supplies answer.
 #include "loophold.h"
 #include "marvofunction.h"
+#include "mkernel.h"
 #include "simbacklight.h"
 #include "simpowersupply.h"
 #include "simterminal.h"
@@ -12,6 +13,9 @@
 
 #include <atomic>
 #include <functional>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 namespace {
 // A device with two attributes that notes every write it is told about.
@@ -230,7 +234,10 @@ private slots:
         QTest::addColumn<PowerSetup>("setup");
         QTest::addColumn<QByteArray>("uevent");
         QTest::addColumn<QByteArray>("online");
-        QTest::newRow("as registered") << PowerSetup([](SimPowerSupply *) {}) << FreshBattery << QByteArray("1\n");
+        QTest::addColumn<QStringList>("events"); // announced by the setup
+        const QString change = QStringLiteral("change Battery");
+        QTest::newRow("as registered") << PowerSetup([](SimPowerSupply *) {}) << FreshBattery << QByteArray("1\n")
+                                       << QStringList();
         QTest::newRow("weak battery, no mains") << PowerSetup([](SimPowerSupply *p) {
             p->setCapacity(14);
             p->setStatus(QStringLiteral("Discharging"));
@@ -240,13 +247,15 @@ private slots:
                          "POWER_SUPPLY_HEALTH=Good\nPOWER_SUPPLY_TECHNOLOGY=Li-ion\n"
                          "POWER_SUPPLY_VOLTAGE_NOW=4012000\nPOWER_SUPPLY_CAPACITY=14\n"
                          "POWER_SUPPLY_CHARGE_FULL_DESIGN=2200000\n")
-                                           << QByteArray("0\n");
+                                           << QByteArray("0\n")
+                                           << QStringList({change, change, change, "change Ac", change});
         QTest::newRow("pack out") << PowerSetup([](SimPowerSupply *p) { p->setPackPresent(false); })
-                                  << QByteArray("POWER_SUPPLY_NAME=Battery\nPOWER_SUPPLY_PRESENT=0\n") << QByteArray("1\n");
+                                  << QByteArray("POWER_SUPPLY_NAME=Battery\nPOWER_SUPPLY_PRESENT=0\n") << QByteArray("1\n")
+                                  << QStringList({change});
         QTest::newRow("pack out and back") << PowerSetup([](SimPowerSupply *p) {
             p->setPackPresent(false);
             p->setPackPresent(true);
-        }) << FreshBattery << QByteArray("1\n");
+        }) << FreshBattery << QByteArray("1\n") << QStringList({change, change});
         QTest::newRow("odd driver") << PowerSetup([](SimPowerSupply *p) {
             p->setProperty("capacity", "abc");
             p->removeProperty("health");
@@ -256,23 +265,39 @@ private slots:
                          "POWER_SUPPLY_TECHNOLOGY=Li-ion\nPOWER_SUPPLY_VOLTAGE_NOW=4100000\n"
                          "POWER_SUPPLY_CAPACITY=abc\nPOWER_SUPPLY_CHARGE_FULL_DESIGN=2200000\n"
                          "POWER_SUPPLY_CAPACITY_LEVEL=Low\nPOWER_SUPPLY_HEALTH=Overheat\n")
-                                    << QByteArray("1\n");
+                                    << QByteArray("1\n") << QStringList({change, change, change, change});
         QTest::newRow("only mains registered") << PowerSetup([](SimPowerSupply *p) {
             p->setSupplies(SimPowerSupply::Ac);
-        }) << QByteArray() << QByteArray("1\n");
+        }) << QByteArray() << QByteArray("1\n") << QStringList({"remove Battery"});
         QTest::newRow("only the battery registered") << PowerSetup([](SimPowerSupply *p) {
             p->setSupplies(SimPowerSupply::Battery);
             p->setMains(false);
-        }) << FreshBattery << QByteArray();
+        }) << FreshBattery << QByteArray() << QStringList({"remove Ac", change});
     }
     void powerSupply()
     {
         QFETCH(PowerSetup, setup);
         QFETCH(QByteArray, uevent);
         QFETCH(QByteArray, online);
+        QFETCH(QStringList, events);
         SimTerminal sim;
         auto *power = sim.add<SimPowerSupply>();
+        const int registration = sim.hotplug()->datagrams().size();
         setup(power);
+        const QList<QByteArray> sent = sim.hotplug()->datagrams().mid(registration);
+        QStringList announced;
+        for (const QByteArray &datagram : sent) {
+            const QByteArray header = datagram.left(datagram.indexOf('\0'));
+            announced << QString::fromLatin1(header.left(header.indexOf('@')) + ' ' + header.mid(header.lastIndexOf('/') + 1));
+        }
+        QCOMPARE(announced, events);
+        // A change carries what the uevent file says, field by field.
+        if (!sent.isEmpty() && announced.last() == QLatin1String("change Battery")) {
+            const QList<QByteArray> fields = sent.last().split('\0');
+            QVERIFY(fields.contains("SUBSYSTEM=power_supply"));
+            for (const QByteArray &line : uevent.split('\n'))
+                QVERIFY2(line.isEmpty() || fields.contains(line), line.constData());
+        }
         QCOMPARE(sim.readFile(UPS_BAT_PATH_NAME), uevent);
         QCOMPARE(sim.readFile(UPS_AC_PATH_NAME), online);
         // Each property reported is also its own file, and no other is.
@@ -294,6 +319,26 @@ private slots:
                      "POWER_SUPPLY_NAME=Ac\nPOWER_SUPPLY_ONLINE=" + online);
     }
 
+    void powerSupplyChangeReachesProgram()
+    {
+        // The program's uevent socket hears of the change, as the battery
+        // monitor waits for it.
+        SimTerminal sim;
+        auto *power = sim.add<SimPowerSupply>();
+        const int fd = MKernel::openUeventSocket();
+        QVERIFY(fd >= 0);
+        power->setCapacity(14);
+        pollfd p = {fd, POLLIN, 0};
+        QCOMPARE(::poll(&p, 1, 10000), 1); // a bound for a model that never sends
+        char buffer[2048] = {};
+        const ssize_t got = ::recv(fd, buffer, sizeof buffer, 0);
+        ::close(fd);
+        QVERIFY(got > 0);
+        const QList<QByteArray> fields = QByteArray(buffer, int(got)).split('\0');
+        QCOMPARE(fields.value(0), QByteArray("change@/devices/platform/battery-charger/power_supply/Battery"));
+        QVERIFY(fields.contains("POWER_SUPPLY_CAPACITY=14"));
+    }
+
     void powerSupplyUnregistered()
     {
         // The class folder stays; the supplies come back as they were left.
@@ -302,6 +347,7 @@ private slots:
         power->setCapacity(14);
         power->setPresent(false);
         QVERIFY(!power->isPresent());
+        QVERIFY(sim.hotplug()->datagrams().constLast().startsWith("remove@"));
         QVERIFY(!sim.exists(QStringLiteral("/sys/class/power_supply/Battery")));
         QVERIFY(!sim.exists(QStringLiteral("/sys/class/power_supply/Ac")));
         QVERIFY(sim.exists(QStringLiteral("/sys/class/power_supply")));
