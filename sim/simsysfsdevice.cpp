@@ -3,11 +3,9 @@
 #include "simterminal.h"
 
 #include <QDir>
-#include <QFileInfo>
-#include <QSet>
+#include <QFile>
 
 #include <algorithm>
-#include <cerrno>
 #include <poll.h>
 #include <sys/inotify.h>
 #include <unistd.h>
