@@ -36,16 +36,19 @@
 //     understands and show a three-line use, as SimBuzzer and
 //     SimPeripheralPower do.
 //  6. Tests add it to a SimTerminal in one line: `auto *m = sim.add<SimX>();`.
+//  7. Add it to SimTerminal::addPreset() (sim/simterminalpresets.cpp) for the
+//     boards that carry it, and to the list in simterminal.h's comment.
 //
 // Every model inherits setPresent() (unplug), setOpenError() (the driver's
 // open fails with that errno) and setHandOutDescriptorZero().
 //
 // The node is an empty placeholder file inside the system root, so the
 // program's existence checks see it; setPresent(false) removes it (device
-// unplugged or driver not loaded). A model made of attribute files instead of
-// a node (sysfs: backlight, touch click) overrides setPresent()/isPresent()
-// to lay out or remove its files; the program reaches those with plain file
-// calls, so the model simply reads back what was written.
+// unplugged or driver not loaded). A device made of attribute files instead of
+// a node (sysfs: backlight, touch click, power supplies) derives from
+// SimSysfsDevice (simsysfsdevice.h) instead of steps 2 and 3: layOut() writes
+// its files when it is made present, and attributeWritten() is called on the
+// service loop with what the program wrote to one of them.
 #pragma once
 
 #include "simsyscalls.h"

@@ -31,6 +31,7 @@
 #include <QHash>
 #include <QList>
 #include <QMutex>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QTemporaryDir>
 
@@ -91,6 +92,40 @@ public:
     void stopTimer(quint64 id);
     // Whether the caller runs on the loop's thread.
     bool inServiceLoop() const;
+
+    // ---- Whole-terminal presets ------------------------------------------
+    // The two board generations: the dual-core Cortex-A9 board and the older
+    // Cortex-A8 board.
+    enum class Board { A9, A8 };
+    // Adds every model the simulated terminal has, as the board carries it.
+    // Each new model is added here, and to this list, when it is written.
+    //   Both boards: /dev/buzzer (SimBuzzer); /dev/perdev0, peripheral power
+    //     and cash drawer (SimPeripheralPower); /dev/lcd0, customer display
+    //     (SimCustomerDisplay); /dev/magcard0 (SimMagReader); /dev/rfid0
+    //     (SimRfidReader); /dev/omap_hdq0 (SimIButton); the Battery and Ac
+    //     power supplies, mains on, 80 % and charging (SimPowerSupply);
+    //     serial lines /dev/ttyS0 with the internal modem's answers and
+    //     /dev/ttyS1, /dev/ttyS2 with nothing plugged in (SimSerialLine);
+    //     /proc/stat, /proc/uptime, /proc/cmdline, /proc/cpuinfo and
+    //     /proc/meminfo (SimKernelFiles).
+    //   A9: backlights marvo-backlight.0/.1 with a maximum of 255
+    //     (SimBacklight::A9); the newer buzzer driver's touch_quiet
+    //     (SimTouchSound); two Cortex-A9 cores, 512 MB.
+    //   A8: backlights pwm-backlight.0/.1 with a maximum of 255
+    //     (SimBacklight::A8); the older buzzer driver's touch_beep; one
+    //     Cortex-A8 core, 256 MB.
+    // Devices without a model get no node (the receipt printer, the smart
+    // card, /dev/ups, /dev/sleep0, the input event nodes): a missing node is
+    // what the program reports as an absent device. Call it once, on a
+    // terminal without models.
+    void addPreset(Board board);
+    // What the board's start script exports for the program: DUALCORE_CPU=1
+    // on the A9 board, nothing on the A8. The terminal never changes the
+    // process environment itself; the desktop program puts these variables
+    // into its own environment before its start-up runs, and a test sets them
+    // and takes them away again.
+    static QProcessEnvironment boardEnvironment(Board board);
+    // ---- end of presets ---------------------------------------------------
 
     // MKernelHost
     bool serveOpen(const char *path, int flags, int *result) override;

@@ -1,0 +1,156 @@
+// The whole-terminal presets: each board's nodes and files are there (and the
+// nodes of devices without a model are not), and the program's own device
+// calls find the board's devices.
+#include "cpustat.h"
+#include "marvofunction.h"
+#include "muptime.h"
+#include "simbacklight.h"
+#include "simbuzzer.h"
+#include "simcustomerdisplay.h"
+#include "simperipheralpower.h"
+#include "simpowersupply.h"
+#include "simterminal.h"
+#include "simtouchsound.h"
+
+#include <QtTest>
+
+Q_DECLARE_METATYPE(SimTerminal::Board)
+
+namespace {
+QStringList backlightFiles(const QString &main, const QString &second)
+{
+    QStringList files;
+    for (const QString &folder : {main, second})
+        for (const QString &file : {BRIGHTNESS_CONTROL__CURRENT, BRIGHTNESS_CONTROL__BRIGHTNESS,
+                                    BRIGHTNESS_CONTROL__MAX_BRIGHTNESS})
+            files << folder + file;
+    return files;
+}
+}
+
+class TestSimPresets : public QObject
+{
+    Q_OBJECT
+private slots:
+    void nodes_data()
+    {
+        QTest::addColumn<SimTerminal::Board>("board");
+        QTest::addColumn<QStringList>("present");
+        QTest::addColumn<QStringList>("absent");
+        const QStringList both = {BUZZER_DEVICE_NAME, POWERS_DEVICE_NAME, VFDDISPLAY_DEVICE_NAME,
+                                  MAGNETIC_CARD_DEVICE_NAME, RFID_DEVICE_NAME, IBUTTON_DEVICE_NAME,
+                                  UPS_BAT_PATH_NAME, UPS_AC_PATH_NAME, CPU_USE_PATH,
+                                  "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2",
+                                  "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo"};
+        // No model yet: a missing node is an absent device.
+        const QStringList noModel = {PRINT_DEVICE_NAME, SMART_CARD_DEVICE_NAME, UPS_DEVICE_NAME,
+                                     POWER_DEVICE_SLEEP_NAME, POWER_DEVICE_INFO_NAME_A9, POWER_DEVICE_INFO_NAME_A8};
+        const QStringList a9Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
+                                                    BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9);
+        const QStringList a8Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
+                                                    BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8);
+        QTest::newRow("A9") << SimTerminal::Board::A9 << both + a9Lights + QStringList{TOUCH_SOUND2_DEVICE_NAME}
+                            << noModel + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
+                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8,
+                                                     TOUCH_SOUND_DEVICE_NAME};
+        QTest::newRow("A8") << SimTerminal::Board::A8 << both + a8Lights + QStringList{TOUCH_SOUND_DEVICE_NAME}
+                            << noModel + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
+                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9,
+                                                     TOUCH_SOUND2_DEVICE_NAME};
+    }
+    void nodes()
+    {
+        QFETCH(SimTerminal::Board, board);
+        QFETCH(QStringList, present);
+        QFETCH(QStringList, absent);
+        SimTerminal sim;
+        sim.addPreset(board);
+        for (const QString &path : present)
+            QVERIFY2(sim.exists(path), qPrintable(path + QStringLiteral(" is missing")));
+        for (const QString &path : absent)
+            QVERIFY2(!sim.exists(path), qPrintable(path + QStringLiteral(" should not be there")));
+        // Every device node is served by its model.
+        for (const QString &path : present) {
+            if (!path.startsWith(QLatin1String("/dev/")))
+                continue;
+            QString err;
+            int fd = MarvoFunction::getDeviceHandle(path, err);
+            QVERIFY2(fd > 0, qPrintable(path + QLatin1Char(' ') + err));
+            MarvoFunction::closeDeviceHandle(fd);
+        }
+    }
+
+    void programOnPreset_data()
+    {
+        QTest::addColumn<SimTerminal::Board>("board");
+        QTest::addColumn<int>("cores");
+        QTest::newRow("A9") << SimTerminal::Board::A9 << 2;
+        QTest::newRow("A8") << SimTerminal::Board::A8 << 1;
+    }
+    void programOnPreset()
+    {
+        QFETCH(SimTerminal::Board, board);
+        QFETCH(int, cores);
+        const bool a9 = board == SimTerminal::Board::A9;
+        qunsetenv("DUALCORE_CPU");
+        SimTerminal sim;
+        sim.addPreset(board);
+
+        // The board's environment is the caller's to set; the preset leaves it alone.
+        QVERIFY(!qEnvironmentVariableIsSet("DUALCORE_CPU"));
+        const QProcessEnvironment env = SimTerminal::boardEnvironment(board);
+        QCOMPARE(env.keys(), a9 ? QStringList{"DUALCORE_CPU"} : QStringList());
+        for (const QString &key : env.keys())
+            qputenv(key.toLatin1().constData(), env.value(key).toLatin1());
+        const bool cortexA9 = MarvoFunction::isCortexA9CPU();
+        qunsetenv("DUALCORE_CPU");
+        QCOMPARE(cortexA9, a9);
+
+        // The backlight calls find this board's folders.
+        auto *light = sim.find<SimBacklight>();
+        QVERIFY(light);
+        QCOMPARE(light->layout(), a9 ? SimBacklight::A9 : SimBacklight::A8);
+        QCOMPARE(MarvoFunction::getMaxBackLightValue(false), 255);
+        MarvoFunction::setBackLightValue(100, true);
+        QCOMPARE(light->brightness(true), QByteArray("100"));
+        QTRY_COMPARE(MarvoFunction::getBackLightValue(true), 100);
+
+        MarvoFunction::beepTwo(300);
+        const auto beeps = sim.find<SimBuzzer>()->beeps();
+        QCOMPARE(beeps.size(), 1);
+        QCOMPARE(beeps[0].pattern, QByteArray("\x02"));
+        QCOMPARE(beeps[0].durationMs, 300);
+
+        QCOMPARE(MarvoFunction::openCashDrawer(), 0);
+        QCOMPARE(sim.find<SimPeripheralPower>()->kickCount(), 1);
+
+        QString err;
+        int display = MarvoFunction::getDeviceHandle(VFDDISPLAY_DEVICE_NAME, err);
+        QCOMPARE(marvo_cleardisp(display), static_cast<unsigned char>(0));
+        MarvoFunction::closeDeviceHandle(display);
+        QCOMPARE(sim.find<SimCustomerDisplay>()->packets().size(), 1);
+
+        auto *click = sim.find<SimTouchSound>();
+        QVERIFY(click && click->clicks());
+        QVERIFY(MarvoFunction::touchBeepOff());
+        QVERIFY(!click->clicks());
+
+        QVERIFY(sim.readFile(UPS_BAT_PATH_NAME).contains("POWER_SUPPLY_CAPACITY=80\n"));
+        QCOMPARE(sim.readFile(UPS_AC_PATH_NAME), QByteArray("1\n"));
+        QVERIFY(sim.find<SimPowerSupply>());
+
+        // The kernel files read as the terminal's.
+        MUpTime uptime;
+        QVERIFY(uptime.refreshUpTimeData());
+        QCOMPARE(uptime.upTime(), quint64(572));
+        CPUStat cpu;
+        QVERIFY(cpu.average() > 0 && cpu.average() < 100);
+        const QByteArray stat = sim.readFile(CPU_USE_PATH);
+        QCOMPARE(stat.count("\ncpu"), cores);
+        QVERIFY(stat.contains(QByteArray("\ncpu") + QByteArray::number(cores - 1) + ' '));
+        QCOMPARE(sim.readFile(QStringLiteral("/proc/cpuinfo")).count("BogoMIPS"), cores);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSimPresets)
+#include "tst_simpresets.moc"

@@ -1,0 +1,363 @@
+// The attribute-file models: what they lay out and take away, which writes
+// they take for the program's, and how the backlight, the touch click and the
+// power supplies answer.
+#include "loophold.h"
+#include "marvofunction.h"
+#include "mkernel.h"
+#include "simbacklight.h"
+#include "simpowersupply.h"
+#include "simterminal.h"
+#include "simtouchsound.h"
+
+#include <QtTest>
+
+#include <atomic>
+#include <functional>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+// A device with two attributes that notes every write it is told about.
+class RecordingDevice : public SimSysfsDevice
+{
+public:
+    RecordingDevice() : SimSysfsDevice(QStringLiteral("/sys/class/test/")) {}
+
+    std::atomic<bool> onlyOnLoop{true};
+
+    QStringList seen() const
+    {
+        QMutexLocker lock(&mutex);
+        return m_seen;
+    }
+
+protected:
+    void layOut() override
+    {
+        writeAttribute(QStringLiteral("switch"), "0\n");
+        writeAttribute(QStringLiteral("unit.1/level"), "5\n");
+        writeAttribute(QStringLiteral("marker"), "0\n");
+    }
+    void attributeWritten(const QString &attribute, const QByteArray &content) override
+    {
+        if (!terminal()->inServiceLoop())
+            onlyOnLoop = false;
+        m_seen << attribute + QLatin1Char('=') + QString::fromLatin1(content);
+    }
+
+private:
+    QStringList m_seen;
+};
+
+// A write as the program makes it: open with truncation, one write, close.
+bool programWrite(SimTerminal &sim, const QString &path, const QByteArray &bytes)
+{
+    QFile file(sim.hostPath(path));
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)
+           && file.write(bytes) == bytes.size();
+}
+
+using PowerSetup = std::function<void(SimPowerSupply *)>;
+
+const QByteArray FreshBattery = "POWER_SUPPLY_NAME=Battery\n"
+                                "POWER_SUPPLY_STATUS=Charging\n"
+                                "POWER_SUPPLY_PRESENT=1\n"
+                                "POWER_SUPPLY_HEALTH=Good\n"
+                                "POWER_SUPPLY_TECHNOLOGY=Li-ion\n"
+                                "POWER_SUPPLY_VOLTAGE_NOW=4100000\n"
+                                "POWER_SUPPLY_CAPACITY=80\n"
+                                "POWER_SUPPLY_CHARGE_FULL_DESIGN=2200000\n";
+}
+Q_DECLARE_METATYPE(PowerSetup)
+
+class TestSimSysfsDevice : public QObject
+{
+    Q_OBJECT
+private slots:
+    void layoutAndRemoval()
+    {
+        // Only the model's own files and the subfolders they leave empty go;
+        // the class folder and anything else in it stay.
+        SimTerminal sim;
+        auto *device = sim.add<RecordingDevice>();
+        QCOMPARE(device->attribute(QStringLiteral("unit.1/level")), QByteArray("5\n"));
+        device->setAttribute(QStringLiteral("unit.2/deep/extra"), "x");
+        QCOMPARE(sim.readFile(QStringLiteral("/sys/class/test/unit.2/deep/extra")), QByteArray("x"));
+        QVERIFY(sim.writeFile(QStringLiteral("/sys/class/test/unit.1/foreign"), "f"));
+        device->removeAttribute(QStringLiteral("switch"));
+        QVERIFY(!device->hasAttribute(QStringLiteral("switch")) && device->isPresent());
+        device->setPresent(false);
+        QVERIFY(!device->isPresent());
+        QVERIFY(!sim.exists(QStringLiteral("/sys/class/test/unit.2")));
+        QCOMPARE(sim.readFile(QStringLiteral("/sys/class/test/unit.1/foreign")), QByteArray("f"));
+        QVERIFY(!sim.exists(QStringLiteral("/sys/class/test/unit.1/level")));
+        // Present again: laid out afresh, the extra attribute not among them.
+        device->setPresent(true);
+        QCOMPARE(device->attribute(QStringLiteral("switch")), QByteArray("0\n"));
+        QVERIFY(!sim.exists(QStringLiteral("/sys/class/test/unit.2")));
+    }
+
+    void whichWritesAreThePrograms_data()
+    {
+        QTest::addColumn<bool>("byModel");
+        QTest::addColumn<QString>("path"); // below /sys/class/test/
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QStringList>("seen");
+        QTest::newRow("program") << false << "switch" << QByteArray("1") << QStringList({"switch=1"});
+        QTest::newRow("program, subfolder") << false << "unit.1/level" << QByteArray("7\n")
+                                            << QStringList({"unit.1/level=7\n"});
+        QTest::newRow("program, same content") << false << "switch" << QByteArray("0\n") << QStringList();
+        QTest::newRow("program, empty write") << false << "switch" << QByteArray() << QStringList();
+        QTest::newRow("program, not an attribute") << false << "stray" << QByteArray("1") << QStringList();
+        QTest::newRow("model") << true << "switch" << QByteArray("9\n") << QStringList();
+    }
+    void whichWritesAreThePrograms()
+    {
+        QFETCH(bool, byModel);
+        QFETCH(QString, path);
+        QFETCH(QByteArray, bytes);
+        QFETCH(QStringList, seen);
+        SimTerminal sim;
+        auto *device = sim.add<RecordingDevice>();
+        QVERIFY(sim.writeFile(QStringLiteral("/sys/class/test/stray"), "0"));
+        if (byModel)
+            device->setAttribute(path, bytes);
+        else
+            QVERIFY(programWrite(sim, QStringLiteral("/sys/class/test/") + path, bytes));
+        // A later write the model must see marks the end of what it was told.
+        QVERIFY(programWrite(sim, QStringLiteral("/sys/class/test/marker"), "end"));
+        QTRY_VERIFY(device->seen().contains(QStringLiteral("marker=end")));
+        QCOMPARE(device->seen(), seen + QStringList({"marker=end"}));
+        QCOMPARE(device->writes().size(), seen.size() + 1);
+        QCOMPARE(device->writes().last().content, QByteArray("end"));
+        QVERIFY(device->onlyOnLoop);
+    }
+
+    void programWriteBeforeTheModels()
+    {
+        // The program writes, then the model writes the same attribute before
+        // the loop has come round: the program's write is still seen, with
+        // what it wrote, and the model's content stays.
+        SimTerminal sim;
+        auto *device = sim.add<RecordingDevice>();
+        {
+            LoopHold hold(sim);
+            QVERIFY(programWrite(sim, QStringLiteral("/sys/class/test/switch"), "1"));
+            device->setAttribute(QStringLiteral("switch"), "9\n");
+        }
+        QVERIFY(programWrite(sim, QStringLiteral("/sys/class/test/marker"), "end"));
+        QTRY_VERIFY(device->seen().contains(QStringLiteral("marker=end")));
+        QCOMPARE(device->seen(), QStringList({"switch=1", "marker=end"}));
+        QCOMPARE(device->attribute(QStringLiteral("switch")), QByteArray("9\n"));
+    }
+
+    void backlightLevel_data()
+    {
+        QTest::addColumn<bool>("second");
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<int>("max");
+        QTest::addColumn<QByteArray>("actual");
+        QTest::newRow("decimal") << false << QByteArray("80") << 255 << QByteArray("80\n");
+        QTest::newRow("second screen, newline") << true << QByteArray("100\n") << 255 << QByteArray("100\n");
+        QTest::newRow("the maximum") << false << QByteArray("255") << 255 << QByteArray("255\n");
+        QTest::newRow("zero") << false << QByteArray("0") << 255 << QByteArray("0\n");
+        QTest::newRow("hex") << false << QByteArray("0x1f") << 255 << QByteArray("31\n");
+        QTest::newRow("octal") << false << QByteArray("010") << 255 << QByteArray("8\n");
+        QTest::newRow("plus") << false << QByteArray("+7") << 255 << QByteArray("7\n");
+        // Refused, not cut down to the maximum: the level stays where it was.
+        QTest::newRow("above the maximum") << false << QByteArray("256") << 255 << QByteArray("2\n");
+        QTest::newRow("floor above a low maximum") << true << QByteArray("5") << 3 << QByteArray("2\n");
+        QTest::newRow("not a number") << false << QByteArray("abc") << 255 << QByteArray("2\n");
+        QTest::newRow("negative") << false << QByteArray("-1") << 255 << QByteArray("2\n");
+        QTest::newRow("leading space") << false << QByteArray(" 7") << 255 << QByteArray("2\n");
+        QTest::newRow("two newlines") << false << QByteArray("7\n\n") << 255 << QByteArray("2\n");
+    }
+    void backlightLevel()
+    {
+        QFETCH(bool, second);
+        QFETCH(QByteArray, bytes);
+        QFETCH(int, max);
+        QFETCH(QByteArray, actual);
+        SimTerminal sim;
+        auto *light = sim.add<SimBacklight>(SimBacklight::A9, max);
+        const QByteArray full = QByteArray::number(max) + '\n';
+        light->setActualBrightness(second, 2); // where the level stands before the write
+        QVERIFY(programWrite(sim, light->attributePath(second, BRIGHTNESS_CONTROL__BRIGHTNESS), bytes));
+        QTRY_COMPARE(light->writes().size(), 1);
+        QCOMPARE(light->actualBrightness(second), actual);
+        QCOMPARE(light->brightness(second), bytes);
+        QCOMPARE(light->actualBrightness(!second), full);
+    }
+
+    void programSetsBacklight()
+    {
+        // What the program sets, it reads back as the light's level.
+        SimTerminal sim;
+        auto *light = sim.add<SimBacklight>(SimBacklight::A8, 200);
+        MarvoFunction::setBackLightValue(150, true);
+        QTRY_COMPARE(MarvoFunction::getBackLightValue(true), 150);
+        MarvoFunction::setBackLightValue(1000, true);
+        QTRY_COMPARE(MarvoFunction::getBackLightValue(true), 200);
+        QCOMPARE(MarvoFunction::getBackLightValue(false), 200);
+        QCOMPARE(light->writes().size(), 2);
+    }
+
+    void touchClick_data()
+    {
+        QTest::addColumn<int>("files");
+        QTest::addColumn<QList<bool>>("calls"); // touchBeep(on) in turn
+        QTest::addColumn<bool>("clicks");
+        const int beep = SimTouchSound::TouchBeep, quiet = SimTouchSound::TouchQuiet;
+        QTest::newRow("switch, off") << beep << QList<bool>{false} << false;
+        QTest::newRow("switch, off and on") << beep << QList<bool>{false, true} << true;
+        QTest::newRow("mute, off") << quiet << QList<bool>{false} << false;
+        // Only the switch is written when both exist; the mute keeps the click on.
+        QTest::newRow("both, off") << (beep | quiet) << QList<bool>{false} << false;
+        QTest::newRow("neither") << 0 << QList<bool>{} << false;
+    }
+    void touchClick()
+    {
+        QFETCH(int, files);
+        QFETCH(QList<bool>, calls);
+        QFETCH(bool, clicks);
+        SimTerminal sim;
+        auto *click = sim.add<SimTouchSound>(files);
+        QCOMPARE(click->clicks(), files != 0);
+        for (bool on : calls)
+            QVERIFY(MarvoFunction::touchBeep(on));
+        QCOMPARE(click->clicks(), clicks);
+    }
+
+    void powerSupply_data()
+    {
+        QTest::addColumn<PowerSetup>("setup");
+        QTest::addColumn<QByteArray>("uevent");
+        QTest::addColumn<QByteArray>("online");
+        QTest::addColumn<QStringList>("events"); // announced by the setup
+        const QString change = QStringLiteral("change Battery");
+        QTest::newRow("as registered") << PowerSetup([](SimPowerSupply *) {}) << FreshBattery << QByteArray("1\n")
+                                       << QStringList();
+        QTest::newRow("weak battery, no mains") << PowerSetup([](SimPowerSupply *p) {
+            p->setCapacity(14);
+            p->setStatus(QStringLiteral("Discharging"));
+            p->setVoltageNow(4012000);
+            p->setMains(false);
+        }) << QByteArray("POWER_SUPPLY_NAME=Battery\nPOWER_SUPPLY_STATUS=Discharging\nPOWER_SUPPLY_PRESENT=1\n"
+                         "POWER_SUPPLY_HEALTH=Good\nPOWER_SUPPLY_TECHNOLOGY=Li-ion\n"
+                         "POWER_SUPPLY_VOLTAGE_NOW=4012000\nPOWER_SUPPLY_CAPACITY=14\n"
+                         "POWER_SUPPLY_CHARGE_FULL_DESIGN=2200000\n")
+                                           << QByteArray("0\n")
+                                           << QStringList({change, change, change, "change Ac", change});
+        QTest::newRow("pack out") << PowerSetup([](SimPowerSupply *p) { p->setPackPresent(false); })
+                                  << QByteArray("POWER_SUPPLY_NAME=Battery\nPOWER_SUPPLY_PRESENT=0\n") << QByteArray("1\n")
+                                  << QStringList({change});
+        QTest::newRow("pack out and back") << PowerSetup([](SimPowerSupply *p) {
+            p->setPackPresent(false);
+            p->setPackPresent(true);
+        }) << FreshBattery << QByteArray("1\n") << QStringList({change, change});
+        QTest::newRow("odd driver") << PowerSetup([](SimPowerSupply *p) {
+            p->setProperty("capacity", "abc");
+            p->removeProperty("health");
+            p->setProperty("capacity_level", "Low");
+            p->setHealth(QStringLiteral("Overheat")); // gone from its place: reported last
+        }) << QByteArray("POWER_SUPPLY_NAME=Battery\nPOWER_SUPPLY_STATUS=Charging\nPOWER_SUPPLY_PRESENT=1\n"
+                         "POWER_SUPPLY_TECHNOLOGY=Li-ion\nPOWER_SUPPLY_VOLTAGE_NOW=4100000\n"
+                         "POWER_SUPPLY_CAPACITY=abc\nPOWER_SUPPLY_CHARGE_FULL_DESIGN=2200000\n"
+                         "POWER_SUPPLY_CAPACITY_LEVEL=Low\nPOWER_SUPPLY_HEALTH=Overheat\n")
+                                    << QByteArray("1\n") << QStringList({change, change, change, change});
+        QTest::newRow("only mains registered") << PowerSetup([](SimPowerSupply *p) {
+            p->setSupplies(SimPowerSupply::Ac);
+        }) << QByteArray() << QByteArray("1\n") << QStringList({"remove Battery"});
+        QTest::newRow("only the battery registered") << PowerSetup([](SimPowerSupply *p) {
+            p->setSupplies(SimPowerSupply::Battery);
+            p->setMains(false);
+        }) << FreshBattery << QByteArray() << QStringList({"remove Ac", change});
+    }
+    void powerSupply()
+    {
+        QFETCH(PowerSetup, setup);
+        QFETCH(QByteArray, uevent);
+        QFETCH(QByteArray, online);
+        QFETCH(QStringList, events);
+        SimTerminal sim;
+        auto *power = sim.add<SimPowerSupply>();
+        const int registration = sim.hotplug()->datagrams().size();
+        setup(power);
+        const QList<QByteArray> sent = sim.hotplug()->datagrams().mid(registration);
+        QStringList announced;
+        for (const QByteArray &datagram : sent) {
+            const QByteArray header = datagram.left(datagram.indexOf('\0'));
+            announced << QString::fromLatin1(header.left(header.indexOf('@')) + ' ' + header.mid(header.lastIndexOf('/') + 1));
+        }
+        QCOMPARE(announced, events);
+        // A change carries what the uevent file says, field by field.
+        if (!sent.isEmpty() && announced.last() == QLatin1String("change Battery")) {
+            const QList<QByteArray> fields = sent.last().split('\0');
+            QVERIFY(fields.contains("SUBSYSTEM=power_supply"));
+            for (const QByteArray &line : uevent.split('\n'))
+                QVERIFY2(line.isEmpty() || fields.contains(line), line.constData());
+        }
+        QCOMPARE(sim.readFile(UPS_BAT_PATH_NAME), uevent);
+        QCOMPARE(sim.readFile(UPS_AC_PATH_NAME), online);
+        // Each property reported is also its own file, and no other is.
+        QStringList files;
+        for (const QByteArray &line : uevent.split('\n')) {
+            if (line.isEmpty() || line.startsWith("POWER_SUPPLY_NAME="))
+                continue;
+            const QString name = QString::fromLatin1(line.mid(13, line.indexOf('=') - 13)).toLower();
+            QCOMPARE(power->attribute(QStringLiteral("Battery/") + name), line.mid(line.indexOf('=') + 1) + '\n');
+            files << name;
+        }
+        if (!uevent.isEmpty())
+            files << QStringLiteral("type") << QStringLiteral("uevent");
+        files.sort();
+        const QDir battery(sim.hostPath(QStringLiteral("/sys/class/power_supply/Battery")));
+        QCOMPARE(battery.entryList(QDir::Files, QDir::Name), files);
+        if (!online.isEmpty())
+            QCOMPARE(sim.readFile(QStringLiteral("/sys/class/power_supply/Ac/uevent")),
+                     "POWER_SUPPLY_NAME=Ac\nPOWER_SUPPLY_ONLINE=" + online);
+    }
+
+    void powerSupplyChangeReachesProgram()
+    {
+        // The program's uevent socket hears of the change, as the battery
+        // monitor waits for it.
+        SimTerminal sim;
+        auto *power = sim.add<SimPowerSupply>();
+        const int fd = MKernel::openUeventSocket();
+        QVERIFY(fd >= 0);
+        power->setCapacity(14);
+        pollfd p = {fd, POLLIN, 0};
+        QCOMPARE(::poll(&p, 1, 10000), 1); // a bound for a model that never sends
+        char buffer[2048] = {};
+        const ssize_t got = ::recv(fd, buffer, sizeof buffer, 0);
+        ::close(fd);
+        QVERIFY(got > 0);
+        const QList<QByteArray> fields = QByteArray(buffer, int(got)).split('\0');
+        QCOMPARE(fields.value(0), QByteArray("change@/devices/platform/battery-charger/power_supply/Battery"));
+        QVERIFY(fields.contains("POWER_SUPPLY_CAPACITY=14"));
+    }
+
+    void powerSupplyUnregistered()
+    {
+        // The class folder stays; the supplies come back as they were left.
+        SimTerminal sim;
+        auto *power = sim.add<SimPowerSupply>();
+        power->setCapacity(14);
+        power->setPresent(false);
+        QVERIFY(!power->isPresent());
+        QVERIFY(sim.hotplug()->datagrams().constLast().startsWith("remove@"));
+        QVERIFY(!sim.exists(QStringLiteral("/sys/class/power_supply/Battery")));
+        QVERIFY(!sim.exists(QStringLiteral("/sys/class/power_supply/Ac")));
+        QVERIFY(sim.exists(QStringLiteral("/sys/class/power_supply")));
+        power->setMains(false); // while unregistered: no files appear
+        QVERIFY(!sim.exists(UPS_AC_PATH_NAME));
+        power->setPresent(true);
+        QVERIFY(sim.readFile(UPS_BAT_PATH_NAME).contains("POWER_SUPPLY_CAPACITY=14\n"));
+        QCOMPARE(power->acOnline(), QByteArray("0\n"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSimSysfsDevice)
+#include "tst_simsysfsdevice.moc"
