@@ -7,16 +7,7 @@
 // that runs until it is closed or the process gets SIGINT or SIGTERM.
 #include "runkx4test.h"
 #include "signalquit.h"
-#include "simbacklight.h"
-#include "simbuzzer.h"
-#include "simcustomerdisplay.h"
-#include "simibutton.h"
-#include "simkernelfiles.h"
-#include "simmagreader.h"
-#include "simperipheralpower.h"
-#include "simrfidreader.h"
 #include "simterminal.h"
-#include "simtouchsound.h"
 #include "simwindow.h"
 #include "vnclocalonly.h"
 
@@ -24,31 +15,21 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcessEnvironment>
 
 #include <cstdio>
 
 namespace {
 
-// ---- The A9 board --------------------------------------------------------
-// Every device of the dual-core board that has a model so far, idle. This
-// whole function is to be replaced by SimTerminal::addPreset(SimTerminal::Board::A9).
+// The dual-core board with every device that has a model so far, idle, and
+// the environment its start script exports (the device layer reads it).
 void populateA9(SimTerminal &sim)
 {
-    // The dual-core board's start script exports this; the device layer reads it.
-    qputenv("DUALCORE_CPU", "1");
-    sim.add<SimBuzzer>();
-    sim.add<SimPeripheralPower>();
-    sim.add<SimBacklight>(SimBacklight::A9);
-    sim.add<SimTouchSound>(SimTouchSound::TouchBeep);
-    sim.add<SimCustomerDisplay>();
-    sim.add<SimMagReader>();
-    sim.add<SimRfidReader>();
-    sim.add<SimIButton>();
-    SimKernelFiles::setCpuStat(sim, 4200, 10, 1300, 98000, 300, 20, 40, 0);
-    SimKernelFiles::setUpTime(sim, 1234.56, 2200.10);
-    SimKernelFiles::setCmdLine(sim, "console=ttyS0,115200 root=/dev/mmcblk0p2 rootwait");
+    sim.addPreset(SimTerminal::Board::A9);
+    const QProcessEnvironment board = SimTerminal::boardEnvironment(SimTerminal::Board::A9);
+    for (const QString &name : board.keys())
+        qputenv(name.toLocal8Bit().constData(), board.value(name).toLocal8Bit());
 }
-// ---------------------------------------------------------------------------
 
 // The stand-ins beside the executable (a copy installed with it), else the
 // ones of the source tree it was built from.
