@@ -1,11 +1,12 @@
 #include "simibutton.h"
 
+#include "drivers/hdq.h"
 #include "marvofunction.h"
 
 namespace {
-const char ReadRomCommand = 0x33;
-const int RomSize = 8;
-const int ExchangeSize = 1 + RomSize;
+const char ReadRomCommand = HDQ_READ_ROM_COMMAND;
+const int RomSize = HDQ_ROM_SIZE;
+const int ExchangeSize = HDQ_ROM_ANSWER_SIZE;
 }
 
 SimIButton::SimIButton() : SimDevice(IBUTTON_DEVICE_NAME) {}

@@ -1,14 +1,14 @@
 #include "simmagreader.h"
 
+#include "drivers/magcard.h"
 #include "marvofunction.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
 namespace {
-const int LengthFieldsSize = 12;
-
 QByteArray trackText(const QByteArray &text)
 {
     // The driver always leaves room for the terminating zero.
@@ -24,13 +24,16 @@ SimMagReader::SimMagReader() : SimDevice(MAGNETIC_CARD_DEVICE_NAME)
 QByteArray SimMagReader::record(int length1, int length2, int length3,
                                 const QByteArray &track1, const QByteArray &track2, const QByteArray &track3)
 {
-    QByteArray out(RecordSize, '\0');
-    const int32_t lengths[3] = {length1, length2, length3};
-    std::memcpy(out.data(), lengths, sizeof lengths); // host order, as the driver writes them
-    const QByteArray texts[3] = {trackText(track1), trackText(track2), trackText(track3)};
-    for (int i = 0; i < 3; ++i)
-        std::memcpy(out.data() + LengthFieldsSize + i * TrackFieldSize, texts[i].constData(), size_t(texts[i].size()));
-    return out;
+    // Built in the driver's own record layout, lengths in host order.
+    MagCardRecord r;
+    std::memset(&r, 0, sizeof r);
+    const int32_t lengths[MAGCARD_TRACKS] = {length1, length2, length3};
+    const QByteArray texts[MAGCARD_TRACKS] = {trackText(track1), trackText(track2), trackText(track3)};
+    for (int i = 0; i < MAGCARD_TRACKS; ++i) {
+        r.length[i] = lengths[i];
+        std::memcpy(r.text[i], texts[i].constData(), size_t(texts[i].size()));
+    }
+    return QByteArray(reinterpret_cast<const char *>(&r), int(sizeof r));
 }
 
 int SimMagReader::swipe(const QByteArray &track1, const QByteArray &track2, const QByteArray &track3)

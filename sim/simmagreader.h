@@ -16,6 +16,7 @@
 //     ... QCOMPARE(reader->history().last().kind, SimMagReader::Event::Close);
 #pragma once
 
+#include "drivers/magcard.h"
 #include "simdevice.h"
 
 #include <QElapsedTimer>
@@ -24,7 +25,7 @@
 class SimMagReader : public SimDevice
 {
 public:
-    enum { RecordSize = 396, TrackFieldSize = 128 };
+    enum { RecordSize = MAGCARD_RECORD_SIZE, TrackFieldSize = MAGCARD_TRACK_TEXT_SIZE };
 
     struct Event
     {
