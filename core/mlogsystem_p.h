@@ -36,6 +36,9 @@ struct MLogSystem::Private
     bool fileStarted = false;
     quint64 lineCounter = 0;
     QString lineTemplate = QStringLiteral("#etdl");
+    // The configured date format, lower-case mm and all. The line writer does
+    // not consult it: dates in lines are always "dd.MM.yyyy".
+    QString dateFormat = QStringLiteral("dd.mm.yyyy");
     QString fileName;
     QByteArray nativeFileName;
     int sizeLimitMode = 0;
