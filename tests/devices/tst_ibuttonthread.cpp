@@ -80,14 +80,7 @@ private slots:
                                    << "IButtonThread: IButtonThread shutdown start.");
     }
 
-    void stops_data()
-    {
-        QTest::addColumn<int>("how");
-        QTest::newRow("before start") << int(WorkerProbe::StopBeforeStart);
-        QTest::newRow("right after start") << int(WorkerProbe::StopRightAfterStart);
-        QTest::newRow("between polls") << int(WorkerProbe::StopWhileRunning);
-        QTest::newRow("parent destroyed") << int(WorkerProbe::DestroyParentWhileRunning);
-    }
+    void stops_data() { WorkerProbe::addStopRows("between polls"); }
     void stops()
     {
         // A key lies on the contact from the start: a worker stopped before

@@ -133,14 +133,7 @@ private slots:
         QTRY_COMPARE(probe.logLines.filter("MagCardThread"), LogLines);
     }
 
-    void stops_data()
-    {
-        QTest::addColumn<int>("how");
-        QTest::newRow("before start") << int(WorkerProbe::StopBeforeStart);
-        QTest::newRow("right after start") << int(WorkerProbe::StopRightAfterStart);
-        QTest::newRow("waiting for a swipe") << int(WorkerProbe::StopWhileRunning);
-        QTest::newRow("parent destroyed") << int(WorkerProbe::DestroyParentWhileRunning);
-    }
+    void stops_data() { WorkerProbe::addStopRows("waiting for a swipe"); }
     void stops()
     {
         // However it is stopped, the worker opens, reads nothing, sends the

@@ -116,14 +116,7 @@ private slots:
                                    << "RFIDThread: RFIDThread <run> finished.");
     }
 
-    void stops_data()
-    {
-        QTest::addColumn<int>("how");
-        QTest::newRow("before start") << int(WorkerProbe::StopBeforeStart);
-        QTest::newRow("right after start") << int(WorkerProbe::StopRightAfterStart);
-        QTest::newRow("between polls") << int(WorkerProbe::StopWhileRunning);
-        QTest::newRow("parent destroyed") << int(WorkerProbe::DestroyParentWhileRunning);
-    }
+    void stops_data() { WorkerProbe::addStopRows("between polls"); }
     void stops()
     {
         // A card lies on the reader from the start: a worker stopped before

@@ -17,6 +17,16 @@ class WorkerProbe : public QObject
 public:
     // How a test ends the worker.
     enum Stop { StopBeforeStart, StopRightAfterStart, StopWhileRunning, DestroyParentWhileRunning };
+    // The rows of a worker's stop table, one per way of stopping it, in an
+    // int column "how"; `whileRunning` names the worker's own waiting state.
+    static void addStopRows(const char *whileRunning)
+    {
+        QTest::addColumn<int>("how");
+        QTest::newRow("before start") << int(StopBeforeStart);
+        QTest::newRow("right after start") << int(StopRightAfterStart);
+        QTest::newRow(whileRunning) << int(StopWhileRunning);
+        QTest::newRow("parent destroyed") << int(DestroyParentWhileRunning);
+    }
 
     WorkerProbe()
     {
