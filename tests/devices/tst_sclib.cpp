@@ -204,6 +204,20 @@ private slots:
         }
     }
 
+    // A command with data and Le: the Le byte goes out behind the data and the
+    // card, which takes only Lc bytes, answers with its status.
+    void leGoesOutWithData()
+    {
+        Slot slot;
+        QVERIFY(slot.open());
+        QCOMPARE(sc_ColdReset(&slot.h), 0);
+        unsigned char reply[SC_MAX_RESPONSE] = {};
+        QCOMPARE(sc_ApduCommand(&slot.h, 0x00, 0x88, 0x00, 0x01, 8, block(2), 8, reply), 2);
+        QCOMPARE(bytes(reply, 2).toHex(), QByteArray("6108"));
+        QCOMPARE(slot.card->exchanges().last().data, blockBytes(2, 8));
+        QVERIFY(slot.card->lineFromProgram().endsWith(blockBytes(2, 8) + '\x08'));
+    }
+
     void apduLengthRefused_data()
     {
         QTest::addColumn<QByteArray>("apdu");
