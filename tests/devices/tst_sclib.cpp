@@ -355,6 +355,42 @@ private slots:
         }
     }
 
+    // What the answer to reset makes of the reader's line: a PTS only when
+    // the card is in negotiable mode and offers another speed.
+    void readerParameters_data()
+    {
+        QTest::addColumn<QByteArray>("atr");
+        QTest::addColumn<int>("di");
+        QTest::addColumn<int>("guardTime");
+        QTest::addColumn<int>("waitingInt");
+        QTest::addColumn<QByteArray>("pts");
+        QTest::newRow("default speed") << SimSmartCard::directAtr() << 1 << 0 << 10 << QByteArray();
+        QTest::newRow("negotiable, D 4") << QByteArray::fromHex("3b9113004b") << 4 << 0 << 10
+                                         << QByteArray::fromHex("ff1013fc");
+        // TA2 present: the card runs at TA1 from the start; TC1 guard time, TC2 WI.
+        QTest::newRow("specific mode") << QByteArray::fromHex("3bd51802500014") + QByteArray("KX4SC") << 12 << 2 << 20
+                                       << QByteArray();
+    }
+    void readerParameters()
+    {
+        QFETCH(QByteArray, atr);
+        QFETCH(int, di);
+        QFETCH(int, guardTime);
+        QFETCH(int, waitingInt);
+        QFETCH(QByteArray, pts);
+        Slot slot;
+        slot.card->setAtr(atr);
+        QVERIFY(slot.open());
+        QCOMPARE(sc_ColdReset(&slot.h), 0);
+        QCOMPARE(slot.card->ptsReceived().toHex(), pts.toHex());
+        QCOMPARE(slot.card->readerPara().fi, 372);
+        QCOMPARE(slot.card->readerPara().di, di);
+        QCOMPARE(slot.card->readerPara().guardTime, guardTime);
+        QCOMPARE(slot.card->readerPara().waitingInt, waitingInt);
+        unsigned char reply[SC_MAX_RESPONSE] = {};
+        QCOMPARE(sc_GetChallenge4(&slot.h, reply), 6);
+    }
+
     void coldResetOrder()
     {
         Slot slot;
