@@ -102,8 +102,10 @@ public:
     //   Both boards: /dev/buzzer (SimBuzzer); /dev/perdev0, peripheral power
     //     and cash drawer (SimPeripheralPower); /dev/lcd0, customer display
     //     (SimCustomerDisplay); /dev/magcard0 (SimMagReader); /dev/rfid0
-    //     (SimRfidReader); /dev/omap_hdq0 (SimIButton); the Battery and Ac
-    //     power supplies, mains on, 80 % and charging (SimPowerSupply);
+    //     (SimRfidReader); /dev/omap_hdq0 (SimIButton); /dev/smartcard1 with
+    //     the fiscal module's card in the slot, direct convention
+    //     (SimSmartCard); the Battery and Ac power supplies, mains on, 80 %
+    //     and charging (SimPowerSupply);
     //     serial lines /dev/ttyS0 with the internal modem's answers and
     //     /dev/ttyS1, /dev/ttyS2 with nothing plugged in (SimSerialLine);
     //     /proc/stat, /proc/uptime, /proc/cmdline, /proc/cpuinfo and
@@ -114,9 +116,9 @@ public:
     //   A8: backlights pwm-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A8); the older buzzer driver's touch_beep; one
     //     Cortex-A8 core, 256 MB.
-    // Devices without a model get no node (the receipt printer, the smart
-    // card, /dev/ups, /dev/sleep0, the input event nodes): a missing node is
-    // what the program reports as an absent device. Call it once, on a
+    // Devices without a model get no node (the receipt printer, /dev/ups,
+    // /dev/sleep0, the input event nodes): a missing node is what the
+    // program reports as an absent device. Call it once, on a
     // terminal without models.
     void addPreset(Board board);
     // What the board's start script exports for the program: DUALCORE_CPU=1

@@ -11,6 +11,7 @@
 #include "simpowersupply.h"
 #include "simrfidreader.h"
 #include "simserialline.h"
+#include "simsmartcard.h"
 #include "simtouchsound.h"
 
 void SimTerminal::addPreset(Board board)
@@ -23,6 +24,7 @@ void SimTerminal::addPreset(Board board)
     add<SimMagReader>();
     add<SimRfidReader>();
     add<SimIButton>();
+    add<SimSmartCard>();
     add<SimBacklight>(a9 ? SimBacklight::A9 : SimBacklight::A8, 255);
     // The newer buzzer driver of the dual-core board mutes the click; the
     // older one switches it.
