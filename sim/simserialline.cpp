@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -135,6 +136,44 @@ QByteArray SimSerialLine::defaultModemTable()
                              "> ATD*99#\n< CONNECT\n");
 }
 
+void SimSerialLine::changeEchoByte(int after)
+{
+    QMutexLocker lock(&mutex);
+    m_echoFault = ChangedByte;
+    m_echoFaultAfter = qMax(after, 0);
+    m_echoFaultCount = 1;
+}
+
+void SimSerialLine::loseEchoBytes(int after, int count)
+{
+    QMutexLocker lock(&mutex);
+    m_echoFault = count > 0 ? LostBytes : NoEchoFault;
+    m_echoFaultAfter = qMax(after, 0);
+    m_echoFaultCount = count;
+}
+
+void SimSerialLine::setOpenRefused(bool refused)
+{
+    QMutexLocker lock(&mutex);
+    m_openRefused = refused;
+    applyOpenRefused();
+}
+
+bool SimSerialLine::isOpenRefused() const
+{
+    QMutexLocker lock(&mutex);
+    return m_openRefused;
+}
+
+void SimSerialLine::applyOpenRefused()
+{
+    // A locked master makes the kernel refuse every open of its terminal
+    // side with EIO, root's included.
+    int locked = m_openRefused ? 1 : 0;
+    if (m_master >= 0 && ::ioctl(m_master, TIOCSPTLCK, &locked) != 0)
+        qWarning("SimSerialLine: cannot %s %s", m_openRefused ? "lock" : "unlock", qPrintable(nodePath()));
+}
+
 void SimSerialLine::transmit(const QByteArray &bytes)
 {
     QMutexLocker lock(&mutex);
@@ -248,6 +287,7 @@ void SimSerialLine::createTerminal()
     if (side >= 0)
         ::close(side);
     m_programOpen = false;
+    applyOpenRefused();
     startRecheck();
 }
 
@@ -346,7 +386,7 @@ void SimSerialLine::takeInput(const QByteArray &bytes)
     case Silent:
         break;
     case Loopback:
-        queueTransmit(bytes);
+        queueTransmit(applyEchoFault(bytes));
         break;
     case ReplyTable:
         for (const char c : bytes) {
@@ -359,6 +399,30 @@ void SimSerialLine::takeInput(const QByteArray &bytes)
         }
         break;
     }
+}
+
+QByteArray SimSerialLine::applyEchoFault(QByteArray bytes)
+{
+    if (m_echoFault == NoEchoFault)
+        return bytes;
+    if (m_echoFaultAfter >= bytes.size()) {
+        m_echoFaultAfter -= bytes.size();
+        return bytes;
+    }
+    const int at = m_echoFaultAfter;
+    m_echoFaultAfter = 0;
+    if (m_echoFault == ChangedByte) {
+        bytes[at] = char(~bytes.at(at));
+        m_echoFault = NoEchoFault;
+        return bytes;
+    }
+    // Lost bytes may span several pieces of input.
+    const int lost = qMin(m_echoFaultCount, bytes.size() - at);
+    bytes.remove(at, lost);
+    m_echoFaultCount -= lost;
+    if (m_echoFaultCount == 0)
+        m_echoFault = NoEchoFault;
+    return bytes;
 }
 
 void SimSerialLine::answerCommand(const QByteArray &line)

@@ -83,6 +83,22 @@ public:
     // A modem's usual answers: AT, ATE0, ATI0, AT+CSQ, AT+CPIN? and ATD*99#.
     static QByteArray defaultModemTable();
 
+    // Faults of the loopback plug, each applied once and counted over the
+    // bytes the plug echoes from the call on; a new call replaces a fault not
+    // yet applied. After `after` bytes went back unchanged, the next one comes
+    // back with its bits inverted (noise on the wire), or the next `count`
+    // ones never come back (a short echo: a loose plug, a lost byte).
+    void changeEchoByte(int after);
+    void loseEchoBytes(int after, int count);
+    // The port cannot be opened: the pseudo-terminal is locked again, so every
+    // open of the node, by the port module or through the kernel boundary,
+    // fails with EIO while the node is still there (a port whose driver gave
+    // up). Set it while the port is closed: the kernel also fails reads and
+    // writes of a descriptor still open once somebody's open was refused.
+    // Kept across setPresent().
+    void setOpenRefused(bool refused);
+    bool isOpenRefused() const;
+
     // The device sends on its own (a modem's RING), paced like any answer;
     // lost while the program has the port closed.
     void transmit(const QByteArray &bytes);
@@ -122,6 +138,8 @@ private:
     void startRecheck();
     void onRecheck(quint64 generation);
     void takeInput(const QByteArray &bytes);
+    QByteArray applyEchoFault(QByteArray bytes);
+    void applyOpenRefused();
     void answerCommand(const QByteArray &line);
     void queueTransmit(const QByteArray &bytes);
     void scheduleTransmit();
@@ -143,6 +161,12 @@ private:
     QByteArray m_pending;     // answer bytes not yet on the wire
     qint64 m_nextDueNs = 0;   // when the first pending byte has fully arrived
     qint64 m_lineFreeNs = 0;  // when the last byte sent finished
+
+    enum EchoFault { NoEchoFault, ChangedByte, LostBytes };
+    EchoFault m_echoFault = NoEchoFault;
+    int m_echoFaultAfter = 0; // bytes still to echo unchanged before the fault
+    int m_echoFaultCount = 0; // bytes lost
+    bool m_openRefused = false;
 
     QByteArray m_commandLine;
     QByteArray m_received;

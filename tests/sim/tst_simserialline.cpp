@@ -9,6 +9,7 @@
 #include <QSerialPort>
 #include <QtTest>
 
+#include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
 #include <termios.h>
@@ -252,6 +253,70 @@ private slots:
         }
         QCOMPARE(got, QByteArray("ping"));
         ::close(fd);
+    }
+
+    void echoFaults_data()
+    {
+        QTest::addColumn<bool>("change");
+        QTest::addColumn<int>("after");
+        QTest::addColumn<int>("count");
+        QTest::newRow("changed first byte") << true << 0 << 1;
+        QTest::newRow("changed byte in the second write") << true << 300 << 1;
+        QTest::newRow("one byte lost") << false << 255 << 1;
+        QTest::newRow("bytes lost across two writes") << false << 250 << 20;
+    }
+    void echoFaults()
+    {
+        QFETCH(bool, change);
+        QFETCH(int, after);
+        QFETCH(int, count);
+        SimTerminal sim;
+        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Loopback);
+        if (change)
+            line->changeEchoByte(after);
+        else
+            line->loseEchoBytes(after, count);
+        QSerialPort port;
+        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS1"), 115200), qPrintable(port.errorString()));
+        // Two writes: a fault counts over everything echoed, and happens once.
+        const QByteArray sent = ascending(256) + ascending(256);
+        QByteArray expected = sent;
+        if (change)
+            expected[after] = char(~sent.at(after));
+        else
+            expected.remove(after, count);
+        port.write(sent.left(256));
+        QVERIFY(port.waitForBytesWritten(GiveUpMs));
+        const int lostFromFirst = change ? 0 : qMax(0, qMin(after + count, 256) - qMin(after, 256));
+        QByteArray got = readBytes(port, 256 - lostFromFirst);
+        port.write(sent.mid(256));
+        QVERIFY(port.waitForBytesWritten(GiveUpMs));
+        got += readBytes(port, expected.size() - got.size());
+        QCOMPARE(got, expected);
+        QCOMPARE(line->received(), sent);
+        QCOMPARE(line->transmitted(), expected);
+    }
+
+    void openRefused()
+    {
+        SimTerminal sim;
+        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Loopback);
+        line->setOpenRefused(true);
+        // The node stays; opening it fails for everybody, root included.
+        QVERIFY(QFileInfo::exists(sim.hostPath(QStringLiteral("/dev/ttyS1"))));
+        QSerialPort port;
+        QVERIFY(!openPort(port, QStringLiteral("/dev/ttyS1"), 115200));
+        QCOMPARE(MKernel::open(MSystemRoot::nativePath(QStringLiteral("/dev/ttyS1")).constData(), O_RDWR | O_NOCTTY), -1);
+        QCOMPARE(errno, EIO);
+        // Kept when the line is plugged in again, gone when taken back.
+        line->setPresent(false);
+        line->setPresent(true);
+        QVERIFY(line->isOpenRefused());
+        QVERIFY(!openPort(port, QStringLiteral("/dev/ttyS1"), 115200));
+        line->setOpenRefused(false);
+        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS1"), 115200), qPrintable(port.errorString()));
+        port.write("open");
+        QCOMPARE(readBytes(port, 4), QByteArray("open"));
     }
 };
 
