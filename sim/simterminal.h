@@ -101,7 +101,8 @@ public:
     // Each new model is added here, and to this list, when it is written.
     //   Both boards: /dev/buzzer (SimBuzzer); /dev/perdev0, peripheral power
     //     and cash drawer (SimPeripheralPower); /dev/lcd0, customer display
-    //     (SimCustomerDisplay); /dev/magcard0 (SimMagReader); /dev/rfid0
+    //     (SimCustomerDisplay); /dev/ttyprinter0, thermal printer with paper
+    //     (SimPrinter); /dev/magcard0 (SimMagReader); /dev/rfid0
     //     (SimRfidReader); /dev/omap_hdq0 (SimIButton); the Battery and Ac
     //     power supplies, mains on, 80 % and charging (SimPowerSupply);
     //     serial lines /dev/ttyS0 with the internal modem's answers and
@@ -114,9 +115,9 @@ public:
     //   A8: backlights pwm-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A8); the older buzzer driver's touch_beep; one
     //     Cortex-A8 core, 256 MB.
-    // Devices without a model get no node (the receipt printer, the smart
-    // card, /dev/ups, /dev/sleep0, the input event nodes): a missing node is
-    // what the program reports as an absent device. Call it once, on a
+    // Devices without a model get no node (the smart card, /dev/ups,
+    // /dev/sleep0, the input event nodes): a missing node is what the
+    // program reports as an absent device. Call it once, on a
     // terminal without models.
     void addPreset(Board board);
     // What the board's start script exports for the program: DUALCORE_CPU=1

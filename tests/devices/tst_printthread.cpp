@@ -177,7 +177,8 @@ private slots:
         QVERIFY(!probe.events.filter("PRN: Print finish").size());
 
         printer->setPaperOut(false);
-        QTRY_VERIFY_WITH_TIMEOUT(worker->isWaiting(), 10000);
+        // The line comes by a queued signal: wait for it, not only for the sleep.
+        QTRY_VERIFY_WITH_TIMEOUT(probe.events.contains("Wait next cycle.") && worker->isWaiting(), 10000);
         QVERIFY(probe.events.contains("PRN: Printer status: 00000000 (00)."));
         QVERIFY(probe.events.filter("PRN: Print finish").size() == 1);
         QTRY_COMPARE_WITH_TIMEOUT(printer->rasterRows().size(), imageRows().size(), 10000);
@@ -199,8 +200,7 @@ private slots:
         WorkerProbe probe;
         auto *worker = probe.create<PrintThread>();
         worker->start();
-        QTRY_VERIFY_WITH_TIMEOUT(worker->isWaiting(), 10000);
-        QVERIFY(probe.events.contains("Wait next cycle."));
+        QTRY_VERIFY_WITH_TIMEOUT(probe.events.contains("Wait next cycle.") && worker->isWaiting(), 10000);
         worker->wakeUp();
         QTRY_VERIFY_WITH_TIMEOUT(probe.events.contains("PRN: consistence is 9"), 10000);
         QTRY_VERIFY_WITH_TIMEOUT(worker->isWaiting() && probe.events.count("Wait next cycle.") == 2, 10000);
@@ -248,6 +248,17 @@ private slots:
         const QByteArray job(3000, 'j');
         std::atomic<int> result{-2};
         std::thread writer([&] { result = worker.intWritePRNDeviceData(job); });
+        // However the checks end, the printer runs again and the writer is joined.
+        struct Join {
+            SimPrinter *printer;
+            std::thread &writer;
+            ~Join()
+            {
+                printer->setStalled(false);
+                if (writer.joinable())
+                    writer.join();
+            }
+        } join{printer, writer};
         if (held) {
             // Asked again and again, and nothing written meanwhile.
             QTRY_VERIFY_WITH_TIMEOUT(printer->freeSpaceQueries() >= 3, 10000);
@@ -304,7 +315,7 @@ private slots:
         WorkerProbe probe;
         auto *worker = probe.create<PrintThread>();
         worker->start();
-        QTRY_VERIFY_WITH_TIMEOUT(worker->isWaiting(), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(probe.events.contains("Wait next cycle.") && worker->isWaiting(), 10000);
         if (fail)
             printer->failIoctl(requests[button], EIO);
         const int before = probe.events.size();
