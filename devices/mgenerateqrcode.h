@@ -39,7 +39,7 @@ private:
 
     QByteArray moduleData;
     int encodeLevel = 0; // QR_ECLEVEL_L
-    int encodeHint = 2;  // QR_MODE_8
+    int encodeHint = 2; // QR_MODE_8
     int symbolWidth = 0;
     int symbolVersion = 0;
 };

@@ -1,8 +1,8 @@
 #include "mprinter.h"
 
+#include "drivers/printer.h"
 #include "marvofunction.h"
 #include "mkernel.h"
-#include "drivers/printer.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,10 +1,10 @@
 #include "printthread.h"
 
+#include "drivers/printer.h"
 #include "marvofunction.h"
 #include "mclock.h"
 #include "mgenerateqrcode.h"
 #include "mkernel.h"
-#include "drivers/printer.h"
 
 #include <QDebug>
 #include <QElapsedTimer>
@@ -284,16 +284,16 @@ void PrintThread::printQRCode()
         QImage image(QString::fromLatin1(name));
         // Each scan line is one raster row for the head.
         for (int y = 0; y < image.height(); ++y)
-            intWritePRNDevice(QByteArray(reinterpret_cast<const char *>(image.constScanLine(y)),
-                                         image.bytesPerLine()));
+            intWritePRNDevice(QByteArray(reinterpret_cast<const char *>(image.constScanLine(y)), image.bytesPerLine()));
     }
     onOffPrintImage(0);
 }
 
 QString PrintThread::statusLine(unsigned char status)
 {
-    return tr("PRN: Printer status: %1 (%2).").arg(uint(status), 8, 2, QLatin1Char('0')).arg(uint(status), 2, 10,
-                                                                                              QLatin1Char('0'));
+    return tr("PRN: Printer status: %1 (%2).")
+        .arg(uint(status), 8, 2, QLatin1Char('0'))
+        .arg(uint(status), 2, 10, QLatin1Char('0'));
 }
 
 unsigned char PrintThread::requestStatus(QByteArray *raw)
@@ -342,9 +342,9 @@ void PrintThread::run()
                 message(tr("PRN: Test starting..."));
                 cutFullPage(1);
                 WriteSpaceLine(30);
-                const QString header = QStringLiteral("Begin test: %1")
-                                           .arg(MClock::instance()->now().toLocalTime().toString(
-                                               QStringLiteral("dd-MM-yyyy hh:mm:ss")));
+                const QString header =
+                    QStringLiteral("Begin test: %1")
+                        .arg(MClock::instance()->now().toLocalTime().toString(QStringLiteral("dd-MM-yyyy hh:mm:ss")));
                 intWritePRNDevice(SEQ(DoubleHeightSeq));
                 intWritePRNDeviceData(header.toLatin1());
                 intWritePRNDevice(SEQ(NormalModeSeq));
@@ -371,8 +371,7 @@ void PrintThread::run()
                 waiting = true;
                 // Woken by wakeUp(); a stop without it is noticed too, so a
                 // window that forgets the wake cannot keep the worker forever.
-                while (running() && !wakeCondition.wait(&mutex, 250)) {
-                }
+                while (running() && !wakeCondition.wait(&mutex, 250)) {}
                 waiting = false;
                 ++consistence;
             }

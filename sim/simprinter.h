@@ -119,13 +119,13 @@ private:
     int m_mode = 0;
     int m_charset = 0;
     int m_lineMode = 0; // the print mode at the line's first character
-    QByteArray m_pending;   // an escape sequence not complete yet
-    QByteArray m_line;      // characters of the line being received
+    QByteArray m_pending; // an escape sequence not complete yet
+    QByteArray m_line; // characters of the line being received
     QByteArray m_rasterRow; // image bytes not yet a full row
-    int m_unitBytes = 0;    // bytes received since the last item ended
-    QList<Item> m_items;    // everything received, in order
-    int m_printed = 0;      // items of m_items already on paper
-    double m_budget = 0;    // dot rows the head may still print
+    int m_unitBytes = 0; // bytes received since the last item ended
+    QList<Item> m_items; // everything received, in order
+    int m_printed = 0; // items of m_items already on paper
+    double m_budget = 0; // dot rows the head may still print
     QElapsedTimer m_clock;
     qint64 m_lastTick = 0;
     QHash<unsigned long, int> m_failing;

@@ -58,7 +58,8 @@ private slots:
             QCOMPARE(list[k].size(), 33);
             QCOMPARE(list[k].at(32), '\n');
             for (int j = 0; j < 32; ++j)
-                QCOMPARE(static_cast<unsigned char>(list[k].at(j)), static_cast<unsigned char>((48 + 32 * k + j) % 256));
+                QCOMPARE(static_cast<unsigned char>(list[k].at(j)),
+                         static_cast<unsigned char>((48 + 32 * k + j) % 256));
         }
         // The last row wraps: 240..255 and then 0..15.
         QCOMPARE(static_cast<unsigned char>(list[6].at(15)), static_cast<unsigned char>(255));
@@ -86,8 +87,8 @@ private slots:
         WorkerProbe probe;
         probe.create<PrintThread>()->start();
         QVERIFY(probe.waitEnded());
-        QCOMPARE(probe.events, QStringList({"PRN: Begin printer test.", "PRN: Error open printer device."})
-                                   + closingLines);
+        QCOMPARE(probe.events,
+                 QStringList({"PRN: Begin printer test.", "PRN: Error open printer device."}) + closingLines);
     }
 
     // One cycle at the head's real pace: everything the cycle prints, in
@@ -104,13 +105,13 @@ private slots:
         worker->start();
         QVERIFY(probe.waitEnded(60000));
 
-        QVERIFY2(inOrder(probe.events, {"PRN: Begin printer test.", "PRN: Open print device OK.",
-                                        "PRN: Begin print message", "PRN: Print start.", "PRN: consistence is 8",
-                                        "PRN: Test starting...", "PRN: Printer status: 00000000 (00).",
-                                        "PRN: Print finish (time elapsed: ", "PRN: Printer buffer: ",
-                                        "PRN: Main loop end.", "PRN: End PrintThread printer test.",
-                                        "PrintThread <run> finished."}),
-                 qPrintable(probe.events.join('\n')));
+        QVERIFY2(
+            inOrder(probe.events, {"PRN: Begin printer test.", "PRN: Open print device OK.", "PRN: Begin print message",
+                                   "PRN: Print start.", "PRN: consistence is 8", "PRN: Test starting...",
+                                   "PRN: Printer status: 00000000 (00).",
+                                   "PRN: Print finish (time elapsed: ", "PRN: Printer buffer: ", "PRN: Main loop end.",
+                                   "PRN: End PrintThread printer test.", "PrintThread <run> finished."}),
+            qPrintable(probe.events.join('\n')));
         QVERIFY(!probe.events.contains("Wait next cycle."));
         // Nothing left in the printer when the descriptor went.
         QCOMPARE(printer->unprintedLines(), 0);
@@ -122,8 +123,8 @@ private slots:
         QCOMPARE(paper[0], QStringList());
         const QStringList header = paper[1];
         QCOMPARE(header.size(), 2 + 30 + 30);
-        QVERIFY(QRegularExpression("^Begin test: \\d\\d-\\d\\d-\\d{4} \\d\\d:\\d\\d:\\d\\d$")
-                    .match(header[32]).hasMatch());
+        QVERIFY(
+            QRegularExpression("^Begin test: \\d\\d-\\d\\d-\\d{4} \\d\\d:\\d\\d:\\d\\d$").match(header[32]).hasMatch());
         QCOMPARE(header.filter("Begin test").size(), 1);
         const QStringList body = paper[2];
         QCOMPARE(body.size(), 2 + 6 + 2 + 30); // the last test row breaks at its own 0x0A
@@ -249,7 +250,8 @@ private slots:
         std::atomic<int> result{-2};
         std::thread writer([&] { result = worker.intWritePRNDeviceData(job); });
         // However the checks end, the printer runs again and the writer is joined.
-        struct Join {
+        struct Join
+        {
             SimPrinter *printer;
             std::thread &writer;
             ~Join()
@@ -350,8 +352,8 @@ private slots:
         worker->start();
         QVERIFY(probe.waitEnded(30000));
         // Reported, and the cycle goes on.
-        QVERIFY(inOrder(probe.events, {"PRN: Print start.", "PRN: ioctl set contrast error.",
-                                       "PRN: consistence is 8", "PRN: Print finish"}));
+        QVERIFY(inOrder(probe.events, {"PRN: Print start.", "PRN: ioctl set contrast error.", "PRN: consistence is 8",
+                                       "PRN: Print finish"}));
     }
 };
 

@@ -21,14 +21,23 @@ private slots:
         QTest::addColumn<QStringList>("pieces"); // pieces of paper joined by '|'
         QTest::addColumn<int>("unknown");
         QTest::newRow("text") << QByteArray("ab\r\ncd\r\n") << QStringList{"ab|cd"} << 0;
-        QTest::newRow("modes are no text") << QByteArray("\x1B@\x1B!\x10" "big\x1B!\x00\r\n", 13)
-                                          << QStringList{"big"} << 0;
-        QTest::newRow("full and partial cut") << QByteArray("a\n\x1DV\x00" "b\n\x1DV\x01" "c\n", 12)
+        QTest::newRow("modes are no text") << QByteArray("\x1B@\x1B!\x10"
+                                                         "big\x1B!\x00\r\n",
+                                                         13)
+                                           << QStringList{"big"} << 0;
+        QTest::newRow("full and partial cut") << QByteArray("a\n\x1DV\x00"
+                                                            "b\n\x1DV\x01"
+                                                            "c\n",
+                                                            12)
                                               << QStringList{"a", "b", "c"} << 0;
         QTest::newRow("cut ends the line") << QByteArray("a\x1DV\x01", 4) << QStringList{"a", ""} << 0;
         QTest::newRow("code page 866") << QByteArray("\x1BR\x11\x80\x81\n") << QStringList{"\u0410\u0411"} << 0;
-        QTest::newRow("unknown escape") << QByteArray("\x1B" "Ax\n") << QStringList{"x"} << 1;
-        QTest::newRow("control bytes") << QByteArray("a\x01\x02" "b\n") << QStringList{"ab"} << 2;
+        QTest::newRow("unknown escape") << QByteArray("\x1B"
+                                                      "Ax\n")
+                                        << QStringList{"x"} << 1;
+        QTest::newRow("control bytes") << QByteArray("a\x01\x02"
+                                                     "b\n")
+                                       << QStringList{"ab"} << 2;
     }
     void interpreter()
     {
