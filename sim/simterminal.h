@@ -101,7 +101,8 @@ public:
     // Each new model is added here, and to this list, when it is written.
     //   Both boards: /dev/buzzer (SimBuzzer); /dev/perdev0, peripheral power
     //     and cash drawer (SimPeripheralPower); /dev/lcd0, customer display
-    //     (SimCustomerDisplay); /dev/magcard0 (SimMagReader); /dev/rfid0
+    //     (SimCustomerDisplay); /dev/ttyprinter0, thermal printer with paper
+    //     (SimPrinter); /dev/magcard0 (SimMagReader); /dev/rfid0
     //     (SimRfidReader); /dev/omap_hdq0 (SimIButton); /dev/smartcard1 with
     //     the fiscal module's card in the slot, direct convention
     //     (SimSmartCard); the Battery and Ac power supplies, mains on, 80 %
@@ -116,7 +117,7 @@ public:
     //   A8: backlights pwm-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A8); the older buzzer driver's touch_beep; one
     //     Cortex-A8 core, 256 MB.
-    // Devices without a model get no node (the receipt printer, /dev/ups,
+    // Devices without a model get no node (/dev/ups,
     // /dev/sleep0, the input event nodes): a missing node is what the
     // program reports as an absent device. Call it once, on a
     // terminal without models.

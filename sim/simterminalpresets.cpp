@@ -8,6 +8,7 @@
 #include "simkernelfiles.h"
 #include "simmagreader.h"
 #include "simperipheralpower.h"
+#include "simprinter.h"
 #include "simpowersupply.h"
 #include "simrfidreader.h"
 #include "simserialline.h"
@@ -21,6 +22,7 @@ void SimTerminal::addPreset(Board board)
     add<SimBuzzer>();
     add<SimPeripheralPower>();
     add<SimCustomerDisplay>();
+    add<SimPrinter>();
     add<SimMagReader>();
     add<SimRfidReader>();
     add<SimIButton>();

@@ -2,6 +2,8 @@
 // nodes of devices without a model are not), and the program's own device
 // calls find the board's devices.
 #include "cpustat.h"
+#include "drivers/printer.h"
+#include "mkernel.h"
 #include "marvofunction.h"
 #include "muptime.h"
 #include "simbacklight.h"
@@ -9,6 +11,7 @@
 #include "simcustomerdisplay.h"
 #include "simperipheralpower.h"
 #include "simpowersupply.h"
+#include "simprinter.h"
 #include "simterminal.h"
 #include "simtouchsound.h"
 
@@ -38,13 +41,13 @@ private slots:
         QTest::addColumn<QStringList>("present");
         QTest::addColumn<QStringList>("absent");
         const QStringList both = {BUZZER_DEVICE_NAME, POWERS_DEVICE_NAME, VFDDISPLAY_DEVICE_NAME,
-                                  MAGNETIC_CARD_DEVICE_NAME, RFID_DEVICE_NAME, IBUTTON_DEVICE_NAME,
+                                  PRINT_DEVICE_NAME, MAGNETIC_CARD_DEVICE_NAME, RFID_DEVICE_NAME, IBUTTON_DEVICE_NAME,
                                   SMART_CARD_DEVICE_NAME,
                                   UPS_BAT_PATH_NAME, UPS_AC_PATH_NAME, CPU_USE_PATH,
                                   "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2",
                                   "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo"};
         // No model yet: a missing node is an absent device.
-        const QStringList noModel = {PRINT_DEVICE_NAME, UPS_DEVICE_NAME,
+        const QStringList noModel = {UPS_DEVICE_NAME,
                                      POWER_DEVICE_SLEEP_NAME, POWER_DEVICE_INFO_NAME_A9, POWER_DEVICE_INFO_NAME_A8};
         const QStringList a9Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9);
@@ -126,6 +129,12 @@ private slots:
         QCOMPARE(sim.find<SimPeripheralPower>()->kickCount(), 1);
 
         QString err;
+        int printerFd = MarvoFunction::getDeviceHandle(PRINT_DEVICE_NAME, err);
+        int freeBytes = 0;
+        QCOMPARE(MKernel::ioctl(printerFd, MARVO_IOCTL_PRN_FREE_BUFFER, &freeBytes), 0);
+        QCOMPARE(freeBytes, sim.find<SimPrinter>()->capacity());
+        MarvoFunction::closeDeviceHandle(printerFd);
+
         int display = MarvoFunction::getDeviceHandle(VFDDISPLAY_DEVICE_NAME, err);
         QCOMPARE(marvo_cleardisp(display), static_cast<unsigned char>(0));
         MarvoFunction::closeDeviceHandle(display);
