@@ -28,9 +28,9 @@ void dropListenFailure(QtMsgType type, const QMessageLogContext &context, const 
         previousHandler(type, context, message);
 }
 
-bool isVnc(const QByteArray &spec)
+bool isVnc(const QByteArray &platform)
 {
-    return spec == "vnc" || spec.startsWith("vnc:");
+    return platform == "vnc" || platform.startsWith("vnc:");
 }
 
 } // namespace
@@ -48,12 +48,12 @@ bool VncLocalOnly::prepare(int argc, char **argv)
     for (int i = 1; i + 1 < argc; ++i)
         if (!std::strcmp(argv[i], "-platform") || !std::strcmp(argv[i], "--platform"))
             platformIndex = i + 1;
-    const QByteArray spec = platformIndex > 0 ? QByteArray(argv[platformIndex]) : qgetenv("QT_QPA_PLATFORM");
-    if (!isVnc(spec))
+    const QByteArray platform = platformIndex > 0 ? QByteArray(argv[platformIndex]) : qgetenv("QT_QPA_PLATFORM");
+    if (!isVnc(platform))
         return true;
 
     const QRegularExpressionMatch given =
-        QRegularExpression(QStringLiteral(":port=(\\d+)(:|$)")).match(QString::fromLatin1(spec));
+        QRegularExpression(QStringLiteral(":port=(\\d+)(:|$)")).match(QString::fromLatin1(platform));
     if (given.hasMatch()) {
         const uint port = given.captured(1).toUInt();
         if (port == 0 || port > 65535 || !reserve(quint16(port))) {
@@ -70,7 +70,7 @@ bool VncLocalOnly::prepare(int argc, char **argv)
         std::fprintf(stderr, "kx4test-sim: no free VNC port from %u to %u\n", FirstPort, LastPort);
         return false;
     }
-    const QByteArray withPort = spec + ":port=" + QByteArray::number(m_port);
+    const QByteArray withPort = platform + ":port=" + QByteArray::number(m_port);
     if (platformIndex > 0) {
         m_platformArgument = withPort;
         argv[platformIndex] = m_platformArgument.data();

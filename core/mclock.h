@@ -19,7 +19,7 @@ class MClock
 public:
     virtual ~MClock() = default;
 
-    // The moment now, in any time spec: compare moments as they come, take
+    // The moment now, in any time zone or offset: compare moments as they come, take
     // toLocalTime() for a calendar date or a time of day.
     virtual QDateTime now() const;
     // Milliseconds on a steady clock from an arbitrary origin.

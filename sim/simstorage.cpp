@@ -350,7 +350,7 @@ QString SimStorage::insert(const QString &diskNode, const QString &partitionNode
     m.id = m_nextId++;
     m.disk = diskNode;
     m.partition = partitionNode;
-    m.spec = medium;
+    m.what = medium;
     const bool real = m_backing == Automatic && realMountsPossible(&why);
     if (!medium.image.isEmpty() && !QFileInfo(medium.image).isDir()) {
         why = QStringLiteral("the image folder %1 does not exist").arg(medium.image);
@@ -380,19 +380,19 @@ bool SimStorage::makeReal(Medium &medium, QString *error)
 {
     medium.imageFile = m_private.filePath(QStringLiteral("medium-%1.img").arg(medium.id));
     QFile f(medium.imageFile);
-    if (!f.open(QIODevice::WriteOnly) || !f.resize(qint64(qMax(medium.spec.sizeKiB, 2048)) * 1024)) {
+    if (!f.open(QIODevice::WriteOnly) || !f.resize(qint64(qMax(medium.what.sizeKiB, 2048)) * 1024)) {
         *error = QStringLiteral("cannot make the image file");
         return false;
     }
     f.close();
-    if (medium.spec.fault != SimMedium::NoFileSystem) {
+    if (medium.what.fault != SimMedium::NoFileSystem) {
         QStringList args{"-q", "-F", "-t", "ext3", "-m", "0"};
-        if (!medium.spec.image.isEmpty())
-            args << "-d" << medium.spec.image;
+        if (!medium.what.image.isEmpty())
+            args << "-d" << medium.what.image;
         if (!runTool(findTool(QStringLiteral("mke2fs")), args << medium.imageFile, error))
             return false;
     }
-    medium.loopFd = attachLoop(medium.imageFile, medium.spec.fault == SimMedium::ReadOnly, &medium.loopDevice, error);
+    medium.loopFd = attachLoop(medium.imageFile, medium.what.fault == SimMedium::ReadOnly, &medium.loopDevice, error);
     medium.real = medium.loopFd >= 0;
     return medium.real;
 }
@@ -523,7 +523,7 @@ int SimStorage::decideMount(const QString &source, const QString &target, const 
     Medium *medium = mediumAt(logical(source), &whole);
     if (!medium)
         return ENOTBLK;
-    if (whole || medium->spec.fault == SimMedium::NoFileSystem || !formatTakes(medium->spec.format, type))
+    if (whole || medium->what.fault == SimMedium::NoFileSystem || !formatTakes(medium->what.format, type))
         return EINVAL;
     if (medium->mounted)
         return EBUSY;
@@ -542,7 +542,7 @@ int SimStorage::decideMount(const QString &source, const QString &target, const 
     active.logicalTarget = logical(target);
     active.type = type;
     active.flags = flags;
-    active.readOnly = (flags & MS_RDONLY) || medium->spec.fault == SimMedium::ReadOnly;
+    active.readOnly = (flags & MS_RDONLY) || medium->what.fault == SimMedium::ReadOnly;
     active.real = medium->real;
     const int err = active.real ? mountReal(*medium, active) : mountServed(*medium, active);
     if (err)
@@ -560,7 +560,7 @@ int SimStorage::mountReal(const Medium &medium, const Active &active)
                 g_probe.fsType.toLatin1().constData(), flags, "")
         != 0)
         return errno;
-    if (medium.spec.fault == SimMedium::Full && !active.readOnly)
+    if (medium.what.fault == SimMedium::Full && !active.readOnly)
         fill(active.target);
     return 0;
 }

@@ -125,7 +125,7 @@ private:
     {
         int id = 0;
         QString disk, partition; // logical nodes
-        SimMedium spec;
+        SimMedium what;
         bool real = false;
         bool inserted = true;
         bool mounted = false;
