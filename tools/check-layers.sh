@@ -6,7 +6,8 @@
 # The layers, lowest first: core < devices < net, power < ui, autotest < app.
 # A layer includes its own headers and those of the layers below; layers of
 # one rank (net and power, ui and autotest) may include each other. sim/ and
-# bench/ may include anything below app; app/ may include sim/ (kx4test-sim).
+# bench/ may include anything below app; no product code includes sim/. The
+# desktop program (sim/desktop/, kx4test-sim) may include everything but tests.
 # A test in tests/<layer>/ and the helpers in tests/common/<layer>/ may
 # include what that layer may, plus test helpers of their layer and below,
 # plus sim/ from devices up. Quoted includes are resolved by file name the
@@ -61,6 +62,7 @@ function kind(path,   parts, n) {
         if (parts[2] == "common") return "test:" parts[3]
         return "test:" parts[2]
     }
+    if (parts[1] == "sim" && parts[2] == "desktop") return "desktop"
     return parts[1]
 }
 # May a file of kind `from` include a header of kind `to`?
@@ -74,9 +76,10 @@ function allowed(from, to,   r, t) {
         t = rank(to)
         return t >= 0 && t <= r
     }
-    if (to ~ /^test:/ || to == "bench") return 0
+    if (to ~ /^test:/ || to == "bench" || to == "desktop") return 0
+    if (from == "desktop") return to == "sim" || rank(to) >= 0
     if (from == "sim" || from == "bench") return to == "sim" || (rank(to) >= 0 && rank(to) < 4)
-    if (to == "sim") return from == "app"
+    if (to == "sim") return 0
     r = rank(from)
     t = rank(to)
     return r >= 0 && t >= 0 && t <= r

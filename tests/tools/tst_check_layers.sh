@@ -38,7 +38,9 @@ put ui/form.ui '<ui/>'
 put ui/form.cpp '#include "ui_form.h"' '#include "ups.h"'
 put autotest/autotest.cpp '#include "ui_form.h"'
 put sim/simreader.cpp '#include "reader.h"' '#include "ui_form.h"'
-put app/main.cpp '#include "simreader.h"' '#include "ui_form.h"'
+put app/main.cpp '#include "ui_form.h"'
+put sim/desktop/simmain.cpp '#include "simreader.h"' '#include "ui_form.h"' '#include "main.h"'
+put app/main.h '#pragma once'
 put sim/simreader.h '#pragma once'
 put tests/common/core/testroot.h '#pragma once'
 put tests/core/tst_log.cpp '#include "log.h"' '#include "testroot.h"'
@@ -71,7 +73,10 @@ expect fail "a core test including devices" 'tests/core/tst_log.cpp:2'
 put tests/core/tst_log.cpp '#include "log.h"'
 
 put sim/simreader.cpp '#include "reader.h"' '#include "main.h"'
-put app/main.h '#pragma once'
 expect fail "sim including app" 'sim may not include app'
+put sim/simreader.cpp '#include "reader.h"'
+
+put app/main.cpp '#include "ui_form.h"' '#include "simreader.h"'
+expect fail "the terminal's program including the simulated terminal" 'app may not include sim'
 
 [ "$failures" -eq 0 ]
