@@ -53,6 +53,9 @@ int main(int argc, char *argv[])
     qputenv("PATH", QFile::encodeName(standins) + ':' + qgetenv("PATH"));
 
     SimTerminal sim;
+    // Daemons the stand-ins start register inside the terminal's root, so
+    // pidof names them and never a process of this machine.
+    qputenv("KX4_STANDIN_RUN", QFile::encodeName(sim.hostPath(QStringLiteral("/var/run/standins"))));
     populateA9(sim);
     // A desktop has a mouse, as a terminal has while a service engineer's is
     // plugged: the cursor stays.

@@ -4,3 +4,24 @@ standin_record() {
     [ -n "${KX4_STANDIN_LOG:-}" ] || return 0
     { printf '%s' "$1"; shift; [ "$#" -eq 0 ] || printf '\t%s' "$@"; printf '\n'; } >>"$KX4_STANDIN_LOG"
 }
+
+# Daemon stand-ins register themselves so that the pidof stand-in can name
+# them, and nothing else. The register is the folder $KX4_STANDIN_RUN (one
+# file NAME.pid per program, one process id a line); with it unset nothing is
+# registered and pidof names nothing.
+standin_register() {
+    [ -n "${KX4_STANDIN_RUN:-}" ] || return 0
+    mkdir -p "$KX4_STANDIN_RUN" && echo "${2:-$$}" >>"$KX4_STANDIN_RUN/$1.pid"
+}
+
+# standin_pids NAME: the registered processes of NAME that still run as NAME
+# (a process id reused by another program is not named).
+standin_pids() {
+    [ -n "${KX4_STANDIN_RUN:-}" ] && [ -f "$KX4_STANDIN_RUN/$1.pid" ] || return 0
+    while read -r pid; do
+        [ -r "/proc/$pid/cmdline" ] || continue
+        if tr '\0' '\n' <"/proc/$pid/cmdline" | sed 's|.*/||' | grep -qx -- "$1"; then
+            printf '%s\n' "$pid"
+        fi
+    done <"$KX4_STANDIN_RUN/$1.pid"
+}

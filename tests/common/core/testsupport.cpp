@@ -10,6 +10,8 @@ bool useStandins(const QString &logFile, const QStringList &programs)
 {
     const QDir dir(QStringLiteral(KX4_STANDIN_DIR));
     qputenv("KX4_STANDIN_LOG", QFile::encodeName(logFile));
+    // Daemon stand-ins register beside the call log, so pidof names only them.
+    qputenv("KX4_STANDIN_RUN", QFile::encodeName(logFile + QStringLiteral(".run")));
     qputenv("PATH", QFile::encodeName(dir.path()) + ':' + qgetenv("PATH"));
     for (const QString &program : programs)
         if (QFileInfo(QStandardPaths::findExecutable(program)) != QFileInfo(dir.filePath(program)))
