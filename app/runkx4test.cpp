@@ -2,6 +2,7 @@
 
 #include "mfilesworks.h"
 #include "mlogsystem.h"
+#include "powerfunction.h"
 #include "processflags.h"
 #include "startup.h"
 
@@ -9,12 +10,27 @@
 #include <QDebug>
 #include <QDir>
 #include <QSettings>
+#include <QThread>
+#include <QTimer>
 #include <QWidget>
+
+void quitWhenRunning()
+{
+    if (QThread::currentThread()->loopLevel() > 0)
+        QCoreApplication::quit();
+    else
+        QTimer::singleShot(0, QCoreApplication::instance(), &quitWhenRunning);
+}
 
 int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
 {
     QApplication app(argc, argv);
     disTTYS0Test = Startup::hasNoTtys0Switch(app.arguments());
+    // From here on Ctrl+C or a kill ends the program through its closing
+    // lines, at whatever point of the start-up it comes.
+    PowerFunction *power = PowerFunction::instance();
+    QObject::connect(power, &PowerFunction::signalTERM, &app, &quitWhenRunning);
+    QObject::connect(power, &PowerFunction::signalINT, &app, &quitWhenRunning);
     if (hooks.applicationReady)
         hooks.applicationReady();
 

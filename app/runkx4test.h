@@ -22,4 +22,9 @@ struct StartupHooks
 };
 
 // Returns the process exit code: the event loop's, or 0 when none ran.
+// SIGINT and SIGTERM (through PowerFunction) end the event loop cleanly.
 int runKx4Test(int &argc, char **argv, const StartupHooks &hooks = StartupHooks());
+
+// Ends the event loop; called before the loop runs, it ends the loop as soon
+// as it runs (a quit() then would be lost).
+void quitWhenRunning();

@@ -110,16 +110,20 @@ public:
     //     serial lines /dev/ttyS0 with the internal modem's answers and
     //     /dev/ttyS1, /dev/ttyS2 with nothing plugged in (SimSerialLine);
     //     /proc/stat, /proc/uptime, /proc/cmdline, /proc/cpuinfo and
-    //     /proc/meminfo (SimKernelFiles).
+    //     /proc/meminfo (SimKernelFiles); /sys/power/state (SimPowerState)
+    //     and /dev/sleep0 (SimSleepDevice), writes recorded, nothing
+    //     suspended; the stand-ins (standinFolder()) linked in as
+    //     /sbin/reboot, /sbin/poweroff and /usr/bin/v3_poweroff.sh.
     //   A9: backlights marvo-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A9); the newer buzzer driver's touch_quiet
-    //     (SimTouchSound); two Cortex-A9 cores, 512 MB.
+    //     (SimTouchSound); two Cortex-A9 cores, 512 MB; the power and
+    //     suspend keys on /dev/input/event2 (SimPowerKey).
     //   A8: backlights pwm-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A8); the older buzzer driver's touch_beep; one
-    //     Cortex-A8 core, 256 MB.
-    // Devices without a model get no node (/dev/ups,
-    // /dev/sleep0, the input event nodes): a missing node is what the
-    // program reports as an absent device. Call it once, on a
+    //     Cortex-A8 core, 256 MB; the keys on /dev/input/event1
+    //     (SimPowerKey).
+    // Devices without a model get no node (/dev/ups): a missing node is
+    // what the program reports as an absent device. Call it once, on a
     // terminal without models.
     void addPreset(Board board);
     // What the board's start script exports for the program: DUALCORE_CPU=1
@@ -128,6 +132,9 @@ public:
     // into its own environment before its start-up runs, and a test sets them
     // and takes them away again.
     static QProcessEnvironment boardEnvironment(Board board);
+    // The stand-ins for system programs (sim/standins): the copy installed
+    // beside the running program, else the source tree's.
+    static QString standinFolder();
     // ---- end of presets ---------------------------------------------------
 
     // MKernelHost

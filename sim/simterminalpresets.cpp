@@ -1,6 +1,9 @@
 // The whole-terminal presets of SimTerminal (declared in simterminal.h).
 #include "simterminal.h"
 
+#include <QFile>
+#include <QFileInfo>
+
 #include "simbacklight.h"
 #include "simbuzzer.h"
 #include "simcustomerdisplay.h"
@@ -8,10 +11,13 @@
 #include "simkernelfiles.h"
 #include "simmagreader.h"
 #include "simperipheralpower.h"
+#include "simpowerkey.h"
+#include "simpowerstate.h"
 #include "simprinter.h"
 #include "simpowersupply.h"
 #include "simrfidreader.h"
 #include "simserialline.h"
+#include "simsleepdevice.h"
 #include "simsmartcard.h"
 #include "simtouchsound.h"
 
@@ -39,6 +45,17 @@ void SimTerminal::addPreset(Board board)
         ->setReplyTable(SimSerialLine::defaultModemTable());
     add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Silent);
     add<SimSerialLine>(QStringLiteral("/dev/ttyS2"), SimSerialLine::Silent);
+    add<SimPowerKey>(board);
+    add<SimPowerState>();
+    add<SimSleepDevice>();
+    // What restarts or powers off the terminal is a stand-in that only
+    // records its call.
+    const QString standins = standinFolder();
+    for (const char *program : {"/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh"}) {
+        const QString logical = QString::fromLatin1(program);
+        makeDir(logical.section(QLatin1Char('/'), 0, -2));
+        QFile::link(standins + QLatin1Char('/') + logical.section(QLatin1Char('/'), -1), hostPath(logical));
+    }
 
     // A terminal some minutes after boot, mostly idle.
     const int cores = a9 ? 2 : 1;
@@ -56,4 +73,13 @@ QProcessEnvironment SimTerminal::boardEnvironment(Board board)
     if (board == Board::A9)
         env.insert(QStringLiteral("DUALCORE_CPU"), QStringLiteral("1"));
     return env;
+}
+
+QString SimTerminal::standinFolder()
+{
+    const QString self = QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
+    const QString beside = QFileInfo(self).absolutePath() + QStringLiteral("/standins");
+    if (QFileInfo::exists(beside + QStringLiteral("/standin.sh")))
+        return beside;
+    return QStringLiteral(KX4_STANDIN_DIR);
 }

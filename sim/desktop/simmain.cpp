@@ -4,9 +4,9 @@
 // out the terminal (a temporary system root that KX4_ROOT points at, with the
 // A9 board's devices), puts the stand-ins for system programs first on PATH
 // so nothing of this machine is set, mounted or restarted, and shows a window
-// that runs until it is closed or the process gets SIGINT or SIGTERM.
+// that runs until it is closed or the process gets SIGINT, SIGTERM or SIGHUP.
 #include "runkx4test.h"
-#include "signalquit.h"
+#include "hangupquit.h"
 #include "simterminal.h"
 #include "simwindow.h"
 #include "vnclocalonly.h"
@@ -31,17 +31,6 @@ void populateA9(SimTerminal &sim)
         qputenv(name.toLocal8Bit().constData(), board.value(name).toLocal8Bit());
 }
 
-// The stand-ins beside the executable (a copy installed with it), else the
-// ones of the source tree it was built from.
-QString standinFolder()
-{
-    const QString self = QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
-    const QString beside = QFileInfo(self).absolutePath() + QStringLiteral("/standins");
-    if (QFileInfo::exists(beside + QStringLiteral("/standin.sh")))
-        return beside;
-    return QStringLiteral(KX4_STANDIN_DIR);
-}
-
 } // namespace
 
 int main(int argc, char *argv[])
@@ -49,7 +38,7 @@ int main(int argc, char *argv[])
     VncLocalOnly vnc;
     if (!vnc.prepare(argc, argv))
         return 1;
-    const QString standins = standinFolder();
+    const QString standins = SimTerminal::standinFolder();
     qputenv("PATH", QFile::encodeName(standins) + ':' + qgetenv("PATH"));
 
     SimTerminal sim;
@@ -65,7 +54,7 @@ int main(int argc, char *argv[])
     StartupHooks hooks;
     hooks.applicationReady = [&] {
         vnc.install();
-        new SignalQuit(QCoreApplication::instance());
+        new HangupQuit(QCoreApplication::instance());
         window = new SimWindow(sim);
     };
     hooks.makeWindow = [&]() -> QWidget * {

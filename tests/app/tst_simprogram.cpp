@@ -80,14 +80,17 @@ void TestSimProgram::start(QProcess &p, const QString &folder, const QStringList
 void TestSimProgram::runsUntilSignalled_data()
 {
     QTest::addColumn<int>("signal");
-    QTest::newRow("SIGTERM") << SIGTERM;
-    QTest::newRow("SIGINT, Ctrl+C") << SIGINT;
-    QTest::newRow("SIGHUP, its terminal closed") << SIGHUP;
+    // The program's own power functions take SIGTERM and SIGINT.
+    QTest::addColumn<QString>("debugLine");
+    QTest::newRow("SIGTERM") << SIGTERM << QStringLiteral("Power: Signal \"TERM\".");
+    QTest::newRow("SIGINT, Ctrl+C") << SIGINT << QStringLiteral("Power: Signal \"INT\".");
+    QTest::newRow("SIGHUP, its terminal closed") << SIGHUP << QString();
 }
 
 void TestSimProgram::runsUntilSignalled()
 {
     QFETCH(int, signal);
+    QFETCH(QString, debugLine);
     QTemporaryDir folder;
     QProcess p;
     start(p, folder.path(), {}, QStringLiteral("offscreen"));
@@ -99,6 +102,8 @@ void TestSimProgram::runsUntilSignalled()
     QVERIFY(p.waitForFinished(30000));
     QCOMPARE(p.exitStatus(), QProcess::NormalExit);
     QCOMPARE(p.exitCode(), 0);
+    const QStringList debug = QString::fromLocal8Bit(p.readAllStandardError()).split(QLatin1Char('\n'));
+    QCOMPARE(debug.filter(QStringLiteral("Power: Signal")), debugLine.isEmpty() ? QStringList() : QStringList{debugLine});
 
     const QStringList log = texts(readLines(logFile));
     QCOMPARE(log.mid(log.indexOf(QStringLiteral("main: Boot complete."))),

@@ -157,12 +157,14 @@ void TestStartup::environmentAndDebugLines()
 
     // The debug output: texts as they are, no quotes, no list brackets.
     const QStringList lines = run.errorLines;
-    QCOMPARE(lines.size(), 7);
-    QCOMPARE(lines.mid(0, 2), (QStringList{"Starting programm...", "Language resources:"}));
-    for (const QString &list : lines.mid(2, 2))
+    // The process signals are taken over first, and given up last.
+    QCOMPARE(lines.size(), 10);
+    QCOMPARE(lines.mid(0, 3), (QStringList{"PowerFunction: Power handlers installed.", "Starting programm...",
+                                           "Language resources:"}));
+    for (const QString &list : lines.mid(3, 2))
         QVERIFY2(list.startsWith('\t') && !list.contains(QRegularExpression(QStringLiteral("[\"()]"))), qPrintable(list));
-    QCOMPARE(lines.mid(4), (QStringList{"INI file: " + folder.path() + "/Settings/kx4test.ini", "Log file enabled.",
-                                        "End programm. Bye..."}));
+    QCOMPARE(lines.mid(5), (QStringList{"INI file: " + folder.path() + "/Settings/kx4test.ini", "Log file enabled.",
+                                        "End programm. Bye...", "PowerFunction: Destroed.", "PowerDaemon: Destroed"}));
 }
 
 QTEST_GUILESS_MAIN(TestStartup)

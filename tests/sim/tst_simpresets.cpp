@@ -10,12 +10,18 @@
 #include "simbuzzer.h"
 #include "simcustomerdisplay.h"
 #include "simperipheralpower.h"
+#include "simpowerkey.h"
+#include "simpowerstate.h"
 #include "simpowersupply.h"
 #include "simprinter.h"
+#include "simsleepdevice.h"
 #include "simterminal.h"
 #include "simtouchsound.h"
 
 #include <QtTest>
+
+#include <linux/input.h>
+#include <unistd.h>
 
 Q_DECLARE_METATYPE(SimTerminal::Board)
 
@@ -45,22 +51,25 @@ private slots:
                                   SMART_CARD_DEVICE_NAME,
                                   UPS_BAT_PATH_NAME, UPS_AC_PATH_NAME, CPU_USE_PATH,
                                   "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2",
-                                  "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo"};
+                                  "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo",
+                                  POWER_DEVICE_SLEEP_NAME, "/sys/power/state",
+                                  "/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh"};
         // No model yet: a missing node is an absent device.
-        const QStringList noModel = {UPS_DEVICE_NAME,
-                                     POWER_DEVICE_SLEEP_NAME, POWER_DEVICE_INFO_NAME_A9, POWER_DEVICE_INFO_NAME_A8};
+        const QStringList noModel = {UPS_DEVICE_NAME};
         const QStringList a9Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9);
         const QStringList a8Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8);
-        QTest::newRow("A9") << SimTerminal::Board::A9 << both + a9Lights + QStringList{TOUCH_SOUND2_DEVICE_NAME}
+        QTest::newRow("A9") << SimTerminal::Board::A9
+                            << both + a9Lights + QStringList{TOUCH_SOUND2_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A9}
                             << noModel + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                      BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8,
-                                                     TOUCH_SOUND_DEVICE_NAME};
-        QTest::newRow("A8") << SimTerminal::Board::A8 << both + a8Lights + QStringList{TOUCH_SOUND_DEVICE_NAME}
+                                                     TOUCH_SOUND_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A8};
+        QTest::newRow("A8") << SimTerminal::Board::A8
+                            << both + a8Lights + QStringList{TOUCH_SOUND_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A8}
                             << noModel + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                      BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9,
-                                                     TOUCH_SOUND2_DEVICE_NAME};
+                                                     TOUCH_SOUND2_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A9};
     }
     void nodes()
     {
@@ -159,6 +168,34 @@ private slots:
         QCOMPARE(stat.count("\ncpu"), cores);
         QVERIFY(stat.contains(QByteArray("\ncpu") + QByteArray::number(cores - 1) + ' '));
         QCOMPARE(sim.readFile(QStringLiteral("/proc/cpuinfo")).count("BogoMIPS"), cores);
+
+        // The keys come as the kernel's input events, the key's and then the
+        // report that closes the packet, one per read.
+        int keysFd = MarvoFunction::getDeviceHandle(a9 ? POWER_DEVICE_INFO_NAME_A9 : POWER_DEVICE_INFO_NAME_A8, err);
+        QCOMPARE(sim.find<SimPowerKey>()->pressSuspendKey(), 1);
+        input_event events[2] = {};
+        QCOMPARE(::read(keysFd, &events[0], sizeof events), ssize_t(sizeof(input_event)));
+        QCOMPARE(::read(keysFd, &events[1], sizeof events), ssize_t(sizeof(input_event)));
+        MarvoFunction::closeDeviceHandle(keysFd);
+        QCOMPARE((QList<int>{events[0].type, events[0].code, events[0].value}), (QList<int>{EV_KEY, KEY_SUSPEND, 1}));
+        QCOMPARE((QList<int>{events[1].type, events[1].code, events[1].value}), (QList<int>{EV_SYN, SYN_REPORT, 0}));
+        QVERIFY(qAbs(qint64(events[0].input_event_sec) - QDateTime::currentSecsSinceEpoch()) < 60);
+
+        // The sleep switch and the sleep node keep what they were told.
+        QFile state(sim.hostPath(QStringLiteral("/sys/power/state")));
+        QVERIFY(state.open(QIODevice::WriteOnly) && state.write("mem\n") == 4);
+        state.close();
+        QTRY_COMPARE(sim.find<SimPowerState>()->requests(), QList<QByteArray>{"mem\n"});
+        QCOMPARE(sim.readFile(QStringLiteral("/sys/power/state")), QByteArray("freeze mem\n"));
+        int sleepFd = MarvoFunction::getDeviceHandle(POWER_DEVICE_SLEEP_NAME, err);
+        QCOMPARE(::write(sleepFd, "1", 1), ssize_t(1));
+        MarvoFunction::closeDeviceHandle(sleepFd);
+        QTRY_COMPARE(sim.find<SimSleepDevice>()->writes(), QList<QByteArray>{"1"});
+
+        // What would restart or power off the machine is a stand-in.
+        for (const QString &program : {"/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh"})
+            QCOMPARE(QFileInfo(sim.hostPath(program)).canonicalFilePath(),
+                     QFileInfo(SimTerminal::standinFolder() + program.mid(program.lastIndexOf('/'))).canonicalFilePath());
     }
 };
 

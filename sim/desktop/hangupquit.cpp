@@ -1,9 +1,8 @@
-#include "signalquit.h"
+#include "hangupquit.h"
 
-#include <QCoreApplication>
+#include "runkx4test.h"
+
 #include <QSocketNotifier>
-#include <QThread>
-#include <QTimer>
 
 #include <csignal>
 #include <sys/socket.h>
@@ -20,19 +19,9 @@ void onSignal(int)
     [[maybe_unused]] const ssize_t n = ::write(signalFds[0], &byte, 1);
 }
 
-// A signal during start-up arrives before the event loop runs, and a quit()
-// then would be lost: it waits for the loop instead.
-void quitWhenRunning()
-{
-    if (QThread::currentThread()->loopLevel() > 0)
-        QCoreApplication::quit();
-    else
-        QTimer::singleShot(0, QCoreApplication::instance(), &quitWhenRunning);
-}
-
 } // namespace
 
-SignalQuit::SignalQuit(QObject *parent) : QObject(parent)
+HangupQuit::HangupQuit(QObject *parent) : QObject(parent)
 {
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, signalFds) != 0)
         return;
@@ -46,16 +35,14 @@ SignalQuit::SignalQuit(QObject *parent) : QObject(parent)
     action.sa_handler = onSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    for (const int sig : {SIGINT, SIGTERM, SIGHUP})
-        sigaction(sig, &action, nullptr);
+    sigaction(SIGHUP, &action, nullptr);
 }
 
-SignalQuit::~SignalQuit()
+HangupQuit::~HangupQuit()
 {
     if (!m_notifier)
         return;
-    for (const int sig : {SIGINT, SIGTERM, SIGHUP})
-        ::signal(sig, SIG_DFL);
+    ::signal(SIGHUP, SIG_DFL);
     delete m_notifier;
     ::close(signalFds[0]);
     ::close(signalFds[1]);
