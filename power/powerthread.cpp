@@ -18,6 +18,12 @@ PowerThread::PowerThread(QObject *parent) : QThread(parent)
     qDebug().noquote() << "PowerThread created.";
 }
 
+PowerThread::~PowerThread()
+{
+    running = false;
+    wait();
+}
+
 void PowerThread::run()
 {
     const QString name = MarvoFunction::isCortexA9CPU() ? POWER_DEVICE_INFO_NAME_A9 : POWER_DEVICE_INFO_NAME_A8;

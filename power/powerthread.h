@@ -18,6 +18,8 @@ class PowerThread : public QThread
     Q_OBJECT
 public:
     explicit PowerThread(QObject *parent = nullptr);
+    // A thread still running is stopped first (without the log line).
+    ~PowerThread() override;
 
 public slots:
     void exitThread();
