@@ -5,15 +5,21 @@
 #include "powerthread.h"
 
 #include <QDebug>
+#include <QStringList>
 
 #include <cstdlib>
 
 namespace {
 
-// `program` (an absolute path) inside the system root, ready for the shell.
-QString systemProgram(const char *program)
+// `command` as the terminal runs it, with every absolute path in it taken
+// inside the system root and made safe for the shell.
+QString inRoot(const QString &command)
 {
-    return MShell::quote(MSystemRoot::path(QString::fromLatin1(program)));
+    QStringList words = command.split(QLatin1Char(' '));
+    for (QString &word : words)
+        if (word.startsWith(QLatin1Char('/')))
+            word = MShell::quote(MSystemRoot::path(word));
+    return words.join(QLatin1Char(' '));
 }
 
 int runShell(const QString &command)
@@ -67,8 +73,8 @@ int PowerFunction::enterToSleep(bool on)
 {
     if (!initialised)
         return -1;
-    const QString state = MShell::quote(MSystemRoot::path(QStringLiteral("/sys/power/state")));
-    return runShell(QStringLiteral("echo %1 > %2").arg(on ? QStringLiteral("mem") : QStringLiteral("on"), state));
+    return runShell(on ? inRoot(QStringLiteral("echo mem > /sys/power/state"))
+                       : inRoot(QStringLiteral("echo on > /sys/power/state")));
 }
 
 void PowerFunction::onPowerKeyStateChanged(int aState)
@@ -89,19 +95,19 @@ void PowerFunction::sleepOff()
 int PowerFunction::powerOff()
 {
     qDebug().noquote() << "Power: Shutdown terminal begin...";
-    return runShell(systemProgram("/sbin/poweroff") + QStringLiteral(" -d 1"));
+    return runShell(inRoot(QStringLiteral("/sbin/poweroff -d 1")));
 }
 
 int PowerFunction::emerPowerOff()
 {
     qDebug().noquote() << "Power: Emergency power down...";
-    return runShell(systemProgram("/usr/bin/v3_poweroff.sh"));
+    return runShell(inRoot(QStringLiteral("/usr/bin/v3_poweroff.sh")));
 }
 
 int PowerFunction::reboot()
 {
     qDebug().noquote() << "Power: Restart terminal begin...";
-    return runShell(systemProgram("/sbin/reboot") + QStringLiteral(" -d 1"));
+    return runShell(inRoot(QStringLiteral("/sbin/reboot -d 1")));
 }
 
 void PowerFunction::onSignalINT()
