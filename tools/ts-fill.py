@@ -3,15 +3,18 @@
 without Qt Linguist.
 
   python3 tools/ts-fill.py todo resources/translations/lang_ru_RU.ts > todo.tsv
-      one line per unfinished or empty message: context, source text and an
-      empty third column, separated by tabs (line breaks as \\n, tabs as \\t,
-      backslashes as \\\\)
+      one line per unfinished or empty message: context, source text and the
+      translation, separated by tabs (line breaks as \\n, tabs as \\t,
+      backslashes as \\\\); the translation is empty, except for a source
+      with no Latin letter (a form's Russian text, "%1"), which keeps its source
   python3 tools/ts-fill.py fill resources/translations/lang_ru_RU.ts todo.tsv
       puts each line's third column in as the finished translation; a line
       whose context and source are not in the file, or whose translation is
       empty, is reported and the file is left untouched
 
-Refresh the .ts from the sources first (cmake --build build --target
+Texts that the program writes into a file or passes to another program (the
+lines of a network configuration, say) keep their English source as their
+translation. Refresh the .ts from the sources first (cmake --build build --target
 kx4_lupdate) and run it again afterwards: lupdate writes the file back in its
 own layout.
 """
@@ -50,7 +53,8 @@ def todo(path):
         ts = f.read()
     for context, source, _, kind, text in messages(ts):
         if kind in ("unfinished", None) and (kind == "unfinished" or not text):
-            print(f"{field(context)}\t{field(source)}\t")
+            same = source if not re.search("[A-Za-z]", re.sub("%L?[0-9]+", "", source)) else ""
+            print(f"{field(context)}\t{field(source)}\t{field(same)}")
 
 
 def fill(path, table):
