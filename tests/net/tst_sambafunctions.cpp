@@ -138,6 +138,7 @@ private slots:
         qputenv(MSystemRoot::EnvName, QFile::encodeName(m_root));
         QFile::remove(m_log);
         QFile::remove(m_input);
+        QFile::remove(m_mark);
         qputenv("KX4_STANDIN_SMBPASSWD_INPUT", QFile::encodeName(m_input));
         qunsetenv("KX4_STANDIN_SMBPASSWD_EXIT");
         g_commands.clear();
