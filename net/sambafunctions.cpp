@@ -109,12 +109,14 @@ QByteArray output(const QString &program, const QStringList &args, int timeoutMs
 }
 
 // Whether ps lists `text`. The daemons show as started, "nmbd -D"; what ps
-// printed within the wait counts even when it has not ended by then.
+// printed within the wait counts even when it has not ended by then. The
+// wait is ps's own: it starts once the program runs.
 bool psLists(const QString &text)
 {
     QProcess ps;
     ps.start(QStringLiteral("ps"), QStringList());
-    ps.waitForFinished(PsTimeoutMs);
+    if (ps.waitForStarted())
+        ps.waitForFinished(PsTimeoutMs);
     const bool listed = QString::fromLocal8Bit(ps.readAllStandardOutput()).contains(text);
     if (ps.state() != QProcess::NotRunning) {
         ps.kill();

@@ -421,6 +421,10 @@ private slots:
         QFETCH(QString, section);
         QFETCH(QString, value);
         QCOMPARE(SambaFunctions::getSambaParam(param, section), value);
+        // Reading leaves the configuration's folder as it was.
+        QCOMPARE(QDir(hostPath(QStringLiteral("/etc/samba"))).entryList(QDir::Files | QDir::Hidden),
+                 QStringList{"smb.conf"});
+        QCOMPARE(read(ConfigPath), SimSamba::config());
     }
 
     // The daemons' whole life through the stand-ins, with a process named
