@@ -38,31 +38,31 @@ void refuse(const char *function, const char *what)
                               .arg(QLatin1String(function), QLatin1String(what));
 }
 
-// A configuration value for the replacement of a single-quoted sed
-// expression, or a null string when no configuration line can hold it (a
-// closing backslash would join the next line to it).
-QString sedReplacement(const char *function, const QString &value)
+// `value` as the replacement of a single-quoted sed expression, in `out`;
+// false when no configuration line can hold it (a closing backslash would
+// join the next line to it).
+bool sedReplacement(const char *function, const QString &value, QString *out)
 {
     if (!fitsOneLine(value)) {
         refuse(function, "value");
-        return QString();
+        return false;
     }
     if (value.endsWith(QLatin1Char('\\'))) {
         qDebug().noquote() << QStringLiteral("SambaFunctions: %1: the value ends with a backslash, which would "
                                              "join the next configuration line; nothing changed.")
                                   .arg(QLatin1String(function));
-        return QString();
+        return false;
     }
-    QString out = QStringLiteral(""); // not null: an empty value is a value
+    out->clear();
     for (const QChar c : value) {
         if (c == QLatin1Char('\''))
-            out += QStringLiteral("'\\''");
+            *out += QStringLiteral("'\\''");
         else if (c == QLatin1Char('\\') || c == QLatin1Char('/') || c == QLatin1Char('&'))
-            out += QLatin1Char('\\') + QString(c);
+            *out += QLatin1Char('\\') + QString(c);
         else
-            out += c;
+            *out += c;
     }
-    return out;
+    return true;
 }
 
 // `command` with %1 replaced by `value` and the system file it ends with
@@ -88,8 +88,8 @@ int run(const QString &command, const QString &shown = QString())
 // Runs a sed edit of a system file, or refuses the value.
 int edit(const char *function, const QString &command, const QString &value, const char *file)
 {
-    const QString replacement = sedReplacement(function, value);
-    if (replacement.isNull())
+    QString replacement;
+    if (!sedReplacement(function, value, &replacement))
         return SambaFunctions::RefusedStatus;
     return run(fill(command, replacement, file));
 }
@@ -257,8 +257,8 @@ bool SambaFunctions::changeSambaPassword(QString user, QString password)
 int SambaFunctions::setNetbiosName(QString name)
 {
     // Checked first: a name refused half-way would leave the files disagreeing.
-    const QString replacement = sedReplacement("setNetbiosName", name);
-    if (replacement.isNull())
+    QString replacement;
+    if (!sedReplacement("setNetbiosName", name, &replacement))
         return RefusedStatus;
     QFile hostname(MSystemRoot::path(QLatin1String(HostnameFile)));
     if (!hostname.open(QIODevice::WriteOnly | QIODevice::Truncate))
