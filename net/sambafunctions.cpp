@@ -161,8 +161,8 @@ int SambaFunctions::setServerString(QString text)
 
 int SambaFunctions::setWorkgroup(QString name)
 {
-    return edit("setWorkgroup", QStringLiteral("sed -e 's/^workgroup.*/workgroup = %1/g' -i /etc/samba/smb.conf"),
-                name, SambaConfig);
+    return edit("setWorkgroup", QStringLiteral("sed -e 's/^workgroup.*/workgroup = %1/g' -i /etc/samba/smb.conf"), name,
+                SambaConfig);
 }
 
 int SambaFunctions::smbMount()
@@ -172,11 +172,10 @@ int SambaFunctions::smbMount()
 
 bool SambaFunctions::sambaExists()
 {
-    const QString found = QString::fromLocal8Bit(
-                              output(QStringLiteral("find"),
-                                     {MSystemRoot::path(QStringLiteral("/usr")), QStringLiteral("-name"),
-                                      QStringLiteral("nmbd")},
-                                     FindTimeoutMs))
+    const QString found = QString::fromLocal8Bit(output(QStringLiteral("find"),
+                                                        {MSystemRoot::path(QStringLiteral("/usr")),
+                                                         QStringLiteral("-name"), QStringLiteral("nmbd")},
+                                                        FindTimeoutMs))
                               .trimmed();
     // Several hits make one path that does not exist.
     return !found.isEmpty() && QFile::exists(found);

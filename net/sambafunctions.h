@@ -29,9 +29,9 @@
 // A mounted CIFS share. Listing is a diagnostic only: nothing fills it yet.
 struct MSambaMountItem
 {
-    QString source;     // //server/share
+    QString source; // //server/share
     QString mountPoint; // where it is mounted
-    QString options;    // the mount options as the mount list shows them
+    QString options; // the mount options as the mount list shows them
 };
 
 class SambaFunctions : public QObject

@@ -61,8 +61,7 @@ bool SimSamba::install(const QString &rootFolder)
     const QByteArray host(HostName);
     bool ok = writeFile(rootFolder + QStringLiteral("/etc/samba/smb.conf"), config());
     ok = writeFile(rootFolder + QStringLiteral("/etc/hostname"), host + '\n') && ok;
-    ok = writeFile(rootFolder + QStringLiteral("/etc/hosts"),
-                   "127.0.0.1\tlocalhost\n127.0.1.1\t" + host + "\n") && ok;
+    ok = writeFile(rootFolder + QStringLiteral("/etc/hosts"), "127.0.0.1\tlocalhost\n127.0.1.1\t" + host + "\n") && ok;
     ok = writeFile(rootFolder + QStringLiteral("/etc/v3.conf/ensamba.conf"), "DISABLED") && ok;
     for (const char *program : {"/usr/sbin/smbd", "/usr/sbin/nmbd", "/usr/bin/smbpasswd"})
         ok = writeFile(rootFolder + QLatin1String(program), placeholder, true) && ok;
