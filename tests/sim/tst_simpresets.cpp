@@ -45,7 +45,9 @@ private slots:
                                   SMART_CARD_DEVICE_NAME,
                                   UPS_BAT_PATH_NAME, UPS_AC_PATH_NAME, CPU_USE_PATH,
                                   "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2",
-                                  "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo"};
+                                  "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo",
+                                  "/etc/samba/smb.conf", "/etc/hostname", "/etc/hosts",
+                                  "/etc/v3.conf/ensamba.conf", "/usr/sbin/nmbd", "/usr/sbin/smbd"};
         // No model yet: a missing node is an absent device.
         const QStringList noModel = {UPS_DEVICE_NAME,
                                      POWER_DEVICE_SLEEP_NAME, POWER_DEVICE_INFO_NAME_A9, POWER_DEVICE_INFO_NAME_A8};
