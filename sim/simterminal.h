@@ -110,10 +110,14 @@ public:
     //     serial lines /dev/ttyS0 with the internal modem's answers and
     //     /dev/ttyS1, /dev/ttyS2 with nothing plugged in (SimSerialLine);
     //     /proc/stat, /proc/uptime, /proc/cmdline, /proc/cpuinfo and
-    //     /proc/meminfo (SimKernelFiles); /sys/power/state (SimPowerState)
-    //     and /dev/sleep0 (SimSleepDevice), writes recorded, nothing
-    //     suspended; the stand-ins (standinFolder()) linked in as
-    //     /sbin/reboot, /sbin/poweroff and /usr/bin/v3_poweroff.sh.
+    //     /proc/meminfo (SimKernelFiles); the Samba server's files,
+    //     /etc/samba/smb.conf, /etc/hostname, /etc/hosts, the sharing switch
+    //     /etc/v3.conf/ensamba.conf (off) and the programs under /usr
+    //     (SimSamba; the daemons are the stand-ins, not running);
+    //     /sys/power/state (SimPowerState) and /dev/sleep0
+    //     (SimSleepDevice), writes recorded, nothing suspended; the
+    //     stand-ins (standinFolder()) linked in as /sbin/reboot,
+    //     /sbin/poweroff and /usr/bin/v3_poweroff.sh.
     //   A9: backlights marvo-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A9); the newer buzzer driver's touch_quiet
     //     (SimTouchSound); two Cortex-A9 cores, 512 MB; the power and

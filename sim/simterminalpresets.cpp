@@ -16,6 +16,7 @@
 #include "simprinter.h"
 #include "simpowersupply.h"
 #include "simrfidreader.h"
+#include "simsamba.h"
 #include "simserialline.h"
 #include "simsleepdevice.h"
 #include "simsmartcard.h"
@@ -65,6 +66,8 @@ void SimTerminal::addPreset(Board board)
                                          : "console=ttyS0,115200 root=/dev/mmcblk0p2 rootwait rw mem=256M");
     SimKernelFiles::setCpuInfo(*this, cores, a9 ? 0xc09 : 0xc08, a9 ? 1594.16 : 996.74);
     SimKernelFiles::setMemInfo(*this, a9 ? 506644 : 246264, a9 ? 301220 : 81520);
+    // Samba installed, sharing switched off, the daemons not running.
+    SimSamba::install(root());
 }
 
 QProcessEnvironment SimTerminal::boardEnvironment(Board board)

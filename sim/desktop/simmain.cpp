@@ -7,6 +7,7 @@
 // that runs until it is closed or the process gets SIGINT, SIGTERM or SIGHUP.
 #include "runkx4test.h"
 #include "hangupquit.h"
+#include "simdaemons.h"
 #include "simterminal.h"
 #include "simwindow.h"
 #include "vnclocalonly.h"
@@ -69,5 +70,7 @@ int main(int argc, char *argv[])
         return window;
     };
     const int rc = runKx4Test(argc, argv, hooks);
+    // The daemons the program started (the Samba stand-ins) end with it.
+    SimDaemons::stopAll();
     return vnc.active() && !vnc.listening() ? 1 : rc;
 }

@@ -53,7 +53,9 @@ private slots:
                                   "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2",
                                   "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo",
                                   POWER_DEVICE_SLEEP_NAME, "/sys/power/state",
-                                  "/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh"};
+                                  "/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh",
+                                  "/etc/samba/smb.conf", "/etc/hostname", "/etc/hosts",
+                                  "/etc/v3.conf/ensamba.conf", "/usr/sbin/nmbd", "/usr/sbin/smbd"};
         // No model yet: a missing node is an absent device.
         const QStringList noModel = {UPS_DEVICE_NAME};
         const QStringList a9Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,

@@ -1,0 +1,520 @@
+// Control of the Samba server. The system root is a folder of the test's own
+// whose name holds quotes and command substitutions, so every system path in
+// a command must be quoted; the shell runs in a folder where any hostile
+// value that escaped its quoting (`touch m`) would leave the mark "m". sed,
+// find and Samba's own testparm are the real programs; ps, pidof, the daemons,
+// smbpasswd and mount are the stand-ins, and the daemons are processes of
+// this test only.
+#include "msystemroot.h"
+#include "mshell.h"
+#include "sambafunctions.h"
+#include "simdaemons.h"
+#include "simsamba.h"
+#include "testsupport.h"
+
+#include <QtTest>
+
+using Calls = QList<QStringList>;
+
+namespace {
+
+QStringList g_commands; // "SambaFunctions: run: " lines
+QStringList g_notes;    // the class's other debug lines
+QtMessageHandler g_previous = nullptr;
+
+void captureMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
+{
+    static const QString run = QStringLiteral("SambaFunctions: run: ");
+    if (message.startsWith(run))
+        g_commands << message.mid(run.size());
+    else if (message.startsWith(QLatin1String("SambaFunctions: ")))
+        g_notes << message;
+    else if (g_previous)
+        g_previous(type, context, message);
+}
+
+const QString ConfigPath = QStringLiteral("/etc/samba/smb.conf");
+
+// What a line of the configuration is called, and how it is set.
+int setIdentity(const QString &key, const QString &value)
+{
+    if (key == QLatin1String("server string"))
+        return SambaFunctions::setServerString(value);
+    if (key == QLatin1String("workgroup"))
+        return SambaFunctions::setWorkgroup(value);
+    return SambaFunctions::setNetbiosName(value);
+}
+
+// The lines of `text` with the one starting with `key` replaced.
+QByteArray withLine(const QByteArray &text, const QByteArray &key, const QByteArray &line)
+{
+    QList<QByteArray> lines = text.split('\n');
+    for (QByteArray &l : lines)
+        if (l.startsWith(key))
+            l = line;
+    return lines.join('\n');
+}
+
+} // namespace
+
+class TestSambaFunctions : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    QString m_log = m_dir.filePath(QStringLiteral("standin.log"));
+    QString m_input = m_dir.filePath(QStringLiteral("smbpasswd.input"));
+    QString m_root = m_dir.filePath(QStringLiteral("root 'q' $(touch m) `touch m`"));
+    QString m_mark = m_dir.filePath(QStringLiteral("m"));
+    QByteArray m_echoPrefix; // what this machine's sh writes before echo -e's text
+    QList<QProcess *> m_decoys;
+
+    QString hostPath(const QString &logical) const { return m_root + logical; }
+    QByteArray read(const QString &logical) const
+    {
+        QFile file(hostPath(logical));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+    }
+    // A logical system file as it stands inside a command.
+    QString inCommand(const QString &logical) const { return MShell::quote(MSystemRoot::path(logical)); }
+    // Samba's own reading of a parameter; a null string when the file does not load.
+    static QString testparm(const QString &file, const QString &param)
+    {
+        QProcess p;
+        p.start(QStringLiteral("testparm"), {QStringLiteral("-s"), QStringLiteral("--parameter-name=") + param, file});
+        if (!p.waitForFinished(30000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
+            return QString();
+        return QString::fromUtf8(p.readAllStandardOutput()).chopped(1);
+    }
+    // A process of "the machine" named like a daemon, that no stand-in
+    // started: it must never be signalled. It ends when this test ends (its
+    // input closes).
+    QProcess *startDecoy(const QString &name)
+    {
+        const QString folder = m_dir.filePath(QStringLiteral("decoys"));
+        QDir().mkpath(folder);
+        QFile script(folder + QLatin1Char('/') + name);
+        if (!script.open(QIODevice::WriteOnly) || script.write("#!/bin/sh\nread -r _\n") < 0)
+            return nullptr;
+        script.close();
+        script.setPermissions(script.permissions() | QFile::ExeOwner);
+        auto *p = new QProcess(this);
+        p->start(script.fileName(), {QStringLiteral("-D")});
+        m_decoys << p;
+        return p->waitForStarted() ? p : nullptr;
+    }
+    int calls(const QString &program) const
+    {
+        int n = 0;
+        for (const QStringList &call : TestSupport::standinCalls(m_log))
+            n += call.value(0) == program;
+        return n;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        QVERIFY(QDir::setCurrent(m_dir.path()));
+        QVERIFY(TestSupport::useStandins(m_log, {"ps", "pidof", "nmbd", "smbd", "smbpasswd", "mount"}));
+        QVERIFY2(!QStandardPaths::findExecutable(QStringLiteral("testparm")).isEmpty(),
+                 "testparm (samba-common-bin) is needed");
+        QProcess sh;
+        sh.start(QStringLiteral("sh"), {QStringLiteral("-c"), QStringLiteral("echo -e x")});
+        QVERIFY(sh.waitForFinished());
+        m_echoPrefix = sh.readAllStandardOutput();
+        m_echoPrefix.chop(2);
+        g_previous = qInstallMessageHandler(captureMessages);
+    }
+    void cleanupTestCase()
+    {
+        qInstallMessageHandler(g_previous);
+        qunsetenv(MSystemRoot::EnvName);
+    }
+    void init()
+    {
+        QDir(m_root).removeRecursively();
+        QVERIFY(SimSamba::install(m_root));
+        qputenv(MSystemRoot::EnvName, QFile::encodeName(m_root));
+        QFile::remove(m_log);
+        QFile::remove(m_input);
+        QFile::remove(m_mark);
+        qputenv("KX4_STANDIN_SMBPASSWD_INPUT", QFile::encodeName(m_input));
+        qunsetenv("KX4_STANDIN_SMBPASSWD_EXIT");
+        g_commands.clear();
+        g_notes.clear();
+    }
+    void cleanup()
+    {
+        SimDaemons::stopAll();
+        for (QProcess *decoy : qAsConst(m_decoys)) {
+            decoy->kill();
+            decoy->waitForFinished();
+        }
+        qDeleteAll(m_decoys);
+        m_decoys.clear();
+        QVERIFY2(!QFile::exists(m_mark), "a value reached the shell unquoted");
+    }
+
+    void isEnabled_data()
+    {
+        QTest::addColumn<QByteArray>("content"); // "<missing>": no switch file
+        QTest::addColumn<bool>("enabled");
+        QTest::newRow("no switch file") << QByteArray("<missing>") << false;
+        QTest::newRow("as written") << QByteArray("ENABLED") << true;
+        QTest::newRow("mixed case, blanks, more lines") << QByteArray(" \t EnAbLeD  \nDISABLED\n") << true;
+        QTest::newRow("disabled") << QByteArray("DISABLED") << false;
+        QTest::newRow("only on the second line") << QByteArray("\nENABLED\n") << false;
+        QTest::newRow("more than the word") << QByteArray("enabled now") << false;
+    }
+    void isEnabled()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(bool, enabled);
+        QVERIFY(QDir(hostPath(QStringLiteral("/etc/v3.conf"))).removeRecursively());
+        if (content != "<missing>") {
+            QDir().mkpath(hostPath(QStringLiteral("/etc/v3.conf")));
+            QFile file(hostPath(QStringLiteral("/etc/v3.conf/ensamba.conf")));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(content);
+        }
+        QCOMPARE(SambaFunctions::isEnabledSamba(), enabled);
+        // The folder is there afterwards in any case.
+        QVERIFY(QFileInfo(hostPath(QStringLiteral("/etc/v3.conf"))).isDir());
+    }
+
+    void setEnabled_data()
+    {
+        QTest::addColumn<bool>("before");
+        QTest::addColumn<bool>("on");
+        QTest::newRow("off to on") << false << true; // the shorter word replaces the longer
+        QTest::newRow("on to off") << true << false;
+        QTest::newRow("on again") << true << true;
+    }
+    void setEnabled()
+    {
+        QFETCH(bool, before);
+        QFETCH(bool, on);
+        QVERIFY(QDir(hostPath(QStringLiteral("/etc/v3.conf"))).removeRecursively());
+        SambaFunctions::setEnabledSamba(before);
+        SambaFunctions::setEnabledSamba(on);
+        QCOMPARE(read(QStringLiteral("/etc/v3.conf/ensamba.conf")), QByteArray(on ? "ENABLED" : "DISABLED"));
+        QCOMPARE(SambaFunctions::isEnabledSamba(), on);
+        QCOMPARE(calls(QStringLiteral("nmbd")) + calls(QStringLiteral("smbd")), 0);
+    }
+
+    // The three identity edits, with ordinary values (the commands as they
+    // have always read), values that need escaping for sed or the shell, and
+    // values no configuration line can hold.
+    void identity_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<bool>("refused");
+        struct Row
+        {
+            const char *name;
+            const char *value;
+            bool refused;
+        };
+        const Row rows[] = {
+            {"ordinary", "KX4-0002", false},
+            {"blanks", "Shop 12 till", false},
+            {"Cyrillic", "Касса 1", false},
+            {"slash and ampersand", "a/b & c", false},
+            {"backslash", "a\\b", false},
+            {"quotes", "O'Neil \"Till\"", false},
+            {"command substitution", "$(touch m)", false},
+            {"back-quotes", "`touch m`", false},
+            {"semicolon", "x; touch m", false},
+            {"closing the quote", "'; touch m; '", false},
+            {"double quote", "\"; touch m #", false},
+            {"line break", "KX4\nsecurity = share", true},
+            {"carriage return", "KX4\r", true},
+            {"closing backslash", "KX4\\", true},
+        };
+        for (const char *key : {"server string", "workgroup", "netbios name"})
+            for (const Row &row : rows)
+                QTest::addRow("%s: %s", key, row.name) << key << QString::fromUtf8(row.value) << row.refused;
+    }
+    void identity()
+    {
+        QFETCH(QString, key);
+        QFETCH(QString, value);
+        QFETCH(bool, refused);
+        const bool netbios = key == QLatin1String("netbios name");
+        const QByteArray config = read(ConfigPath);
+        const QByteArray hosts = read(QStringLiteral("/etc/hosts"));
+        const QByteArray hostname = read(QStringLiteral("/etc/hostname"));
+
+        QCOMPARE(setIdentity(key, value), refused ? 1 : 0);
+
+        if (refused) {
+            QCOMPARE(g_commands, QStringList());
+            QCOMPARE(g_notes.size(), 1);
+            QCOMPARE(read(ConfigPath), config);
+            QCOMPARE(read(QStringLiteral("/etc/hosts")), hosts);
+            QCOMPARE(read(QStringLiteral("/etc/hostname")), hostname);
+            return;
+        }
+        // Exactly the key's line changed, and Samba reads the value back.
+        const QByteArray line = key.toUtf8() + " = " + value.toUtf8();
+        QCOMPARE(read(ConfigPath), withLine(config, key.toUtf8(), line));
+        const QString parsed = testparm(hostPath(ConfigPath), key);
+        QVERIFY2(!parsed.isNull(), "testparm does not load the edited configuration");
+        // Samba keeps the workgroup and the NetBIOS name in capitals.
+        if (key == QLatin1String("server string"))
+            QCOMPARE(parsed, value);
+        else
+            QCOMPARE(parsed, value.toUpper());
+        if (netbios) {
+            QCOMPARE(read(QStringLiteral("/etc/hostname")), value.toUtf8());
+            QCOMPARE(read(QStringLiteral("/etc/hosts")), withLine(hosts, "127.0.1.1", "127.0.1.1 " + value.toUtf8()));
+        }
+        // An ordinary value gives the commands as they have always been
+        // (with the root's paths quoted in place of the system's).
+        if (QTest::currentDataTag() == QByteArray(key.toLatin1() + ": ordinary")) {
+            QStringList expected;
+            if (netbios)
+                expected << QStringLiteral("sed -e 's/^127.0.1.1.*/127.0.1.1 KX4-0002/g' -i %1")
+                                .arg(inCommand(QStringLiteral("/etc/hosts")));
+            expected << QStringLiteral("sed -e 's/^%1.*/%1 = KX4-0002/g' -i %2").arg(key, inCommand(ConfigPath));
+            QCOMPARE(g_commands, expected);
+        }
+    }
+
+    // With the system's own paths (no root), the commands are exactly the
+    // ones the terminal has always run; a sed of the test's own records them.
+    void commandsWithoutRoot_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("command");
+        QTest::newRow("server string") << "server string"
+                                       << "sed -e 's/^server string.*/server string = KX4 terminal/g' -i "
+                                          "/etc/samba/smb.conf";
+        QTest::newRow("workgroup") << "workgroup" << "sed -e 's/^workgroup.*/workgroup = KX4 terminal/g' -i "
+                                                     "/etc/samba/smb.conf";
+    }
+    void commandsWithoutRoot()
+    {
+        QFETCH(QString, key);
+        QFETCH(QString, command);
+        const QString bin = m_dir.filePath(QStringLiteral("bin"));
+        QDir().mkpath(bin);
+        QFile sed(bin + QStringLiteral("/sed"));
+        QVERIFY(sed.open(QIODevice::WriteOnly));
+        sed.write("#!/bin/sh\nprintf '%s\\n' \"$@\" >\"$KX4_TEST_SED\"\n");
+        sed.close();
+        sed.setPermissions(sed.permissions() | QFile::ExeOwner);
+        const QString args = m_dir.filePath(QStringLiteral("sed.args"));
+        QFile::remove(args);
+        const QByteArray path = qgetenv("PATH");
+        qputenv("PATH", QFile::encodeName(bin) + ':' + path);
+        qputenv("KX4_TEST_SED", QFile::encodeName(args));
+        qputenv(MSystemRoot::EnvName, "");
+        const int status = setIdentity(key, QStringLiteral("KX4 terminal"));
+        qputenv("PATH", path);
+        QCOMPARE(status, 0);
+        QCOMPARE(g_commands, QStringList{command});
+        QFile recorded(args);
+        QVERIFY(recorded.open(QIODevice::ReadOnly));
+        QCOMPARE(recorded.readAll(), QByteArray("-e\ns/^" + key.toUtf8() + ".*/" + key.toUtf8()
+                                                + " = KX4 terminal/g\n-i\n/etc/samba/smb.conf\n"));
+    }
+
+    void password_data()
+    {
+        QTest::addColumn<bool>("installed");
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<int>("smbpasswdExit");
+        QTest::addColumn<bool>("result"); // true: failed
+        QTest::addColumn<bool>("runs");
+        QTest::newRow("Samba missing") << false << true << "kx4" << "secret" << 0 << false << false;
+        QTest::newRow("sharing off") << true << false << "kx4" << "secret" << 0 << false << false;
+        QTest::newRow("set") << true << true << "kx4" << "secret" << 0 << false << true;
+        QTest::newRow("smbpasswd fails") << true << true << "kx4" << "secret" << 1 << true << true;
+        QTest::newRow("blanks") << true << true << "kx4" << "my secret" << 0 << false << true;
+        QTest::newRow("shell characters") << true << true << "kx4" << "$(touch m)`touch m`\"; touch m; \"'" << 0
+                                          << false << true;
+        QTest::newRow("echo escapes") << true << true << "kx4" << "a\\nb\\c\\\\" << 0 << false << true;
+        QTest::newRow("like an echo option") << true << true << "kx4" << "-n" << 0 << false << true;
+        QTest::newRow("hostile user") << true << true << "x; touch m $(touch m)" << "secret" << 0 << false << true;
+        QTest::newRow("line break") << true << true << "kx4" << "secret\nother" << 0 << true << false;
+        QTest::newRow("line break in the user") << true << true << "kx4\nroot" << "secret" << 0 << true << false;
+    }
+    void password()
+    {
+        QFETCH(bool, installed);
+        QFETCH(bool, enabled);
+        QFETCH(QString, user);
+        QFETCH(QString, password);
+        QFETCH(int, smbpasswdExit);
+        QFETCH(bool, result);
+        QFETCH(bool, runs);
+        if (!installed)
+            QVERIFY(QFile::remove(hostPath(QStringLiteral("/usr/sbin/nmbd"))));
+        SambaFunctions::setEnabledSamba(enabled);
+        qputenv("KX4_STANDIN_SMBPASSWD_EXIT", QByteArray::number(smbpasswdExit));
+
+        QCOMPARE(SambaFunctions::changeSambaPassword(user, password), result);
+
+        if (!runs) {
+            QCOMPARE(g_commands, QStringList());
+            QCOMPARE(calls(QStringLiteral("smbpasswd")), 0);
+            return;
+        }
+        QCOMPARE(TestSupport::standinCalls(m_log), (Calls{{"smbpasswd", "-L", "-s", "-U", user}}));
+        const QByteArray line = m_echoPrefix + password.toUtf8() + '\n';
+        QFile input(m_input);
+        QVERIFY(input.open(QIODevice::ReadOnly));
+        QCOMPARE(input.readAll(), line + line);
+        // The log never holds the password.
+        QCOMPARE(g_commands.size(), 1);
+        QVERIFY(!g_commands.first().contains(password));
+        if (QTest::currentDataTag() == QByteArray("set"))
+            QCOMPARE(g_commands.first(), QStringLiteral("(echo -e \"***\"; echo -e \"***\") | smbpasswd -L -s -U kx4"));
+    }
+
+    void sambaExists_data()
+    {
+        QTest::addColumn<QStringList>("remove");
+        QTest::addColumn<QStringList>("add");
+        QTest::addColumn<bool>("exists");
+        QTest::newRow("installed") << QStringList() << QStringList() << true;
+        QTest::newRow("not installed") << QStringList{"/usr/sbin/nmbd"} << QStringList() << false;
+        // Two hits read as one path, which does not exist.
+        QTest::newRow("two copies") << QStringList() << QStringList{"/usr/local/sbin/nmbd"} << false;
+        QTest::newRow("elsewhere under /usr") << QStringList{"/usr/sbin/nmbd"} << QStringList{"/usr/local/sbin/nmbd"}
+                                              << true;
+    }
+    void sambaExists()
+    {
+        QFETCH(QStringList, remove);
+        QFETCH(QStringList, add);
+        QFETCH(bool, exists);
+        for (const QString &file : remove)
+            QVERIFY(QFile::remove(hostPath(file)));
+        for (const QString &file : add) {
+            QDir().mkpath(QFileInfo(hostPath(file)).absolutePath());
+            QFile f(hostPath(file));
+            QVERIFY(f.open(QIODevice::WriteOnly));
+        }
+        QCOMPARE(SambaFunctions::sambaExists(), exists);
+    }
+
+    void getSambaParam_data()
+    {
+        QTest::addColumn<QString>("param");
+        QTest::addColumn<QString>("section");
+        QTest::addColumn<QString>("value");
+        QTest::newRow("server string") << "server string" << "global" << SimSamba::ServerString;
+        QTest::newRow("workgroup") << "workgroup" << "global" << SimSamba::Workgroup;
+        QTest::newRow("a share's") << "path" << "share" << "/home/kx4";
+        QTest::newRow("other section") << "path" << "global" << "";
+        QTest::newRow("absent") << "wins server" << "global" << "";
+    }
+    void getSambaParam()
+    {
+        QFETCH(QString, param);
+        QFETCH(QString, section);
+        QFETCH(QString, value);
+        QCOMPARE(SambaFunctions::getSambaParam(param, section), value);
+        // Reading leaves the configuration's folder as it was.
+        QCOMPARE(QDir(hostPath(QStringLiteral("/etc/samba"))).entryList(QDir::Files | QDir::Hidden),
+                 QStringList{"smb.conf"});
+        QCOMPARE(read(ConfigPath), SimSamba::config());
+    }
+
+    // The daemons' whole life through the stand-ins, with a process named
+    // like each daemon beside them that no stand-in started: ps and pidof
+    // never name it, and it is never signalled.
+    void daemons()
+    {
+        QProcess *nmbdDecoy = startDecoy(QStringLiteral("nmbd"));
+        QProcess *smbdDecoy = startDecoy(QStringLiteral("smbd"));
+        QVERIFY(nmbdDecoy && smbdDecoy);
+        auto decoysAlive = [&] {
+            return nmbdDecoy->state() == QProcess::Running && smbdDecoy->state() == QProcess::Running;
+        };
+        QVERIFY(!SambaFunctions::nmbdRunning());
+        QVERIFY(!SambaFunctions::smbdRunning());
+        QCOMPARE(SambaFunctions::stopServices(), 0);
+        QCOMPARE(g_commands, QStringList());
+        // No daemon: kill is given no process at all.
+        QVERIFY(SambaFunctions::reloadParams() != 0);
+
+        QCOMPARE(SambaFunctions::startServices(), 0);
+        QTRY_COMPARE(SimDaemons::running(QStringLiteral("nmbd")).size(), 1);
+        QTRY_COMPARE(SimDaemons::running(QStringLiteral("smbd")).size(), 1);
+        const qint64 nmbd = SimDaemons::running(QStringLiteral("nmbd")).first();
+        const qint64 smbd = SimDaemons::running(QStringLiteral("smbd")).first();
+        QCOMPARE(SimDaemons::commandLine(nmbd), QStringLiteral("nmbd -D"));
+        QCOMPARE(SimDaemons::commandLine(smbd), QStringLiteral("smbd -D"));
+        QVERIFY(SambaFunctions::nmbdRunning());
+        QVERIFY(SambaFunctions::smbdRunning());
+
+        // Running daemons are not started again.
+        QCOMPARE(SambaFunctions::startServices(), 0);
+        QCOMPARE(calls(QStringLiteral("nmbd")), 1);
+        QCOMPARE(calls(QStringLiteral("smbd")), 1);
+
+        g_commands.clear();
+        QCOMPARE(SambaFunctions::reloadParams(), 0);
+        QCOMPARE(g_commands, QStringList{"kill -HUP `pidof smbd`"});
+        QTRY_VERIFY(TestSupport::standinCalls(m_log).contains({"smbd", "SIGHUP"}));
+        QCOMPARE(SimDaemons::running(QStringLiteral("smbd")), QList<qint64>{smbd});
+
+        g_commands.clear();
+        QCOMPARE(SambaFunctions::restartServices(), 0);
+        QCOMPARE(g_commands, (QStringList{"kill -9 `pidof nmbd`", "kill -9 `pidof smbd`"}));
+        QTRY_COMPARE(SimDaemons::running(QStringLiteral("nmbd")).size(), 1);
+        QTRY_COMPARE(SimDaemons::running(QStringLiteral("smbd")).size(), 1);
+        QVERIFY(SimDaemons::running(QStringLiteral("nmbd")).first() != nmbd);
+        QVERIFY(SimDaemons::running(QStringLiteral("smbd")).first() != smbd);
+
+        QCOMPARE(SambaFunctions::stopServices(), 0);
+        QTRY_VERIFY(SimDaemons::running(QStringLiteral("nmbd")).isEmpty());
+        QTRY_VERIFY(SimDaemons::running(QStringLiteral("smbd")).isEmpty());
+        QVERIFY(!SambaFunctions::nmbdRunning());
+        QVERIFY(decoysAlive());
+
+        // pidof names none of the decoys, though they are named like the daemons.
+        QProcess pidof;
+        pidof.start(QStringLiteral("pidof"), {QStringLiteral("nmbd"), QStringLiteral("smbd")});
+        QVERIFY(pidof.waitForFinished());
+        QCOMPARE(pidof.exitCode(), 1);
+        QCOMPARE(pidof.readAllStandardOutput(), QByteArray());
+        QVERIFY(decoysAlive());
+    }
+
+    // A daemon started without -D does not count as running: a second copy
+    // is started beside it, and stopping kills both.
+    void startedWithoutDetach()
+    {
+        QProcess foreground;
+        foreground.start(QStringLiteral("nmbd"), QStringList());
+        QVERIFY(foreground.waitForStarted());
+        QTRY_COMPARE(SimDaemons::running(QStringLiteral("nmbd")).size(), 1);
+        QVERIFY(!SambaFunctions::nmbdRunning());
+        QCOMPARE(SambaFunctions::startServices(), 0);
+        QTRY_COMPARE(SimDaemons::running(QStringLiteral("nmbd")).size(), 2);
+        QTRY_COMPARE(SimDaemons::running(QStringLiteral("smbd")).size(), 1);
+        QCOMPARE(SambaFunctions::stopServices(), 0);
+        QVERIFY(foreground.waitForFinished());
+        QCOMPARE(foreground.exitStatus(), QProcess::CrashExit);
+        QVERIFY(SimDaemons::running(QStringLiteral("nmbd")).isEmpty());
+    }
+
+    void mountList()
+    {
+        QVERIFY(SambaFunctions::getSambaMountList().isEmpty());
+        // One command line started without a shell: mount gets the rest as
+        // its arguments, split at blanks (only double quotes group words).
+        QCOMPARE(TestSupport::standinCalls(m_log), (Calls{{"mount", "|", "grep", "'type", "cifs'"}}));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSambaFunctions)
+#include "tst_sambafunctions.moc"
