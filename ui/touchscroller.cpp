@@ -19,6 +19,8 @@ struct TouchScroller::State
     QPoint finger;
     int vy = 0, vx = 0;
     int movesSwallowed = 0;
+    // The finger now down stopped a coast: its release clicks nothing.
+    bool stoppedCoast = false;
     // Our own press and release, still on their way to the widget.
     int syntheticPending = 0;
     // An event the viewport was given and did not take goes on to the area:
@@ -94,6 +96,7 @@ bool TouchScroller::eventFilter(QObject *watched, QEvent *event)
         d->pressHValue = hbar->value();
         d->pressed = true;
         d->movesSwallowed = 0;
+        d->stoppedCoast = d->scrolling;
         if (d->scrolling) {
             // A tap on moving content only stops it.
             stopCoasting();
@@ -126,7 +129,7 @@ bool TouchScroller::eventFilter(QObject *watched, QEvent *event)
 
     // Release.
     d->pressed = false;
-    if (!d->scrolling) {
+    if (!d->scrolling && !d->stoppedCoast) {
         // No drag: the widget gets a clean click where the finger went down.
         const QPoint local = static_cast<QWidget *>(watched)->mapFrom(d->area, QPoint(d->pressX, d->pressY));
         const QPoint global = d->area->mapToGlobal(QPoint(d->pressX, d->pressY));
