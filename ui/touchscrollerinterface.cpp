@@ -6,12 +6,12 @@ TouchScrollerInterface::TouchScrollerInterface(QObject *parent) : QObject(parent
 
 TouchScrollerInterface::~TouchScrollerInterface()
 {
-    qDeleteAll(m_scrollers);
+    qDeleteAll(m_scrollers); // before QObject would, so the list never holds a dead one
 }
 
 void TouchScrollerInterface::bondTS(QAbstractScrollArea *area)
 {
-    auto *scroller = new TouchScroller;
+    auto *scroller = new TouchScroller(this);
     scroller->enableTouchScrollFor(area);
     m_scrollers.append(scroller);
 }
