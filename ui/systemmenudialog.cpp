@@ -3,6 +3,7 @@
 
 #include "linuxfunction.h"
 #include "mrunfunction.h"
+#include "powerfunction.h"
 #include "uiresources.h"
 
 SystemMenuDialog::SystemMenuDialog(QWidget *parent) : QDialog(parent), ui((UiResources::init(), new Ui::SystemMenuDialog))
@@ -45,11 +46,11 @@ bool SystemMenuDialog::perform(int code, const std::function<void(const QString 
     switch (code) {
     case Reboot:
         log(tr("Press reboot."));
-        // POWER_PENDING reboot
+        PowerFunction::instance()->reboot();
         return true;
     case PowerDown:
         log(tr("Press power off."));
-        // POWER_PENDING powerOff
+        PowerFunction::instance()->powerOff();
         return true;
     case Exit:
         log(tr("Exit programm."));
