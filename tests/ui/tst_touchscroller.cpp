@@ -188,14 +188,15 @@ void TestTouchScroller::mScrollerFollowsTheFinger()
     list.scrollToItem(list.item(100), QAbstractItemView::PositionAtTop);
     const int start = list.verticalScrollBar()->value();
     QWindow *w = list.windowHandle();
+    QSignalSpy pressed(&list, &QListWidget::itemPressed);
     const QPoint p = list.viewport()->mapTo(&list, QPoint(50, 200));
     QTest::mousePress(w, Qt::LeftButton, {}, p);
     QTest::mouseMove(w, p + QPoint(0, -40));
     QTest::mouseMove(w, p + QPoint(0, -100));
     QTest::mouseRelease(w, Qt::LeftButton, {}, p + QPoint(0, -100));
     QCOMPARE(list.verticalScrollBar()->value(), start + 100);
-    // The list saw the touch as well: the press chose an item.
-    QVERIFY(list.currentRow() >= 100);
+    // The list saw the touch as well.
+    QCOMPARE(pressed.size(), 1);
 }
 
 QTEST_MAIN(TestTouchScroller)
