@@ -50,6 +50,9 @@ int main(int argc, char *argv[])
         return 1;
     const QString standins = standinFolder();
     qputenv("PATH", QFile::encodeName(standins) + ':' + qgetenv("PATH"));
+    // The service menu's launchers are found in the home folder.
+    if (qEnvironmentVariableIsEmpty("KOVADIR"))
+        qputenv("KOVADIR", QFile::encodeName(standins + QStringLiteral("/launchers")));
 
     SimTerminal sim;
     // Daemons the stand-ins start register inside the terminal's root, so

@@ -1,11 +1,12 @@
 // The service menu: each button's code, and what each code does. Reboot and
 // power-off reach recording stand-ins placed at /sbin/reboot and
 // /sbin/poweroff inside a system root of the test's own; the launchers are
-// recording scripts in a home folder (KOVADIR) of the test's own.
+// the recording stand-ins of sim/standins/launchers, as in kx4test-sim.
 #include "msystemroot.h"
 #include "screenshot.h"
 #include "systemmenudialog.h"
 #include "testroot.h"
+#include "testsupport.h"
 
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -30,21 +31,24 @@ private slots:
     void screenshot();
 
 private:
-    QStringList recorded() const;
+    QList<QStringList> recorded() const;
 
     std::unique_ptr<TestRoot> m_root;
-    QTemporaryDir m_home, m_emptyHome, m_work;
+    QTemporaryDir m_emptyHome, m_work;
     QString m_record;
 };
 
 namespace {
 
-bool writeScript(const QString &file, const QString &record)
+const QString Launchers = QStringLiteral(KX4_STANDIN_DIR "/launchers");
+
+// A system program's stand-in that records its call as the others do.
+bool writeStandin(const QString &file)
 {
     QFile f(file);
     if (!f.open(QIODevice::WriteOnly))
         return false;
-    f.write(QStringLiteral("#!/bin/sh\necho \"$(basename \"$0\") $*\" >> '%1'\n").arg(record).toUtf8());
+    f.write("#!/bin/sh\n. '" KX4_STANDIN_DIR "/standin.sh'\nstandin_record \"$(basename \"$0\")\" \"$@\"\n");
     f.close();
     return f.setPermissions(f.permissions() | QFile::ExeOwner);
 }
@@ -55,29 +59,24 @@ void TestSystemMenuDialog::initTestCase()
 {
     m_root = std::make_unique<TestRoot>();
     m_record = m_work.path() + QStringLiteral("/record");
+    qputenv("KX4_STANDIN_LOG", QFile::encodeName(m_record));
+    QVERIFY(m_root->makeDir(QStringLiteral("/sbin")));
     for (const char *program : {"/sbin/reboot", "/sbin/poweroff"}) {
-        QVERIFY(m_root->makeDir(QStringLiteral("/sbin")));
-        QVERIFY(writeScript(m_root->hostPath(QLatin1String(program)), m_record));
+        QVERIFY(writeStandin(m_root->hostPath(QLatin1String(program))));
         // Never the machine's own.
         QCOMPARE(MSystemRoot::path(QLatin1String(program)), m_root->hostPath(QLatin1String(program)));
     }
-    for (const char *launcher : {"launchkovakas", "launchcalibrate", "launchupdate", "launcharchmanager",
-                                 "launchshtrihtd", "launchatoltd", "launchv3sensor"})
-        QVERIFY(writeScript(m_home.path() + QLatin1Char('/') + QLatin1String(launcher), m_record));
-    qputenv("KOVADIR", QFile::encodeName(m_home.path()));
 }
 
 void TestSystemMenuDialog::init()
 {
     QFile::remove(m_record);
-    qputenv("KOVADIR", QFile::encodeName(m_home.path()));
+    qputenv("KOVADIR", QFile::encodeName(Launchers));
 }
 
-QStringList TestSystemMenuDialog::recorded() const
+QList<QStringList> TestSystemMenuDialog::recorded() const
 {
-    QFile f(m_record);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split(QLatin1Char('\n'), Qt::SkipEmptyParts)
-                                       : QStringList();
+    return TestSupport::standinCalls(m_record);
 }
 
 void TestSystemMenuDialog::buttonsGiveTheirCodes_data()
@@ -109,36 +108,36 @@ void TestSystemMenuDialog::actions_data()
 {
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("logText");
-    QTest::addColumn<QString>("call");
-    QTest::newRow("reboot") << 1 << "Press reboot." << "reboot -d 1";
-    QTest::newRow("power off") << 2 << "Press power off." << "poweroff -d 1";
-    QTest::newRow("exit") << 3 << "Exit programm." << "";
-    QTest::newRow("KOVAKas") << 4 << "Run KOVAKas." << "launchkovakas run-from";
+    QTest::addColumn<QStringList>("call");
+    QTest::newRow("reboot") << 1 << "Press reboot." << QStringList{"reboot", "-d", "1"};
+    QTest::newRow("power off") << 2 << "Press power off." << QStringList{"poweroff", "-d", "1"};
+    QTest::newRow("exit") << 3 << "Exit programm." << QStringList();
+    QTest::newRow("KOVAKas") << 4 << "Run KOVAKas." << QStringList{"launchkovakas", "run-from"};
     QTest::newRow("calibrate") << 5 << "Press screen calibrate."
-                               << "launchcalibrate " + QDir::current().absoluteFilePath("launchdesktest");
-    QTest::newRow("local update") << 6 << "Run USB Flash update." << "launchupdate localusb";
-    QTest::newRow("FTP update") << 7 << "Run FTP update." << "launchupdate extftp";
-    QTest::newRow("ArchManager") << 8 << "Run ArchManager." << "launcharchmanager run-from";
-    QTest::newRow("ShtrihTD") << 9 << "Run ShtrihTD." << "launchshtrihtd run-from";
-    QTest::newRow("AtolTD") << 10 << "Run AtolTD." << "launchatoltd run-from";
-    QTest::newRow("V3Sensor") << 11 << "Run V3Sensor." << "launchv3sensor run-from";
+                               << QStringList{"launchcalibrate", QDir::current().absoluteFilePath("launchdesktest")};
+    QTest::newRow("local update") << 6 << "Run USB Flash update." << QStringList{"launchupdate", "localusb"};
+    QTest::newRow("FTP update") << 7 << "Run FTP update." << QStringList{"launchupdate", "extftp"};
+    QTest::newRow("ArchManager") << 8 << "Run ArchManager." << QStringList{"launcharchmanager", "run-from"};
+    QTest::newRow("ShtrihTD") << 9 << "Run ShtrihTD." << QStringList{"launchshtrihtd", "run-from"};
+    QTest::newRow("AtolTD") << 10 << "Run AtolTD." << QStringList{"launchatoltd", "run-from"};
+    QTest::newRow("V3Sensor") << 11 << "Run V3Sensor." << QStringList{"launchv3sensor", "run-from"};
 }
 
 void TestSystemMenuDialog::actions()
 {
     QFETCH(int, code);
     QFETCH(QString, logText);
-    QFETCH(QString, call);
+    QFETCH(QStringList, call);
     QStringList log;
     // Every one of these leaves the test program.
     QVERIFY(SystemMenuDialog::perform(code, [&](const QString &text) { log << text; }));
     QCOMPARE(log, QStringList{logText});
     if (call.isEmpty()) {
-        QCOMPARE(recorded(), QStringList());
+        QCOMPARE(recorded(), QList<QStringList>());
         return;
     }
     // Launchers run detached: their line comes when they have run.
-    QTRY_COMPARE(recorded(), QStringList{call});
+    QTRY_COMPARE(recorded(), QList<QStringList>{call});
 }
 
 void TestSystemMenuDialog::failedLauncherKeepsTheProgram_data()
@@ -171,7 +170,7 @@ void TestSystemMenuDialog::cancelDoesNothing()
     QStringList log;
     QVERIFY(!SystemMenuDialog::perform(code, [&](const QString &text) { log << text; }));
     QCOMPARE(log, QStringList());
-    QCOMPARE(recorded(), QStringList());
+    QCOMPARE(recorded(), QList<QStringList>());
 }
 
 void TestSystemMenuDialog::screenshot()
