@@ -1,6 +1,7 @@
 // The service menu of the manual test window. It only says what the operator
 // chose: exec() returns the action's code (Code below); the window acts on it
-// through SystemMenuDialog::perform().
+// through SystemMenuDialog::perform(). The buttons' texts are the form's own
+// Russian and are not translated; the lines perform() logs are.
 #pragma once
 
 #include <QDialog>
