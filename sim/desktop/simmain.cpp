@@ -3,13 +3,12 @@
 // The start-up is the program's own (runKx4Test); around it this file lays
 // out the terminal (a temporary system root that KX4_ROOT points at, with the
 // A9 board's devices), puts the stand-ins for system programs first on PATH
-// so nothing of this machine is set, mounted or restarted, and shows a window
-// that runs until it is closed or the process gets SIGINT, SIGTERM or SIGHUP.
+// so nothing of this machine is set, mounted or restarted, and ends the run on
+// SIGINT or SIGTERM as the terminal's windows end it, and on SIGHUP.
 #include "runkx4test.h"
 #include "hangupquit.h"
 #include "simdaemons.h"
 #include "simterminal.h"
-#include "simwindow.h"
 #include "vnclocalonly.h"
 
 #include <QCoreApplication>
@@ -41,6 +40,9 @@ int main(int argc, char *argv[])
         return 1;
     const QString standins = SimTerminal::standinFolder();
     qputenv("PATH", QFile::encodeName(standins) + ':' + qgetenv("PATH"));
+    // The service menu's launchers are found in the home folder.
+    if (qEnvironmentVariableIsEmpty("KOVADIR"))
+        qputenv("KOVADIR", QFile::encodeName(standins + QStringLiteral("/launchers")));
 
     SimTerminal sim;
     // Daemons the stand-ins start register inside the terminal's root, so
@@ -51,23 +53,19 @@ int main(int argc, char *argv[])
     // plugged: the cursor stays.
     sim.writeFile(QStringLiteral("/dev/mouse1"), QByteArray());
 
-    SimWindow *window = nullptr;
     StartupHooks hooks;
     hooks.applicationReady = [&] {
         vnc.install();
         new HangupQuit(QCoreApplication::instance());
-        window = new SimWindow(sim);
     };
-    hooks.makeWindow = [&]() -> QWidget * {
+    hooks.screenReady = [&] {
         // The vnc platform's server opens from the first round of events.
         QCoreApplication::processEvents();
         if (vnc.active() && !vnc.listening()) {
             std::fprintf(stderr, "kx4test-sim: nothing serves the screen on localhost:%u; ending\n", vnc.port());
-            delete window; // the program ends without a window
-            return nullptr;
+            return false;
         }
-        window->describe();
-        return window;
+        return true;
     };
     const int rc = runKx4Test(argc, argv, hooks);
     // The daemons the program started (the Samba stand-ins) end with it.

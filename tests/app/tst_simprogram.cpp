@@ -1,7 +1,7 @@
 // kx4test-sim, run as a user runs it, from a throw-away copy: it boots on the
-// simulated terminal, stays up, writes the log the terminal would, ends
-// cleanly on the signals a user sends, and serves its VNC screen to this
-// machine only.
+// simulated terminal, waits on the run-mode question, writes the log the
+// terminal would, ends cleanly on the signals a user sends or once the
+// question is answered, and serves its VNC screen to this machine only.
 #include <QtTest>
 
 #include <QHostAddress>
@@ -19,12 +19,15 @@ class TestSimProgram : public QObject
 private slots:
     void runsUntilSignalled_data();
     void runsUntilSignalled();
+    void unansweredQuestionEndsTheRun();
     void vncScreenOnLoopbackOnly();
     void vncPortTaken();
 
 private:
-    // Starts a copy of kx4test-sim in `folder` with `args`.
-    void start(QProcess &p, const QString &folder, const QStringList &args, const QString &platform);
+    // Starts a copy of kx4test-sim in `folder` with `args`; `countdownMs`
+    // shortens the run-mode question's countdown.
+    void start(QProcess &p, const QString &folder, const QStringList &args, const QString &platform,
+               int countdownMs = 0);
 };
 
 namespace {
@@ -65,13 +68,17 @@ QStringList listeners(quint16 port)
 
 } // namespace
 
-void TestSimProgram::start(QProcess &p, const QString &folder, const QStringList &args, const QString &platform)
+void TestSimProgram::start(QProcess &p, const QString &folder, const QStringList &args, const QString &platform,
+                           int countdownMs)
 {
     const QString program = folder + QStringLiteral("/kx4test-sim");
     QVERIFY(QFile::copy(QStringLiteral(KX4_SIM_PROGRAM), program));
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), platform);
     env.remove(QStringLiteral("KX4_ROOT")); // the program makes its own
+    env.remove(QStringLiteral("KX4_TEST_COUNTDOWN_MS"));
+    if (countdownMs > 0)
+        env.insert(QStringLiteral("KX4_TEST_COUNTDOWN_MS"), QString::number(countdownMs));
     p.setProcessEnvironment(env);
     p.start(program, args);
     QVERIFY(p.waitForStarted(10000));
@@ -95,20 +102,28 @@ void TestSimProgram::runsUntilSignalled()
     QProcess p;
     start(p, folder.path(), {}, QStringLiteral("offscreen"));
     const QString logFile = folder.path() + QStringLiteral("/Log/kx4test-sim.log");
-    QTRY_VERIFY_WITH_TIMEOUT(texts(readLines(logFile)).contains(QStringLiteral("main: Boot complete.")), 60000);
-    // Booted, and it stays up: the window runs until it is told to end.
+    // The question is up (its full countdown is 20000 ticks of at least a
+    // millisecond each) and waits for the operator.
+    QString debug;
+    QTRY_VERIFY_WITH_TIMEOUT((debug += QString::fromLocal8Bit(p.readAllStandardError()),
+                              debug.contains(QStringLiteral("\nShow QWidget\n"))),
+                             60000);
     QCOMPARE(p.state(), QProcess::Running);
     QVERIFY(::kill(pid_t(p.processId()), signal) == 0);
     QVERIFY(p.waitForFinished(30000));
     QCOMPARE(p.exitStatus(), QProcess::NormalExit);
     QCOMPARE(p.exitCode(), 0);
-    const QStringList debug = QString::fromLocal8Bit(p.readAllStandardError()).split(QLatin1Char('\n'));
-    QCOMPARE(debug.filter(QStringLiteral("Power: Signal")), debugLine.isEmpty() ? QStringList() : QStringList{debugLine});
+    debug += QString::fromLocal8Bit(p.readAllStandardError());
+    QCOMPARE(debug.split(QLatin1Char('\n')).filter(QStringLiteral("Power: Signal")),
+             debugLine.isEmpty() ? QStringList() : QStringList{debugLine});
 
+    // The question was left without an answer for automatic: manual, as for
+    // any result but 1; then the closing lines.
     const QStringList log = texts(readLines(logFile));
-    QCOMPARE(log.mid(log.indexOf(QStringLiteral("main: Boot complete."))),
-             (QStringList{"main: Boot complete.", "main: Work end...", "main: Return code: 0",
-                          "SystemLog: Log object destroed."}));
+    QCOMPARE(log.mid(log.indexOf(QStringLiteral("main: Work begin...")) + 1).filter(QStringLiteral("main: ")),
+             (QStringList{"main: Select manual test mode.", "main: Boot complete.", "main: Work end...",
+                          "main: Return code: 0"}));
+    QCOMPARE(log.last(), QStringLiteral("SystemLog: Log object destroed."));
     // The program ran on the simulated A9 terminal: a root of its own, gone
     // with it, and the stand-ins before every system program.
     const QString root = log.filter(QRegularExpression(QStringLiteral("^\tKX4_ROOT=."))).value(0).section('=', 1);
@@ -116,6 +131,21 @@ void TestSimProgram::runsUntilSignalled()
     const QString path = log.filter(QRegularExpression(QStringLiteral("^\tPATH="))).value(0).section('=', 1);
     QCOMPARE(QFileInfo(path.section(':', 0, 0)), QFileInfo(QStringLiteral(KX4_STANDIN_DIR)));
     QVERIFY(log.contains(QStringLiteral("\tDUALCORE_CPU=1")));
+}
+
+void TestSimProgram::unansweredQuestionEndsTheRun()
+{
+    // Until the test windows exist, the program ends once the mode is chosen.
+    QTemporaryDir folder;
+    QProcess p;
+    start(p, folder.path(), {}, QStringLiteral("offscreen"), 100);
+    QVERIFY(p.waitForFinished(60000));
+    QCOMPARE(p.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(p.exitCode(), 0);
+    const QStringList log = texts(readLines(folder.path() + QStringLiteral("/Log/kx4test-sim.log")));
+    QCOMPARE(log.mid(log.indexOf(QStringLiteral("main: Select auto test mode."))),
+             (QStringList{"main: Select auto test mode.", "main: Boot complete.", "main: Work end...",
+                          "main: Return code: 0", "SystemLog: Log object destroed."}));
 }
 
 void TestSimProgram::vncScreenOnLoopbackOnly()

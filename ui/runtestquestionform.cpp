@@ -1,0 +1,58 @@
+#include "runtestquestionform.h"
+#include "ui_runtestquestionform.h"
+
+#include <QTimer>
+
+RunTestQuestionForm::RunTestQuestionForm(QWidget *parent)
+    : QDialog(parent), ui(new Ui::RunTestQuestionForm), m_timer(new QTimer(this))
+{
+    ui->setupUi(this);
+    setWindowFlags(windowFlags() | Qt::FramelessWindowHint);
+    m_timer->setObjectName(QStringLiteral("countdownTimer"));
+    connect(m_timer, SIGNAL(timeout()), this, SLOT(onTimer()));
+    m_timer->setInterval(1);
+    m_timer->start();
+    m_remaining = StartTime;
+    // Fills the time label before the first tick.
+    QTimer::singleShot(0, this, SLOT(onTimer()));
+}
+
+RunTestQuestionForm::~RunTestQuestionForm()
+{
+    delete ui;
+}
+
+void RunTestQuestionForm::setRemainingTime(int ms)
+{
+    if (ms > 0)
+        m_remaining = ms;
+}
+
+void RunTestQuestionForm::on_butAutoTest_clicked()
+{
+    m_timer->stop();
+    done(1);
+}
+
+void RunTestQuestionForm::on_butManualTest_clicked()
+{
+    m_timer->stop();
+    done(2);
+}
+
+void RunTestQuestionForm::onTimer()
+{
+    // A tick still queued after an answer changes nothing.
+    if (result() != 0 && !m_timer->isActive())
+        return;
+    const int interval = m_timer->interval();
+    if (m_remaining <= interval) {
+        m_timer->stop();
+        done(1);
+    }
+    m_remaining -= interval;
+    ui->labTime->setText(QStringLiteral("%1:%2.%3")
+                             .arg(m_remaining / 60000, 2, 10, QLatin1Char('0'))
+                             .arg((m_remaining % 60000) / 1000, 2, 10, QLatin1Char('0'))
+                             .arg(m_remaining % 1000, 3, 10, QLatin1Char('0')));
+}
