@@ -1,0 +1,6 @@
+#include "minterfacesettings.h"
+
+MInterfaceSettings::MInterfaceSettings(const QString &interfaceName)
+    : name(interfaceName)
+{
+}
