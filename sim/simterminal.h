@@ -110,10 +110,14 @@ public:
     //     serial lines /dev/ttyS0 with the internal modem's answers and
     //     /dev/ttyS1, /dev/ttyS2 with nothing plugged in (SimSerialLine);
     //     /proc/stat, /proc/uptime, /proc/cmdline, /proc/cpuinfo and
-    //     /proc/meminfo (SimKernelFiles).
+    //     /proc/meminfo (SimKernelFiles); lo and eth0 (192.168.1.50/24,
+    //     static) with /etc/network/interfaces and /etc/resolv.conf
+    //     (SimNetwork, for the ifconfig stand-in).
     //   A9: backlights marvo-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A9); the newer buzzer driver's touch_quiet
-    //     (SimTouchSound); two Cortex-A9 cores, 512 MB.
+    //     (SimTouchSound); two Cortex-A9 cores, 512 MB; wlan0 (DHCP, no
+    //     address yet), /etc/wpa1.conf and five access points, one hidden
+    //     (SimWifi, for the wpa_supplicant and wpa_cli stand-ins).
     //   A8: backlights pwm-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A8); the older buzzer driver's touch_beep; one
     //     Cortex-A8 core, 256 MB.

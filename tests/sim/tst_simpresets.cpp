@@ -45,7 +45,9 @@ private slots:
                                   SMART_CARD_DEVICE_NAME,
                                   UPS_BAT_PATH_NAME, UPS_AC_PATH_NAME, CPU_USE_PATH,
                                   "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2",
-                                  "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo"};
+                                  "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo",
+                                  "/etc/network/interfaces", "/etc/resolv.conf", "/var/lib/kx4sim/net/eth0"};
+        const QStringList wifi = {"/var/lib/kx4sim/net/wlan0", "/etc/wpa1.conf", "/var/lib/kx4sim/wifi/access-points"};
         // No model yet: a missing node is an absent device.
         const QStringList noModel = {UPS_DEVICE_NAME,
                                      POWER_DEVICE_SLEEP_NAME, POWER_DEVICE_INFO_NAME_A9, POWER_DEVICE_INFO_NAME_A8};
@@ -53,12 +55,12 @@ private slots:
                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9);
         const QStringList a8Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8);
-        QTest::newRow("A9") << SimTerminal::Board::A9 << both + a9Lights + QStringList{TOUCH_SOUND2_DEVICE_NAME}
+        QTest::newRow("A9") << SimTerminal::Board::A9 << both + a9Lights + QStringList{TOUCH_SOUND2_DEVICE_NAME} + wifi
                             << noModel + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                      BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                      TOUCH_SOUND_DEVICE_NAME};
         QTest::newRow("A8") << SimTerminal::Board::A8 << both + a8Lights + QStringList{TOUCH_SOUND_DEVICE_NAME}
-                            << noModel + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
+                            << noModel + wifi + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                      BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                      TOUCH_SOUND2_DEVICE_NAME};
     }
