@@ -3,7 +3,6 @@
 #include "simterminal.h"
 
 #include <QDir>
-#include <QHostAddress>
 #include <QStringList>
 
 namespace {
@@ -25,13 +24,29 @@ bool validName(const QString &name)
     return !name.isEmpty() && !name.startsWith(QLatin1Char('.')) && !name.contains(QLatin1Char('/'));
 }
 
+quint32 ipv4(const QString &dotted, bool *ok)
+{
+    const QStringList parts = dotted.split(QLatin1Char('.'));
+    quint32 value = 0;
+    *ok = parts.size() == 4;
+    for (const QString &part : parts) {
+        bool partOk = false;
+        const uint octet = part.toUInt(&partOk);
+        *ok = *ok && partOk && octet < 256;
+        value = (value << 8) | (octet & 0xff);
+    }
+    return value;
+}
+
 // The broadcast address of `address` in the network `netmask` names.
 QString broadcast(const QString &address, const QString &netmask)
 {
-    const QHostAddress a(address), m(netmask);
-    if (a.protocol() != QAbstractSocket::IPv4Protocol || m.protocol() != QAbstractSocket::IPv4Protocol)
+    bool addressOk = false, maskOk = false;
+    const quint32 a = ipv4(address, &addressOk), m = ipv4(netmask, &maskOk);
+    if (!addressOk || !maskOk)
         return QStringLiteral("0.0.0.0");
-    return QHostAddress((a.toIPv4Address() & m.toIPv4Address()) | ~m.toIPv4Address()).toString();
+    const quint32 b = (a & m) | ~m;
+    return QStringLiteral("%1.%2.%3.%4").arg(b >> 24).arg((b >> 16) & 0xff).arg((b >> 8) & 0xff).arg(b & 0xff);
 }
 }
 
