@@ -167,8 +167,15 @@ bool MWiFi::saveExistAP()
     auto quoted = [](const QString &value) { return MShell::quote(QLatin1Char('"') + value + QLatin1Char('"')); };
 
     runShell(cli + QStringLiteral("disconnect"), true);
-    runShell(QStringLiteral("for i in `%1list_networks | grep ^[0-9] | cut -f1`; do %1remove_network $i; done")
-                 .arg(cli),
+    // Inside the back-quotes the shell reads \\, \` and \$ once more before the
+    // quoting counts: escape them there, or a back-quote in the name would end
+    // the substitution early.
+    QString inner = cli;
+    inner.replace(QLatin1Char('\\'), QStringLiteral("\\\\"))
+        .replace(QLatin1Char('`'), QStringLiteral("\\`"))
+        .replace(QLatin1Char('$'), QStringLiteral("\\$"));
+    runShell(QStringLiteral("for i in `%1list_networks | grep ^[0-9] | cut -f1`; do %2remove_network $i; done")
+                 .arg(inner, cli),
              false);
     // After the removal the supplicant hands out 0, 1, 2, ... again.
     for (int i = 0; i < apSettings.size(); ++i) {
