@@ -1,6 +1,3 @@
 #include "minterfacesettings.h"
 
-MInterfaceSettings::MInterfaceSettings(const QString &interfaceName)
-    : name(interfaceName)
-{
-}
+MInterfaceSettings::MInterfaceSettings(const QString &interfaceName) : name(interfaceName) {}

@@ -104,10 +104,7 @@ bool runPumping(const QString &program, const QStringList &arguments)
 }
 }
 
-MNetwork::MNetwork(QObject *parent)
-    : QObject(parent)
-{
-}
+MNetwork::MNetwork(QObject *parent) : QObject(parent) {}
 
 QList<QHostAddress> MNetwork::getAllIPs()
 {
@@ -280,8 +277,7 @@ bool MNetwork::saveInterfaces()
         else if (settings.name.startsWith(QLatin1String("ppp")))
             out << tr("# The GRPS/3G/4G interface") << '\n';
         out << tr("auto %1").arg(settings.name) << '\n'
-            << tr("iface %1 inet %2")
-                   .arg(settings.name, isStatic ? QStringLiteral("static") : QStringLiteral("dhcp"))
+            << tr("iface %1 inet %2").arg(settings.name, isStatic ? QStringLiteral("static") : QStringLiteral("dhcp"))
             << '\n';
         if (isStatic) {
             out << tr(" address %1").arg(settings.address.toString()) << '\n';

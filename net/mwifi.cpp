@@ -54,10 +54,7 @@ MAPProperty parseScanLine(const QStringList &fields)
 }
 }
 
-MWiFi::MWiFi(QObject *parent)
-    : QObject(parent)
-{
-}
+MWiFi::MWiFi(QObject *parent) : QObject(parent) {}
 
 void MWiFi::setCurrentInterface(QString name)
 {
@@ -160,35 +157,45 @@ bool MWiFi::saveExistAP()
     if (apSettings.isEmpty())
         return false;
 
-    // Every value reaches the shell quoted: ordinary ones read as they always
-    // did (the SSID and pass phrase in double quotes inside single quotes),
-    // anything else stays one argument and runs nothing.
-    const QString cli = QStringLiteral("wpa_cli -i %1 ").arg(MShell::quote(currentInterface));
+    // Every value reaches the shell quoted. Ordinary ones read as they always
+    // did: the interface and key management as they stand, the SSID and pass
+    // phrase in double quotes inside single quotes, e.g.
+    //     wpa_cli -i %1 set_network %2 ssid '"%3"'
+    //     wpa_cli -i %1 set_network %2 psk '"%3"'
+    // Anything else stays one argument and runs nothing (a single quote in a
+    // pass phrase is carried as '\'').
+    const QString iface = MShell::quote(currentInterface);
     auto quoted = [](const QString &value) { return MShell::quote(QLatin1Char('"') + value + QLatin1Char('"')); };
 
-    runShell(cli + QStringLiteral("disconnect"), true);
+    // Each is run as, for example, "wpa_cli -i %1 disconnect; echo $?".
+    runShell(QStringLiteral("wpa_cli -i %1 disconnect").arg(iface), true);
+
     // Inside the back-quotes the shell reads \\, \` and \$ once more before the
-    // quoting counts: escape them there, or a back-quote in the name would end
-    // the substitution early.
-    QString inner = cli;
+    // quoting counts: they are escaped there, or a back-quote in the name
+    // would end the substitution early.
+    QString inner = iface;
     inner.replace(QLatin1Char('\\'), QStringLiteral("\\\\"))
         .replace(QLatin1Char('`'), QStringLiteral("\\`"))
         .replace(QLatin1Char('$'), QStringLiteral("\\$"));
-    runShell(QStringLiteral("for i in `%1list_networks | grep ^[0-9] | cut -f1`; do %2remove_network $i; done")
-                 .arg(inner, cli),
-             false);
+    const QString removeAll = QStringLiteral(
+        "for i in `wpa_cli -i %1 list_networks | grep ^[0-9] | cut -f1`; do wpa_cli -i %1 remove_network $i; done");
+    const int body = removeAll.indexOf(QLatin1String("; do "));
+    runShell(removeAll.left(body).arg(inner) + removeAll.mid(body).arg(iface), false);
+
     // After the removal the supplicant hands out 0, 1, 2, ... again.
     for (int i = 0; i < apSettings.size(); ++i) {
         const MAPSettings &settings = apSettings.at(i);
         const QString id = QString::number(i);
-        runShell(cli + QStringLiteral("add_network"), true);
-        runShell(cli + QStringLiteral("set_network %1 ssid %2").arg(id, quoted(settings.ssid)), true);
-        runShell(cli + QStringLiteral("set_network %1 key_mgmt %2").arg(id, MShell::quote(settings.keyMgmt)), true);
-        runShell(cli + QStringLiteral("set_network %1 psk %2").arg(id, quoted(settings.psk)), true);
-        runShell(cli + QStringLiteral("select_network %1").arg(id), true);
-        runShell(cli + QStringLiteral("enable_network %1").arg(id), true);
+        runShell(QStringLiteral("wpa_cli -i %1 add_network").arg(iface), true);
+        runShell(QStringLiteral("wpa_cli -i %1 set_network %2 ssid %3").arg(iface, id, quoted(settings.ssid)), true);
+        runShell(
+            QStringLiteral("wpa_cli -i %1 set_network %2 key_mgmt %3").arg(iface, id, MShell::quote(settings.keyMgmt)),
+            true);
+        runShell(QStringLiteral("wpa_cli -i %1 set_network %2 psk %3").arg(iface, id, quoted(settings.psk)), true);
+        runShell(QStringLiteral("wpa_cli -i %1 select_network %2").arg(iface, id), true);
+        runShell(QStringLiteral("wpa_cli -i %1 enable_network %2").arg(iface, id), true);
     }
-    runShell(cli + QStringLiteral("save_config"), true);
-    runShell(cli + QStringLiteral("reassociate"), true);
+    runShell(QStringLiteral("wpa_cli -i %1 save_config").arg(iface), true);
+    runShell(QStringLiteral("wpa_cli -i %1 reassociate").arg(iface), true);
     return true;
 }

@@ -72,8 +72,8 @@ bool SimNetwork::removeInterface(SimTerminal &sim, const QString &name)
     return validName(name) && sim.removeFile(netFile(name));
 }
 
-bool SimWifi::addAccessPoint(SimTerminal &sim, const QString &bssid, int frequency, int signal,
-                             const QString &flags, const QString &ssid)
+bool SimWifi::addAccessPoint(SimTerminal &sim, const QString &bssid, int frequency, int signal, const QString &flags,
+                             const QString &ssid)
 {
     const QString path = wifiFile(QStringLiteral("access-points"));
     const QByteArray line = QStringList{bssid, QString::number(frequency), QString::number(signal), flags, ssid}

@@ -29,7 +29,7 @@ public:
     {
         QString name;
         QString hwAddress; // empty for the loopback interface
-        QString address;   // empty: no IPv4 address
+        QString address; // empty: no IPv4 address
         QString netmask;
         bool up = true;
     };
@@ -46,8 +46,8 @@ public:
 
     // One more access point in the scan results; `flags` as wpa_cli prints
     // them ("[WPA2-PSK-CCMP][ESS]"), `ssid` empty for a hidden network.
-    static bool addAccessPoint(SimTerminal &sim, const QString &bssid, int frequency, int signal,
-                               const QString &flags, const QString &ssid);
+    static bool addAccessPoint(SimTerminal &sim, const QString &bssid, int frequency, int signal, const QString &flags,
+                               const QString &ssid);
     static bool clearAccessPoints(SimTerminal &sim);
     // The supplicant's configuration file as the system image ships it: a
     // control interface in /var/run/wpa_supplicant and save_config allowed.

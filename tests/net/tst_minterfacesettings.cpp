@@ -21,8 +21,8 @@ QString describe(const MInterfaceSettings &s)
         .arg(s.ifaceLine)
         .arg(s.method)
         .arg(s.methodUnknown ? QStringLiteral("?") : QString())
-        .arg(address(s.address, s.addressLine), address(s.netmask, s.netmaskLine),
-             address(s.gateway, s.gatewayLine), s.hwAddress + QLatin1Char('@') + QString::number(s.hwAddressLine));
+        .arg(address(s.address, s.addressLine), address(s.netmask, s.netmaskLine), address(s.gateway, s.gatewayLine),
+             s.hwAddress + QLatin1Char('@') + QString::number(s.hwAddressLine));
 }
 
 const char Nothing[] = "auto=0@-1 iface=0@-1 method=0 addr=@-1 mask=@-1 gw=@-1 hw=@-1";
@@ -52,39 +52,37 @@ private slots:
             << full << "ETH0"
             << "auto=1@3 iface=1@4 method=3 addr=192.168.1.5@5 mask=255.255.255.0@6 gw=192.168.1.1@7 "
                "hw=00:1a:2B:3c:4d:5e@8";
-        QTest::newRow("loopback") << full << "lo" << "auto=1@1 iface=1@2 method=1 addr=@-1 mask=@-1 gw=@-1 hw=@-1";
+        QTest::newRow("loopback") << full << "lo"
+                                  << "auto=1@1 iface=1@2 method=1 addr=@-1 mask=@-1 gw=@-1 hw=@-1";
         QTest::newRow("not in the file") << full << "wlan0" << Nothing;
-        QTest::newRow("no auto line")
-            << QByteArray("iface eth0 inet static\n address 10.0.0.2\n")
-            << "eth0" << "auto=0@-1 iface=1@0 method=3 addr=10.0.0.2@1 mask=@-1 gw=@-1 hw=@-1";
-        QTest::newRow("auto naming several")
-            << QByteArray("auto lo eth0 wlan0\niface eth0 inet dhcp\n")
-            << "eth0" << "auto=1@0 iface=1@1 method=2 addr=@-1 mask=@-1 gw=@-1 hw=@-1";
-        QTest::newRow("auto of a longer name")
-            << QByteArray("auto eth01\niface eth0 inet dhcp\n")
-            << "eth0" << "auto=0@-1 iface=1@1 method=2 addr=@-1 mask=@-1 gw=@-1 hw=@-1";
-        QTest::newRow("unknown method")
-            << QByteArray("auto eth1\niface eth1 inet manual\n")
-            << "eth1" << "auto=1@0 iface=1@1 method=0? addr=@-1 mask=@-1 gw=@-1 hw=@-1";
+        QTest::newRow("no auto line") << QByteArray("iface eth0 inet static\n address 10.0.0.2\n") << "eth0"
+                                      << "auto=0@-1 iface=1@0 method=3 addr=10.0.0.2@1 mask=@-1 gw=@-1 hw=@-1";
+        QTest::newRow("auto naming several") << QByteArray("auto lo eth0 wlan0\niface eth0 inet dhcp\n") << "eth0"
+                                             << "auto=1@0 iface=1@1 method=2 addr=@-1 mask=@-1 gw=@-1 hw=@-1";
+        QTest::newRow("auto of a longer name") << QByteArray("auto eth01\niface eth0 inet dhcp\n") << "eth0"
+                                               << "auto=0@-1 iface=1@1 method=2 addr=@-1 mask=@-1 gw=@-1 hw=@-1";
+        QTest::newRow("unknown method") << QByteArray("auto eth1\niface eth1 inet manual\n") << "eth1"
+                                        << "auto=1@0 iface=1@1 method=0? addr=@-1 mask=@-1 gw=@-1 hw=@-1";
         // "inet" in the pattern finds an inet6 stanza too.
-        QTest::newRow("inet6")
-            << QByteArray("auto eth0\niface eth0 inet6 static\n address 10.0.0.2\n")
-            << "eth0" << "auto=1@0 iface=1@1 method=3 addr=10.0.0.2@2 mask=@-1 gw=@-1 hw=@-1";
+        QTest::newRow("inet6") << QByteArray("auto eth0\niface eth0 inet6 static\n address 10.0.0.2\n") << "eth0"
+                               << "auto=1@0 iface=1@1 method=3 addr=10.0.0.2@2 mask=@-1 gw=@-1 hw=@-1";
         QTest::newRow("anything behind a value")
             << QByteArray("auto eth0\niface eth0 inet static\n address 10.0.0.2 \n netmask 255.0.0.0 # eight\n"
                           " gateway 10.0.0.1\n")
-            << "eth0" << "auto=1@0 iface=1@1 method=3 addr=@-1 mask=@-1 gw=10.0.0.1@4 hw=@-1";
-        QTest::newRow("octet above 255")
-            << QByteArray("auto eth0\niface eth0 inet static\n address 300.1.2.3\n")
-            << "eth0" << "auto=1@0 iface=1@1 method=3 addr=@2 mask=@-1 gw=@-1 hw=@-1";
+            << "eth0"
+            << "auto=1@0 iface=1@1 method=3 addr=@-1 mask=@-1 gw=10.0.0.1@4 hw=@-1";
+        QTest::newRow("octet above 255") << QByteArray("auto eth0\niface eth0 inet static\n address 300.1.2.3\n")
+                                         << "eth0"
+                                         << "auto=1@0 iface=1@1 method=3 addr=@2 mask=@-1 gw=@-1 hw=@-1";
         for (const char *end : {"auto wlan0", "iface wlan0 inet static", "allow-hotplug wlan0", "mapping wlan0"})
             QTest::newRow(end) << QByteArray("auto eth0\niface eth0 inet dhcp\n") + end
-                                          + "\n address 10.9.9.9\n gateway 10.9.9.1\n"
-                               << "eth0" << "auto=1@0 iface=1@1 method=2 addr=@-1 mask=@-1 gw=@-1 hw=@-1";
-        QTest::newRow("ends at a zero byte")
-            << QByteArray("auto eth0\niface eth0 inet static\n address 10.0.0.2\n") + '\0'
-                   + QByteArray(" netmask 255.0.0.0\n")
-            << "eth0" << "auto=1@0 iface=1@1 method=3 addr=10.0.0.2@2 mask=@-1 gw=@-1 hw=@-1";
+                                      + "\n address 10.9.9.9\n gateway 10.9.9.1\n"
+                               << "eth0"
+                               << "auto=1@0 iface=1@1 method=2 addr=@-1 mask=@-1 gw=@-1 hw=@-1";
+        QTest::newRow("ends at a zero byte") << QByteArray("auto eth0\niface eth0 inet static\n address 10.0.0.2\n")
+                                                    + '\0' + QByteArray(" netmask 255.0.0.0\n")
+                                             << "eth0"
+                                             << "auto=1@0 iface=1@1 method=3 addr=10.0.0.2@2 mask=@-1 gw=@-1 hw=@-1";
     }
     void read()
     {

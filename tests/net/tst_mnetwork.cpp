@@ -17,8 +17,10 @@ const char InterfacesFile[] = "/etc/network/interfaces";
 
 QString describe(const MInterfaceSettings &s)
 {
-    return QStringLiteral("%1 %2 %3 %4 %5").arg(s.name).arg(s.method).arg(s.address.toString(),
-                                                                           s.netmask.toString(), s.gateway.toString());
+    return QStringLiteral("%1 %2 %3 %4 %5")
+        .arg(s.name)
+        .arg(s.method)
+        .arg(s.address.toString(), s.netmask.toString(), s.gateway.toString());
 }
 
 // What Debian's ifquery makes of an interfaces file: the interfaces brought
@@ -45,10 +47,7 @@ private:
     QTemporaryDir m_dir;
     bool m_namespace = false;
 
-    void setPathFirst(const QString &folder)
-    {
-        qputenv("PATH", QFile::encodeName(folder) + ':' + m_path);
-    }
+    void setPathFirst(const QString &folder) { qputenv("PATH", QFile::encodeName(folder) + ':' + m_path); }
 
 private slots:
     void initTestCase()
@@ -75,10 +74,14 @@ private slots:
         QTest::addColumn<QString>("mac");
         QTest::addColumn<QString>("ip");
         QTest::addColumn<bool>("needsNamespace");
-        QTest::newRow("lo") << "lo" << true << "" << "127.0.0.1" << false;
-        QTest::newRow("missing") << "kx4none0" << false << "" << "" << false;
-        QTest::newRow("veth") << "kx4a" << true << "02:AA:BB:CC:DD:01" << "169.1.2.3" << true;
-        QTest::newRow("tap, no address") << "kx4t" << true << "*" << "" << true;
+        QTest::newRow("lo") << "lo" << true << ""
+                            << "127.0.0.1" << false;
+        QTest::newRow("missing") << "kx4none0" << false << ""
+                                 << "" << false;
+        QTest::newRow("veth") << "kx4a" << true << "02:AA:BB:CC:DD:01"
+                              << "169.1.2.3" << true;
+        QTest::newRow("tap, no address") << "kx4t" << true << "*"
+                                         << "" << true;
     }
     void busyboxIfconfig()
     {
@@ -136,9 +139,9 @@ private slots:
         QCOMPARE(MNetwork::getRealIPAddress(QStringLiteral("wlan0")), QHostAddress());
         QCOMPARE(MNetwork::interfaceExists(QStringLiteral("wlan1")), false);
         qunsetenv("KX4_STANDIN_IFCONFIG_HANG");
-        const QList<QStringList> expected = {{"ifconfig", "eth0"},          {"ifconfig", "eth0"},
-                                             {"ifconfig", "-a", "eth0"},    {"ifconfig", "wlan0"},
-                                             {"ifconfig", "-a", "wlan0"},   {"ifconfig", "-a", "wlan1"}};
+        const QList<QStringList> expected = {{"ifconfig", "eth0"},        {"ifconfig", "eth0"},
+                                             {"ifconfig", "-a", "eth0"},  {"ifconfig", "wlan0"},
+                                             {"ifconfig", "-a", "wlan0"}, {"ifconfig", "-a", "wlan1"}};
         QCOMPARE(TestSupport::standinCalls(log), expected);
     }
 
@@ -179,8 +182,9 @@ private slots:
                           "auto eth1\niface eth1 inet static\n netmask 255.0.0.0\n"
                           "auto ppp0\niface ppp0 inet ppp\n provider gprs\nauto usb0\niface usb0 inet static\n"
                           " address 10.1.1.1\n")
-            << header + loopback + "# The GRPS/3G/4G interface\nauto ppp0\niface ppp0 inet dhcp\n\n"
-                   "auto usb0\niface usb0 inet static\n address 10.1.1.1\n\n"
+            << header + loopback
+                   + "# The GRPS/3G/4G interface\nauto ppp0\niface ppp0 inet dhcp\n\n"
+                     "auto usb0\niface usb0 inet static\n address 10.1.1.1\n\n"
             << QStringList{"lo", "ppp0", "usb0"} << QStringList{"lo 1   ", "ppp0 2   ", "usb0 3 10.1.1.1  "};
         QTest::newRow("empty") << QByteArray() << header << QStringList{"lo"} << QStringList();
     }
@@ -222,11 +226,10 @@ private slots:
         QTest::addColumn<bool>("saved");
         QTest::addColumn<QByteArray>("written");
         QTest::newRow("no file") << QByteArray("-") << QStringList() << false << QByteArray("-");
-        QTest::newRow("servers")
-            << QByteArray("search shop.lan\nnameserver 192.168.1.1\n  nameserver\t8.8.8.8\n"
-                          "nameserver 1.1.1.1 # fast\nnameserver fe80::1\noptions ndots:1\n")
-            << QStringList{"192.168.1.1", "8.8.8.8", "1.1.1.1"} << true
-            << QByteArray("nameserver 192.168.1.1\nnameserver 8.8.8.8\nnameserver 1.1.1.1\n");
+        QTest::newRow("servers") << QByteArray("search shop.lan\nnameserver 192.168.1.1\n  nameserver\t8.8.8.8\n"
+                                               "nameserver 1.1.1.1 # fast\nnameserver fe80::1\noptions ndots:1\n")
+                                 << QStringList{"192.168.1.1", "8.8.8.8", "1.1.1.1"} << true
+                                 << QByteArray("nameserver 192.168.1.1\nnameserver 8.8.8.8\nnameserver 1.1.1.1\n");
         QTest::newRow("empty") << QByteArray() << QStringList() << true << QByteArray();
     }
     void dns()
@@ -257,11 +260,14 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("ifdownExit");
         QTest::addColumn<QStringList>("calls");
-        QTest::newRow("eth0") << "eth0" << "0" << QStringList{"ifdown eth0", "ifup eth0"};
-        QTest::newRow("all") << "" << "0" << QStringList{"ifdown -a", "ifup -a"};
-        QTest::newRow("ifdown fails") << "wlan0" << "1" << QStringList{"ifdown wlan0"};
-        QTest::newRow("hostile name") << "eth0; touch MARK" << "0"
-                                      << QStringList{"ifdown eth0; touch MARK", "ifup eth0; touch MARK"};
+        QTest::newRow("eth0") << "eth0"
+                              << "0" << QStringList{"ifdown eth0", "ifup eth0"};
+        QTest::newRow("all") << ""
+                             << "0" << QStringList{"ifdown -a", "ifup -a"};
+        QTest::newRow("ifdown fails") << "wlan0"
+                                      << "1" << QStringList{"ifdown wlan0"};
+        QTest::newRow("hostile name") << "eth0; touch MARK"
+                                      << "0" << QStringList{"ifdown eth0; touch MARK", "ifup eth0; touch MARK"};
     }
     void restartInterface()
     {

@@ -21,8 +21,13 @@ void collectDebug(QtMsgType type, const QMessageLogContext &, const QString &mes
 
 QString describe(const MAPProperty &ap)
 {
-    return QStringList{ap.bssid,    QString::number(ap.frequency), QString::number(ap.level),
-                       ap.security, ap.flags.join(QLatin1Char(',')), ap.ssid, QString::number(ap.exist)}
+    return QStringList{ap.bssid,
+                       QString::number(ap.frequency),
+                       QString::number(ap.level),
+                       ap.security,
+                       ap.flags.join(QLatin1Char(',')),
+                       ap.ssid,
+                       QString::number(ap.exist)}
         .join(QLatin1Char('|'));
 }
 
@@ -145,8 +150,8 @@ private slots:
             got << describe(ap);
         QCOMPARE(got, expected);
         const QStringList cli = {"wpa_cli", "-i", "wlan0", "-p", "/var/run/wpa_supplicant"};
-        QCOMPARE(calls(QStringLiteral("wpa_cli")), (QList<QStringList>{cli + QStringList{"scan"},
-                                                                       cli + QStringList{"scan_result"}}));
+        QCOMPARE(calls(QStringLiteral("wpa_cli")),
+                 (QList<QStringList>{cli + QStringList{"scan"}, cli + QStringList{"scan_result"}}));
         // A second scan starts from an empty list.
         QVERIFY(w->scanAP());
         QCOMPARE(w->apList.size(), expected.size());
@@ -184,8 +189,9 @@ private slots:
         QCOMPARE(run.mid(0, programs.size()), programs);
         QCOMPARE(g_debug, fails ? QStringList{"Failed run wpa_supplicant"} : QStringList());
         if (!running)
-            QCOMPARE(calls(QStringLiteral("wpa_supplicant")),
-                     (QList<QStringList>{{"wpa_supplicant", "-D", "wext", "-i", "wlan0", "-c", "/etc/wpa1.conf", "-B"}}));
+            QCOMPARE(
+                calls(QStringLiteral("wpa_supplicant")),
+                (QList<QStringList>{{"wpa_supplicant", "-D", "wext", "-i", "wlan0", "-c", "/etc/wpa1.conf", "-B"}}));
     }
 
     void results_data()
@@ -216,9 +222,9 @@ private slots:
         QTest::addColumn<QString>("message");
         QTest::addColumn<QStringList>("programs"); // run, in order, once each
         QTest::newRow("interface missing") << "wlan7" << QByteArray() << "" << QStringList{"ifconfig"};
-        QTest::newRow("scan refused")
-            << "wlan0" << QByteArray("KX4_STANDIN_WPA_CLI_SCAN_REPLY") << "Failed run wpa_cli scan"
-            << QStringList{"ifconfig", "pidof", "pidof", "wpa_cli"};
+        QTest::newRow("scan refused") << "wlan0" << QByteArray("KX4_STANDIN_WPA_CLI_SCAN_REPLY")
+                                      << "Failed run wpa_cli scan"
+                                      << QStringList{"ifconfig", "pidof", "pidof", "wpa_cli"};
     }
     void failures()
     {
@@ -327,7 +333,10 @@ private slots:
             for (const QStringList &set : sets)
                 QCOMPARE(set.mid(2, 3), expected);
             if (field < 3)
-                QCOMPARE(sets.at(field == 0 ? 0 : field == 1 ? 2 : 1).last(),
+                QCOMPARE(sets.at(field == 0   ? 0
+                                 : field == 1 ? 2
+                                              : 1)
+                             .last(),
                          field == 2 ? value : QLatin1Char('"') + value + QLatin1Char('"'));
         }
     }
