@@ -302,7 +302,7 @@ private slots:
     {
         QTest::addColumn<int>("field"); // 0 ssid, 1 psk, 2 key_mgmt, 3 interface
         QTest::addColumn<QString>("value");
-        const QStringList values = {"x'; touch MARK; echo '", "$(touch MARK)", "` x; do touch MARK; done; echo `",
+        const QStringList values = {"x'; touch MARK; echo '", "$(touch MARK)", "` x; do touch MARK; done; for j in `",
                                     "x\"; touch MARK; \"", "x'\n touch MARK\n'"};
         const char *fields[] = {"ssid", "psk", "key_mgmt", "interface"};
         for (int field = 0; field < 4; ++field)
