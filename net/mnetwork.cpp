@@ -89,6 +89,10 @@ IfconfigOutput runIfconfig(const QStringList &arguments)
     const QByteArray err = process.readAllStandardError();
     result.ok = err.isEmpty() && !err.contains("Device not found") && !out.contains("Device not found");
     result.out = QString::fromLocal8Bit(out);
+    if (process.state() != QProcess::NotRunning) {
+        process.kill();
+        process.waitForFinished();
+    }
     return result;
 }
 

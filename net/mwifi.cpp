@@ -83,6 +83,10 @@ QString MWiFi::runCommand(const QString &program, const QStringList &arguments, 
     process.start(program, arguments, QIODevice::ReadWrite);
     process.waitForFinished(QueryTimeoutMs);
     const QString out = QString::fromLocal8Bit(process.readAll());
+    if (process.state() != QProcess::NotRunning) {
+        process.kill();
+        process.waitForFinished();
+    }
     return simplify ? out.simplified() : out.trimmed();
 }
 
