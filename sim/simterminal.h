@@ -117,11 +117,16 @@ public:
     //     /sys/power/state (SimPowerState) and /dev/sleep0
     //     (SimSleepDevice), writes recorded, nothing suspended; the
     //     stand-ins (standinFolder()) linked in as /sbin/reboot,
-    //     /sbin/poweroff and /usr/bin/v3_poweroff.sh.
+    //     /sbin/poweroff and /usr/bin/v3_poweroff.sh;
+    //     lo and eth0 (192.168.1.50/24, static) with /etc/network/interfaces
+    //     and /etc/resolv.conf (SimNetwork, for the ifconfig stand-in).
     //   A9: backlights marvo-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A9); the newer buzzer driver's touch_quiet
     //     (SimTouchSound); two Cortex-A9 cores, 512 MB; the power and
-    //     suspend keys on /dev/input/event2 (SimPowerKey).
+    //     suspend keys on /dev/input/event2 (SimPowerKey);
+    //     wlan0 (DHCP, no address yet), /etc/wpa1.conf and five access
+    //     points, one hidden (SimWifi, for the wpa_supplicant and wpa_cli
+    //     stand-ins).
     //   A8: backlights pwm-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A8); the older buzzer driver's touch_beep; one
     //     Cortex-A8 core, 256 MB; the keys on /dev/input/event1

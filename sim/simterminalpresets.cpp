@@ -10,6 +10,7 @@
 #include "simibutton.h"
 #include "simkernelfiles.h"
 #include "simmagreader.h"
+#include "simnetwork.h"
 #include "simperipheralpower.h"
 #include "simpowerkey.h"
 #include "simpowerstate.h"
@@ -68,6 +69,41 @@ void SimTerminal::addPreset(Board board)
     SimKernelFiles::setMemInfo(*this, a9 ? 506644 : 246264, a9 ? 301220 : 81520);
     // Samba installed, sharing switched off, the daemons not running.
     SimSamba::install(root());
+
+    // The wired port on both boards, the WiFi adapter on the A9 board, with
+    // the configuration files of the system image and a few access points
+    // around the shop (the last one hidden).
+    SimNetwork::addLoopback(*this);
+    SimNetwork::addInterface(*this, {QStringLiteral("eth0"), QStringLiteral("00:1A:2B:3C:4D:5E"),
+                                     QStringLiteral("192.168.1.50"), QStringLiteral("255.255.255.0")});
+    QByteArray interfaces = "# The loopback interface\nauto lo\niface lo inet loopback\n\n"
+                            "# The wired ethernet interface\nauto eth0\niface eth0 inet static\n"
+                            " address 192.168.1.50\n netmask 255.255.255.0\n gateway 192.168.1.1\n\n";
+    if (a9) {
+        SimNetwork::addInterface(*this, {QStringLiteral("wlan0"), QStringLiteral("00:1A:2B:3C:4D:5F"),
+                                         QString(), QString()});
+        interfaces += "# The wireless ethernet interface\nauto wlan0\niface wlan0 inet dhcp\n\n";
+        SimWifi::writeSupplicantConfig(*this);
+        const struct
+        {
+            const char *bssid;
+            int frequency;
+            int signal;
+            const char *flags;
+            const char *ssid;
+        } accessPoints[] = {
+            {"00:1a:2b:00:00:01", 2437, -45, "[WPA2-PSK-CCMP][ESS]", "Shop Floor"},
+            {"00:1a:2b:00:00:02", 2412, -67, "[WPA-PSK-TKIP][ESS]", "Back Office"},
+            {"00:1a:2b:00:00:03", 2462, -80, "[WEP][ESS]", "Old Router"},
+            {"00:1a:2b:00:00:04", 5180, -71, "[ESS]", "Guest"},
+            {"00:1a:2b:00:00:05", 2437, -85, "[WPA2-PSK-CCMP][ESS]", ""},
+        };
+        for (const auto &ap : accessPoints)
+            SimWifi::addAccessPoint(*this, QString::fromLatin1(ap.bssid), ap.frequency, ap.signal,
+                                    QString::fromLatin1(ap.flags), QString::fromLatin1(ap.ssid));
+    }
+    writeFile(QStringLiteral("/etc/network/interfaces"), interfaces);
+    writeFile(QStringLiteral("/etc/resolv.conf"), "nameserver 192.168.1.1\n");
 }
 
 QProcessEnvironment SimTerminal::boardEnvironment(Board board)

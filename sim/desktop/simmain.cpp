@@ -48,6 +48,8 @@ int main(int argc, char *argv[])
     // Daemons the stand-ins start register inside the terminal's root, so
     // pidof names them and never a process of this machine.
     qputenv("KX4_STANDIN_RUN", QFile::encodeName(sim.hostPath(QStringLiteral("/var/run/standins"))));
+    // ... and end with this program at the latest.
+    qputenv("KX4_STANDIN_OWNER", QByteArray::number(QCoreApplication::applicationPid()));
     populateA9(sim);
     // A desktop has a mouse, as a terminal has while a service engineer's is
     // plugged: the cursor stays.

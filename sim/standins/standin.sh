@@ -25,3 +25,15 @@ standin_pids() {
         fi
     done <"$KX4_STANDIN_RUN/$1.pid"
 }
+
+# standin_state: the folder where the simulated terminal keeps the state the
+# network stand-ins share (interfaces, access points, configured networks):
+# inside the system root, else beside the register; empty when neither is
+# set, and then nothing is kept.
+standin_state() {
+    if [ -n "${KX4_ROOT:-}" ]; then
+        printf '%s\n' "$KX4_ROOT/var/lib/kx4sim"
+    elif [ -n "${KX4_STANDIN_RUN:-}" ]; then
+        printf '%s\n' "$KX4_STANDIN_RUN/state"
+    fi
+}

@@ -55,7 +55,9 @@ private slots:
                                   POWER_DEVICE_SLEEP_NAME, "/sys/power/state",
                                   "/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh",
                                   "/etc/samba/smb.conf", "/etc/hostname", "/etc/hosts",
-                                  "/etc/v3.conf/ensamba.conf", "/usr/sbin/nmbd", "/usr/sbin/smbd"};
+                                  "/etc/v3.conf/ensamba.conf", "/usr/sbin/nmbd", "/usr/sbin/smbd",
+                                  "/etc/network/interfaces", "/etc/resolv.conf", "/var/lib/kx4sim/net/eth0"};
+        const QStringList wifi = {"/var/lib/kx4sim/net/wlan0", "/etc/wpa1.conf", "/var/lib/kx4sim/wifi/access-points"};
         // No model yet: a missing node is an absent device.
         const QStringList noModel = {UPS_DEVICE_NAME};
         const QStringList a9Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
@@ -63,13 +65,13 @@ private slots:
         const QStringList a8Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8);
         QTest::newRow("A9") << SimTerminal::Board::A9
-                            << both + a9Lights + QStringList{TOUCH_SOUND2_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A9}
+                            << both + a9Lights + QStringList{TOUCH_SOUND2_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A9} + wifi
                             << noModel + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                      BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                      TOUCH_SOUND_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A8};
         QTest::newRow("A8") << SimTerminal::Board::A8
                             << both + a8Lights + QStringList{TOUCH_SOUND_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A8}
-                            << noModel + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
+                            << noModel + wifi + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                      BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                      TOUCH_SOUND2_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A9};
     }

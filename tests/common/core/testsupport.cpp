@@ -1,5 +1,6 @@
 #include "testsupport.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
@@ -12,6 +13,8 @@ bool useStandins(const QString &logFile, const QStringList &programs)
     qputenv("KX4_STANDIN_LOG", QFile::encodeName(logFile));
     // Daemon stand-ins register beside the call log, so pidof names only them.
     qputenv("KX4_STANDIN_RUN", QFile::encodeName(logFile + QStringLiteral(".run")));
+    // A daemon stand-in ends with the test at the latest.
+    qputenv("KX4_STANDIN_OWNER", QByteArray::number(QCoreApplication::applicationPid()));
     qputenv("PATH", QFile::encodeName(dir.path()) + ':' + qgetenv("PATH"));
     for (const QString &program : programs)
         if (QFileInfo(QStandardPaths::findExecutable(program)) != QFileInfo(dir.filePath(program)))

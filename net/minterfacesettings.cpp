@@ -1,0 +1,3 @@
+#include "minterfacesettings.h"
+
+MInterfaceSettings::MInterfaceSettings(const QString &interfaceName) : name(interfaceName) {}

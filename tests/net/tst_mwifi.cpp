@@ -1,0 +1,358 @@
+// WiFi through the supplicant stand-ins on the simulated A9 terminal: the
+// supplicant started when needed, scan results parsed, networks written with
+// the exact wpa_cli commands, and hostile values running nothing.
+#include "mwifi.h"
+#include "simnetwork.h"
+#include "simterminal.h"
+#include "testsupport.h"
+
+#include <QtTest>
+
+namespace {
+QStringList g_debug;
+
+void collectDebug(QtMsgType type, const QMessageLogContext &, const QString &message)
+{
+    if (type == QtDebugMsg)
+        g_debug << message;
+    else
+        fprintf(stderr, "%s\n", qPrintable(message));
+}
+
+QString describe(const MAPProperty &ap)
+{
+    return QStringList{ap.bssid,
+                       QString::number(ap.frequency),
+                       QString::number(ap.level),
+                       ap.security,
+                       ap.flags.join(QLatin1Char(',')),
+                       ap.ssid,
+                       QString::number(ap.exist)}
+        .join(QLatin1Char('|'));
+}
+
+MAPSettings settings(const QString &ssid, const QString &keyMgmt, const QString &psk)
+{
+    MAPSettings s;
+    s.ssid = ssid;
+    s.keyMgmt = keyMgmt;
+    s.psk = psk;
+    return s;
+}
+}
+
+class TestMWiFi : public QObject
+{
+    Q_OBJECT
+private:
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<SimTerminal> m_sim;
+    QByteArray m_path;
+    QString m_log;
+
+    QList<QStringList> calls(const QString &program) const
+    {
+        QList<QStringList> result;
+        for (const QStringList &call : TestSupport::standinCalls(m_log))
+            if (call.first() == program)
+                result << call;
+        return result;
+    }
+    QStringList supplicants() const
+    {
+        QProcess pidof;
+        pidof.start(QStringLiteral("pidof"), {QStringLiteral("wpa_supplicant")});
+        pidof.waitForFinished();
+        return QString::fromLatin1(pidof.readAllStandardOutput()).simplified().split(' ', Qt::SkipEmptyParts);
+    }
+    MWiFi *wifi()
+    {
+        auto *w = new MWiFi(this);
+        w->setCurrentInterface(QStringLiteral("wlan0"));
+        w->setWaitTimes(50, 1);
+        return w;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_path = qgetenv("PATH");
+        qInstallMessageHandler(collectDebug);
+    }
+    void init()
+    {
+        m_dir.reset(new QTemporaryDir);
+        m_sim.reset(new SimTerminal);
+        m_sim->addPreset(SimTerminal::Board::A9);
+        m_log = m_dir->filePath(QStringLiteral("calls.log"));
+        qputenv("PATH", m_path);
+        QVERIFY(TestSupport::useStandins(m_log, {"pidof", "ifconfig", "wpa_supplicant", "wpa_cli"}));
+        // The supplicant runs already, as on a terminal after the first scan,
+        // except where its start is tested.
+        if (qstrcmp(QTest::currentTestFunction(), "start") != 0) {
+            QCOMPARE(QProcess::execute(QStringLiteral("wpa_supplicant"),
+                                       {"-D", "wext", "-i", "wlan0", "-c", "/etc/wpa1.conf", "-B"}),
+                     0);
+            QVERIFY(QFile::resize(m_log, 0));
+        }
+        g_debug.clear();
+    }
+    void cleanup()
+    {
+        for (const char *name : {"KX4_STANDIN_WPA_SUPPLICANT_FAIL", "KX4_STANDIN_WPA_CLI_SCAN_REPLY",
+                                 "KX4_STANDIN_WPA_CLI_RESULTS_AFTER", "KX4_STANDIN_WPA_CLI_FIRST_NETWORK"})
+            qunsetenv(name);
+        // Without their register the supplicants end by themselves.
+        const QStringList left = supplicants();
+        QDir(m_log + QStringLiteral(".run")).removeRecursively();
+        for (const QString &pid : left)
+            QTRY_VERIFY2_WITH_TIMEOUT(QFile(QStringLiteral("/proc/%1/cmdline").arg(pid)).size() == 0
+                                          && !QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).exists(),
+                                      qPrintable(pid + QStringLiteral(" still runs")), 10000);
+        m_sim.reset();
+        m_dir.reset();
+    }
+
+    void scan_data()
+    {
+        QTest::addColumn<QStringList>("accessPoints"); // tab-separated, empty: the preset's
+        QTest::addColumn<QStringList>("expected");
+        QTest::newRow("preset, hidden one skipped")
+            << QStringList()
+            << QStringList{"00:1a:2b:00:00:01|2437|-45|WPA2|WPA2-PSK-CCMP,ESS|Shop Floor|0",
+                           "00:1a:2b:00:00:02|2412|-67|WAP|WPA-PSK-TKIP,ESS|Back Office|0",
+                           "00:1a:2b:00:00:03|2462|-80|WEP|WEP,ESS|Old Router|0",
+                           "00:1a:2b:00:00:04|5180|-71||ESS|Guest|0"};
+        QTest::newRow("blanks in the SSID")
+            << QStringList{"02:00:00:00:00:01\t2412\t-50\t[WPA2-PSK-CCMP][WPA-PSK-CCMP][ESS]\t Caf\u00e9  de la  Gare "}
+            << QStringList{"02:00:00:00:00:01|2412|-50|WPA2|WPA2-PSK-CCMP,WPA-PSK-CCMP,ESS|Caf\u00e9 de la Gare|0"};
+        QTest::newRow("ad hoc, odd numbers")
+            << QStringList{"02:00:00:00:00:02\tx\t-9x\t[IBSS]\tpeer", "02:00:00:00:00:03\t2412\t-50\t\tnoflags"}
+            << QStringList{"02:00:00:00:00:02|0|0|IBSS|IBSS|peer|0"};
+    }
+    void scan()
+    {
+        QFETCH(QStringList, accessPoints);
+        QFETCH(QStringList, expected);
+        if (!accessPoints.isEmpty()) {
+            SimWifi::clearAccessPoints(*m_sim);
+            for (const QString &line : accessPoints) {
+                const QStringList f = line.split(QLatin1Char('\t'));
+                SimWifi::addAccessPoint(*m_sim, f[0], f[1].toInt(), f[2].toInt(), f[3], f[4]);
+                if (f[1].toInt() == 0) // a line as no driver prints it
+                    m_sim->writeFile(QStringLiteral("/var/lib/kx4sim/wifi/access-points"), line.toUtf8() + '\n');
+            }
+        }
+        MWiFi *w = wifi();
+        QVERIFY(w->scanAP());
+        QStringList got;
+        for (const MAPProperty &ap : qAsConst(w->apList))
+            got << describe(ap);
+        QCOMPARE(got, expected);
+        const QStringList cli = {"wpa_cli", "-i", "wlan0", "-p", "/var/run/wpa_supplicant"};
+        QCOMPARE(calls(QStringLiteral("wpa_cli")),
+                 (QList<QStringList>{cli + QStringList{"scan"}, cli + QStringList{"scan_result"}}));
+        // A second scan starts from an empty list.
+        QVERIFY(w->scanAP());
+        QCOMPARE(w->apList.size(), expected.size());
+    }
+
+    void start_data()
+    {
+        QTest::addColumn<bool>("running");
+        QTest::addColumn<bool>("fails");
+        QTest::addColumn<QStringList>("programs"); // up to the scan request
+        QTest::newRow("started") << false << false
+                                 << QStringList{"ifconfig", "pidof", "wpa_supplicant", "pidof", "wpa_cli"};
+        QTest::newRow("running") << true << false << QStringList{"ifconfig", "pidof", "pidof", "wpa_cli"};
+        QTest::newRow("never starts") << false << true << QStringList{"ifconfig", "pidof", "wpa_supplicant", "pidof"};
+    }
+    void start()
+    {
+        QFETCH(bool, running);
+        QFETCH(bool, fails);
+        QFETCH(QStringList, programs);
+        if (running) {
+            QProcess::execute(QStringLiteral("wpa_supplicant"), {"-i", "wlan0", "-c", "/etc/wpa1.conf", "-B"});
+            QVERIFY(QFile::resize(m_log, 0));
+        }
+        if (fails)
+            qputenv("KX4_STANDIN_WPA_SUPPLICANT_FAIL", "1");
+        auto *w = new MWiFi(this); // the real grace time for the start
+        w->setCurrentInterface(QStringLiteral("wlan0"));
+        w->apList << MAPProperty();
+        QCOMPARE(w->scanAP(), !fails);
+        QCOMPARE(w->apList.size(), fails ? 0 : 4);
+        QStringList run;
+        for (const QStringList &call : TestSupport::standinCalls(m_log))
+            run << call.first();
+        QCOMPARE(run.mid(0, programs.size()), programs);
+        QCOMPARE(g_debug, fails ? QStringList{"Failed run wpa_supplicant"} : QStringList());
+        if (!running)
+            QCOMPARE(
+                calls(QStringLiteral("wpa_supplicant")),
+                (QList<QStringList>{{"wpa_supplicant", "-D", "wext", "-i", "wlan0", "-c", "/etc/wpa1.conf", "-B"}}));
+    }
+
+    void results_data()
+    {
+        QTest::addColumn<QString>("headerOnly"); // reads that show only the header
+        QTest::addColumn<int>("reads");
+        QTest::addColumn<int>("found");
+        QTest::newRow("at once") << "0" << 1 << 4;
+        QTest::newRow("on the fourth read") << "3" << 4 << 4;
+        QTest::newRow("never") << "1000" << 151 << 0;
+    }
+    void results()
+    {
+        QFETCH(QString, headerOnly);
+        QFETCH(int, reads);
+        QFETCH(int, found);
+        qputenv("KX4_STANDIN_WPA_CLI_RESULTS_AFTER", headerOnly.toLatin1());
+        MWiFi *w = wifi();
+        QVERIFY(w->scanAP());
+        QCOMPARE(w->apList.size(), found);
+        QCOMPARE(calls(QStringLiteral("wpa_cli")).size(), 1 + reads);
+    }
+
+    void failures_data()
+    {
+        QTest::addColumn<QString>("interface");
+        QTest::addColumn<QByteArray>("variable");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<QStringList>("programs"); // run, in order, once each
+        QTest::newRow("interface missing") << "wlan7" << QByteArray() << "" << QStringList{"ifconfig"};
+        QTest::newRow("scan refused") << "wlan0" << QByteArray("KX4_STANDIN_WPA_CLI_SCAN_REPLY")
+                                      << "Failed run wpa_cli scan"
+                                      << QStringList{"ifconfig", "pidof", "pidof", "wpa_cli"};
+    }
+    void failures()
+    {
+        QFETCH(QString, interface);
+        QFETCH(QByteArray, variable);
+        QFETCH(QString, message);
+        QFETCH(QStringList, programs);
+        if (!variable.isEmpty())
+            qputenv(variable.constData(), variable.endsWith("REPLY") ? "FAIL-BUSY" : "1");
+        MWiFi *w = wifi();
+        w->setCurrentInterface(interface);
+        w->apList << MAPProperty();
+        QVERIFY(!w->scanAP());
+        QVERIFY(w->apList.isEmpty());
+        QStringList run;
+        for (const QStringList &call : TestSupport::standinCalls(m_log))
+            run << call.first();
+        QCOMPARE(run, programs);
+        QCOMPARE(g_debug, message.isEmpty() ? QStringList() : QStringList{message});
+    }
+
+    void save_data()
+    {
+        QTest::addColumn<QString>("firstNetwork"); // what add_network hands out first
+        QTest::newRow("0") << "0";
+        QTest::newRow("4") << "4";
+    }
+    void save()
+    {
+        QFETCH(QString, firstNetwork);
+        qputenv("KX4_STANDIN_WPA_CLI_FIRST_NETWORK", firstNetwork.toLatin1());
+        MWiFi *w = wifi();
+        QVERIFY(!w->saveExistAP());
+        QVERIFY(g_debug.isEmpty());
+        QVERIFY(w->scanAP()); // the supplicant runs
+        QProcess::execute(QStringLiteral("wpa_cli"), {"-i", "wlan0", "add_network"}); // an old network
+        w->apSettings << settings("Shop Floor", "WPA-PSK", "secret123") << settings("Guest", "NONE", "");
+        QVERIFY(w->saveExistAP());
+        const QStringList expected = {
+            "wpa_cli -i wlan0 disconnect",
+            "for i in `wpa_cli -i wlan0 list_networks | grep ^[0-9] | cut -f1`; do wpa_cli -i wlan0 remove_network "
+            "$i; done",
+            "wpa_cli -i wlan0 add_network",
+            "wpa_cli -i wlan0 set_network 0 ssid '\"Shop Floor\"'",
+            "wpa_cli -i wlan0 set_network 0 key_mgmt WPA-PSK",
+            "wpa_cli -i wlan0 set_network 0 psk '\"secret123\"'",
+            "wpa_cli -i wlan0 select_network 0",
+            "wpa_cli -i wlan0 enable_network 0",
+            "wpa_cli -i wlan0 add_network",
+            "wpa_cli -i wlan0 set_network 1 ssid '\"Guest\"'",
+            "wpa_cli -i wlan0 set_network 1 key_mgmt NONE",
+            "wpa_cli -i wlan0 set_network 1 psk '\"\"'",
+            "wpa_cli -i wlan0 select_network 1",
+            "wpa_cli -i wlan0 enable_network 1",
+            "wpa_cli -i wlan0 save_config",
+            "wpa_cli -i wlan0 reassociate",
+        };
+        QCOMPARE(g_debug, expected);
+        QStringList sent;
+        for (const QStringList &call : calls(QStringLiteral("wpa_cli")))
+            if (call.size() > 4 && call.at(3) == QLatin1String("set_network"))
+                sent << call.mid(4).join(QLatin1Char(' '));
+        QCOMPARE(sent, (QStringList{"0 ssid \"Shop Floor\"", "0 key_mgmt WPA-PSK", "0 psk \"secret123\"",
+                                    "1 ssid \"Guest\"", "1 key_mgmt NONE", "1 psk \"\""}));
+        // Where the supplicant numbers from 0 again, it holds both.
+        if (firstNetwork == QLatin1String("0")) {
+            QCOMPARE(SimWifi::network(*m_sim, 0).value("ssid"), QStringLiteral("\"Shop Floor\""));
+            QCOMPARE(SimWifi::network(*m_sim, 0).value("psk"), QStringLiteral("\"secret123\""));
+            QCOMPARE(SimWifi::network(*m_sim, 1).value("key_mgmt"), QStringLiteral("NONE"));
+            QVERIFY(m_sim->readFile(QStringLiteral("/etc/wpa1.conf")).contains("\tssid=\"Shop Floor\"\n"));
+        }
+    }
+
+    void hostile_data()
+    {
+        QTest::addColumn<int>("field"); // 0 ssid, 1 psk, 2 key_mgmt, 3 interface
+        QTest::addColumn<QString>("value");
+        const QStringList values = {"x'; touch MARK; echo '", "$(touch MARK)", "` x; do touch MARK; done; for j in `",
+                                    "x\"; touch MARK; \"", "x'\n touch MARK\n'"};
+        const char *fields[] = {"ssid", "psk", "key_mgmt", "interface"};
+        for (int field = 0; field < 4; ++field)
+            for (int i = 0; i < values.size(); ++i)
+                QTest::addRow("%s %d", fields[field], i) << field << values.at(i);
+    }
+    void hostile()
+    {
+        QFETCH(int, field);
+        QFETCH(QString, value);
+        const QString mark = m_dir->filePath(QStringLiteral("mark"));
+        value.replace(QLatin1String("MARK"), mark);
+        MWiFi *w = wifi();
+        MAPSettings s = settings("Shop Floor", "WPA-PSK", "secret123");
+        (field == 0 ? s.ssid : field == 1 ? s.psk : s.keyMgmt) = field < 3 ? value : s.keyMgmt;
+        if (field == 3)
+            w->setCurrentInterface(value);
+        w->apSettings << s;
+        QVERIFY(w->saveExistAP());
+        QVERIFY2(!QFile::exists(mark), "a value ran as a command");
+        // Every command still ran, the value as one argument of its own.
+        if (!value.contains(QLatin1Char('\n'))) {
+            QList<QStringList> wpaCli = calls(QStringLiteral("wpa_cli"));
+            QCOMPARE(wpaCli.size(), 10); // no network to remove
+            const QStringList expected = {field == 3 ? value : QStringLiteral("wlan0"), QStringLiteral("set_network"),
+                                          QStringLiteral("0")};
+            const QList<QStringList> sets = {wpaCli.at(3), wpaCli.at(4), wpaCli.at(5)};
+            for (const QStringList &set : sets)
+                QCOMPARE(set.mid(2, 3), expected);
+            if (field < 3)
+                QCOMPARE(sets.at(field == 0   ? 0
+                                 : field == 1 ? 2
+                                              : 1)
+                             .last(),
+                         field == 2 ? value : QLatin1Char('"') + value + QLatin1Char('"'));
+        }
+    }
+
+    void rescan()
+    {
+        MWiFi *w = wifi();
+        QVERIFY(w->scanAP());
+        w->apSettings << settings("Guest", "NONE", "");
+        const int before = TestSupport::standinCalls(m_log).size();
+        QVERIFY(w->rescanAP());
+        QCOMPARE(w->apList.size(), 4);
+        QCOMPARE(w->apSettings.size(), 1);
+        QCOMPARE(TestSupport::standinCalls(m_log).size(), before);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMWiFi)
+#include "tst_mwifi.moc"
