@@ -107,8 +107,10 @@ public:
     //     the fiscal module's card in the slot, direct convention
     //     (SimSmartCard); the Battery and Ac power supplies, mains on, 80 %
     //     and charging (SimPowerSupply);
-    //     serial lines /dev/ttyS0 with the internal modem's answers and
-    //     /dev/ttyS1, /dev/ttyS2 with nothing plugged in (SimSerialLine);
+    //     serial lines /dev/ttyS0 with the internal modem's answers while
+    //     the peripheral power has it switched on, and /dev/ttyS1, /dev/ttyS2
+    //     with nothing plugged in (SimSerialLine); the ppp link requests of
+    //     the pppd stand-in, /run/kx4-sim/links (SimLinkRequests);
     //     /proc/stat, /proc/uptime, /proc/cmdline, /proc/cpuinfo and
     //     /proc/meminfo (SimKernelFiles).
     //   A9: backlights marvo-backlight.0/.1 with a maximum of 255

@@ -6,6 +6,7 @@
 #include "simcustomerdisplay.h"
 #include "simibutton.h"
 #include "simkernelfiles.h"
+#include "simlinkrequests.h"
 #include "simmagreader.h"
 #include "simperipheralpower.h"
 #include "simprinter.h"
@@ -20,7 +21,7 @@ void SimTerminal::addPreset(Board board)
     const bool a9 = board == Board::A9;
 
     add<SimBuzzer>();
-    add<SimPeripheralPower>();
+    auto *power = add<SimPeripheralPower>();
     add<SimCustomerDisplay>();
     add<SimPrinter>();
     add<SimMagReader>();
@@ -35,10 +36,15 @@ void SimTerminal::addPreset(Board board)
     // The internal modem answers on the first port; the two COM sockets
     // (4 pin and 6 pin) have nothing plugged in until a test plugs a
     // loopback (serialLine("/dev/ttyS1")->setBehaviour(SimSerialLine::Loopback)).
-    add<SimSerialLine>(QStringLiteral("/dev/ttyS0"), SimSerialLine::ReplyTable)
-        ->setReplyTable(SimSerialLine::defaultModemTable());
+    // The modem is fed through the peripheral power switch: silent until the
+    // program turns it on.
+    auto *modem = add<SimSerialLine>(QStringLiteral("/dev/ttyS0"), SimSerialLine::ReplyTable);
+    modem->setReplyTable(SimSerialLine::defaultModemTable());
+    modem->setPowerSupply([power] { return power->isModemPowered(); });
     add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Silent);
     add<SimSerialLine>(QStringLiteral("/dev/ttyS2"), SimSerialLine::Silent);
+    // The ppp links the pppd stand-in dials up.
+    add<SimLinkRequests>();
 
     // A terminal some minutes after boot, mostly idle.
     const int cores = a9 ? 2 : 1;
