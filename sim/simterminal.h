@@ -109,8 +109,8 @@ public:
     //     and charging (SimPowerSupply);
     //     serial lines /dev/ttyS0 with the internal modem's answers while
     //     the peripheral power has it switched on, and /dev/ttyS1, /dev/ttyS2
-    //     with nothing plugged in (SimSerialLine); the ppp link requests of
-    //     the pppd stand-in, /run/kx4-sim/links (SimLinkRequests);
+    //     with nothing plugged in (SimSerialLine); requests from outside
+    //     (the pppd stand-in's ppp0, cards), /run/kx4-sim/requests (SimRequests);
     //     /proc/stat, /proc/uptime, /proc/cmdline, /proc/cpuinfo and
     //     /proc/meminfo (SimKernelFiles).
     //   A9: backlights marvo-backlight.0/.1 with a maximum of 255

@@ -6,7 +6,7 @@
 #include "simcustomerdisplay.h"
 #include "simibutton.h"
 #include "simkernelfiles.h"
-#include "simlinkrequests.h"
+#include "simrequests.h"
 #include "simmagreader.h"
 #include "simperipheralpower.h"
 #include "simprinter.h"
@@ -43,8 +43,8 @@ void SimTerminal::addPreset(Board board)
     modem->setPowerSupply([power] { return power->isModemPowered(); });
     add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Silent);
     add<SimSerialLine>(QStringLiteral("/dev/ttyS2"), SimSerialLine::Silent);
-    // The ppp links the pppd stand-in dials up.
-    add<SimLinkRequests>();
+    // Requests from outside: the pppd stand-in's ppp0, cards put in by a script.
+    add<SimRequests>();
 
     // A terminal some minutes after boot, mostly idle.
     const int cores = a9 ? 2 : 1;

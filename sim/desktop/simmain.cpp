@@ -4,7 +4,11 @@
 // out the terminal (a temporary system root that KX4_ROOT points at, with the
 // A9 board's devices), puts the stand-ins for system programs first on PATH
 // so nothing of this machine is set, mounted or restarted, and shows a window
-// that runs until it is closed or the process gets SIGINT or SIGTERM.
+// that runs until it is closed or the process gets SIGINT or SIGTERM. Cards
+// put in (the window's button, or "insert-card 0" written to the root's
+// /run/kx4-sim/requests) are disk-tested, and the test's lines are logged.
+#include "disktest.h"
+#include "mlogsystem.h"
 #include "runkx4test.h"
 #include "signalquit.h"
 #include "simterminal.h"
@@ -77,6 +81,11 @@ int main(int argc, char *argv[])
             return nullptr;
         }
         window->describe();
+        // Until the test windows exist, a disk test of its own tests every
+        // card and stick put in; its lines go to the log as a window's would.
+        auto *disk = new DiskTest(window);
+        QObject::connect(disk, &DiskTest::sendMessage, window,
+                         [](const QString &text) { MLogSystem::instance()->logWrite(text, 1); });
         return window;
     };
     const int rc = runKx4Test(argc, argv, hooks);

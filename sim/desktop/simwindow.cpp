@@ -9,6 +9,7 @@
 #include <QFontDatabase>
 #include <QLabel>
 #include <QPlainTextEdit>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 namespace {
@@ -25,7 +26,9 @@ QStringList entries(const SimTerminal &sim, const QString &folder)
 
 } // namespace
 
-SimWindow::SimWindow(const SimTerminal &sim) : m_sim(sim), m_summary(new QLabel(this)), m_log(new QPlainTextEdit(this))
+SimWindow::SimWindow(SimTerminal &sim)
+    : m_sim(sim), m_summary(new QLabel(this)), m_card(new QPushButton(QStringLiteral("Insert SD card"), this)),
+      m_log(new QPlainTextEdit(this))
 {
     setObjectName(QStringLiteral("simWindow"));
     setWindowTitle(QStringLiteral("kx4test-sim: simulated terminal"));
@@ -39,6 +42,10 @@ SimWindow::SimWindow(const SimTerminal &sim) : m_sim(sim), m_summary(new QLabel(
     m_log->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(m_summary);
+    m_card->setObjectName(QStringLiteral("card"));
+    m_card->setSizePolicy(QSizePolicy::Maximum, QSizePolicy::Fixed);
+    connect(m_card, &QPushButton::clicked, this, [this] { toggleCard(); });
+    layout->addWidget(m_card);
     layout->addWidget(m_log, 1);
     // Workers log from their own threads; the lines arrive here queued.
     connect(MLogSystem::instance(), qOverload<const QString &, MLogSystem_EventLevel>(&MLogSystem::stringWrited), this,
@@ -60,6 +67,17 @@ void SimWindow::describe()
                        "<p>Close this window, or press Ctrl+C where the program was started, to end it.</p>")
             .arg(m_sim.root().toHtmlEscaped(), devices.join(QStringLiteral(", ")).toHtmlEscaped(),
                  logFile.isEmpty() ? QStringLiteral("none (Common/EnableLogFile is false)") : logFile.toHtmlEscaped()));
+}
+
+void SimWindow::toggleCard()
+{
+    // The card may also come and go through the terminal's request FIFO.
+    const bool in = !m_sim.hotplug()->cardNodes(0).isEmpty();
+    const bool done = in ? m_sim.removeCard(0) : m_sim.insertCard(0);
+    if (!done)
+        m_log->appendPlainText(QStringLiteral("kx4test-sim: %1").arg(m_sim.hotplug()->lastError()));
+    m_card->setText(m_sim.hotplug()->cardNodes(0).isEmpty() ? QStringLiteral("Insert SD card")
+                                                             : QStringLiteral("Remove SD card"));
 }
 
 void SimWindow::closeEvent(QCloseEvent *event)

@@ -8,13 +8,14 @@
 
 class QLabel;
 class QPlainTextEdit;
+class QPushButton;
 class SimTerminal;
 
 class SimWindow : public QWidget
 {
 public:
     // Collects log lines from now on; make it before the start-up begins.
-    explicit SimWindow(const SimTerminal &sim);
+    explicit SimWindow(SimTerminal &sim);
 
     // Fills in the terminal's devices and the log file as start-up left them.
     void describe();
@@ -23,7 +24,10 @@ protected:
     void closeEvent(QCloseEvent *event) override;
 
 private:
-    const SimTerminal &m_sim;
+    void toggleCard();
+
+    SimTerminal &m_sim;
     QLabel *m_summary;
+    QPushButton *m_card;
     QPlainTextEdit *m_log;
 };

@@ -44,7 +44,7 @@ private slots:
                                   PRINT_DEVICE_NAME, MAGNETIC_CARD_DEVICE_NAME, RFID_DEVICE_NAME, IBUTTON_DEVICE_NAME,
                                   SMART_CARD_DEVICE_NAME,
                                   UPS_BAT_PATH_NAME, UPS_AC_PATH_NAME, CPU_USE_PATH,
-                                  "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2", "/run/kx4-sim/links",
+                                  "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2", "/run/kx4-sim/requests",
                                   "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo"};
         // No model yet: a missing node is an absent device.
         const QStringList noModel = {UPS_DEVICE_NAME,

@@ -1,4 +1,4 @@
-#include "simlinkrequests.h"
+#include "simrequests.h"
 
 #include "simterminal.h"
 
@@ -12,30 +12,30 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-SimLinkRequests::SimLinkRequests()
+SimRequests::SimRequests()
     : SimDevice(QString::fromLatin1(NodePath))
 {
 }
 
-SimLinkRequests::~SimLinkRequests()
+SimRequests::~SimRequests()
 {
     QMutexLocker lock(&mutex);
     close();
 }
 
-QStringList SimLinkRequests::requests() const
+QStringList SimRequests::requests() const
 {
     QMutexLocker lock(&mutex);
     return m_requests;
 }
 
-QList<bool> SimLinkRequests::results() const
+QList<bool> SimRequests::results() const
 {
     QMutexLocker lock(&mutex);
     return m_results;
 }
 
-void SimLinkRequests::setPresent(bool present)
+void SimRequests::setPresent(bool present)
 {
     SimTerminal *t = terminal();
     if (!t)
@@ -51,30 +51,30 @@ void SimLinkRequests::setPresent(bool present)
     QDir().mkpath(QFileInfo(fifo).path());
     QFile::remove(fifo);
     if (::mkfifo(QFile::encodeName(fifo).constData(), 0600) != 0) {
-        qWarning("SimLinkRequests: cannot make %s: %s", qPrintable(fifo), strerror(errno));
+        qWarning("SimRequests: cannot make %s: %s", qPrintable(fifo), strerror(errno));
         return;
     }
     m_fd = ::open(QFile::encodeName(fifo).constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     if (m_fd < 0) {
-        qWarning("SimLinkRequests: cannot open %s: %s", qPrintable(fifo), strerror(errno));
+        qWarning("SimRequests: cannot open %s: %s", qPrintable(fifo), strerror(errno));
         return;
     }
     t->watch(m_fd, POLLIN, [this](short) { onReadable(); });
 }
 
-bool SimLinkRequests::isPresent() const
+bool SimRequests::isPresent() const
 {
     QMutexLocker lock(&mutex);
     return m_fd >= 0;
 }
 
-int SimLinkRequests::open(int)
+int SimRequests::open(int)
 {
     errno = EACCES; // not the program's: the stand-ins write to the FIFO directly
     return -1;
 }
 
-void SimLinkRequests::close()
+void SimRequests::close()
 {
     if (m_fd < 0)
         return;
@@ -87,7 +87,7 @@ void SimLinkRequests::close()
     m_partial.clear();
 }
 
-void SimLinkRequests::onReadable()
+void SimRequests::onReadable()
 {
     QList<QByteArray> lines;
     {
@@ -111,10 +111,16 @@ void SimLinkRequests::onReadable()
         const QList<QByteArray> words = line.simplified().split(' ');
         const QString name = QString::fromLatin1(words.value(1));
         bool done = false;
+        bool isSlot = false;
+        const int slot = name.toInt(&isSlot);
         if (words.size() == 2 && words[0] == "add")
             done = terminal()->addNetworkInterface(name);
         else if (words.size() == 2 && words[0] == "remove")
             done = terminal()->removeNetworkInterface(name);
+        else if (words.size() == 2 && words[0] == "insert-card")
+            done = isSlot && terminal()->insertCard(slot);
+        else if (words.size() == 2 && words[0] == "remove-card")
+            done = isSlot && terminal()->removeCard(slot);
         QMutexLocker lock(&mutex);
         m_requests << QString::fromLatin1(line);
         m_results << done;
