@@ -24,6 +24,13 @@
 
 extern char **environ;
 
+// The translations are a static library: without a call the linker would
+// drop them, as nothing else refers to them.
+static void initTranslationResources()
+{
+    Q_INIT_RESOURCE(kx4translations);
+}
+
 namespace Startup {
 
 namespace {
@@ -69,6 +76,7 @@ void setIdentity()
 
 void installTranslation()
 {
+    initTranslationResources();
     qDebug() << "Language resources:";
     qDebug().noquote() << QLatin1Char('\t') + QDir(QStringLiteral(":/")).entryList().join(QStringLiteral(", "));
     qDebug().noquote() << QLatin1Char('\t') + QDir(QStringLiteral(":/lang")).entryList().join(QStringLiteral(", "));

@@ -1,6 +1,7 @@
 #include "mkernel.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdint>
 
 #include <fcntl.h>
@@ -77,6 +78,13 @@ int umount(const char *target)
 
 int openUeventSocket()
 {
+    return openUeventSocket(0, 1);
+}
+
+int openUeventSocket(uint32_t portId, uint32_t groups, bool *bindFailed)
+{
+    if (bindFailed)
+        *bindFailed = false;
     int result;
     if (MKernelHost *h = host(); h && h->serveUeventSocket(&result))
         return result;
@@ -85,10 +93,14 @@ int openUeventSocket()
         return -1;
     sockaddr_nl addr = {};
     addr.nl_family = AF_NETLINK;
-    addr.nl_pid = 0; // let the kernel pick a unique port id
-    addr.nl_groups = 1;
+    addr.nl_pid = portId;
+    addr.nl_groups = groups;
     if (::bind(fd, reinterpret_cast<sockaddr *>(&addr), sizeof addr) < 0) {
+        const int error = errno;
         ::close(fd);
+        errno = error;
+        if (bindFailed)
+            *bindFailed = true;
         return -1;
     }
     return fd;

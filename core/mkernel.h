@@ -18,6 +18,8 @@
 // Paths given here are real paths: resolve them through MSystemRoot first.
 #pragma once
 
+#include <cstdint>
+
 #include <sys/types.h>
 
 class MKernelHost
@@ -53,5 +55,14 @@ int umount(const char *target);
 // A datagram socket bound to NETLINK_KOBJECT_UEVENT (multicast group 1), or
 // -1 with errno.
 int openUeventSocket();
+// The same bound to the caller's own address: port id `portId` (0 lets the
+// kernel pick a free one) and the multicast groups mask `groups` (the kernel
+// keeps the groups the family has). A port id some other netlink socket of
+// the machine already holds is refused with EADDRINUSE; the first netlink
+// socket a process binds without a port id gets the process id. On -1,
+// `*bindFailed` (if given) tells a refused bind (the socket was made and is
+// closed again) from a socket that could not be made at all. A host serves
+// it like the plain call: its sockets have no address.
+int openUeventSocket(uint32_t portId, uint32_t groups, bool *bindFailed = nullptr);
 
 } // namespace MKernel

@@ -1,0 +1,421 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="ru_RU">
+<context>
+    <name>COMThread</name>
+    <message>
+        <source>COMThread: Bad port number %1</source>
+        <translation>COMThread: Неверный номер порта %1</translation>
+    </message>
+    <message>
+        <source>COMThread: COM port %1 test is %2.</source>
+        <translation>COMThread: Тест COM-порта %1: %2.</translation>
+    </message>
+    <message>
+        <source>COMThread &lt;run&gt; finished.</source>
+        <translation>COMThread &lt;run&gt; завершён.</translation>
+    </message>
+</context>
+<context>
+    <name>CashDrawer</name>
+    <message>
+        <source>CashDrawer: Cash draver open error.</source>
+        <translation>CashDrawer: Ошибка открытия денежного ящика.</translation>
+    </message>
+    <message>
+        <source>CashDrawer: Device open error.</source>
+        <translation>CashDrawer: Ошибка открытия устройства.</translation>
+    </message>
+    <message>
+        <source>CashDrawer: Cash draver opened.</source>
+        <translation>CashDrawer: Денежный ящик открыт.</translation>
+    </message>
+</context>
+<context>
+    <name>ErrnoTexts</name>
+    <message>
+        <source>Operation not permitted</source>
+        <translation>Операция не позволена</translation>
+    </message>
+    <message>
+        <source>No such file or directory</source>
+        <translation>Нет такого файла или каталога</translation>
+    </message>
+    <message>
+        <source>No such process</source>
+        <translation>Нет такого процесса</translation>
+    </message>
+    <message>
+        <source>Interrupted system call</source>
+        <translation>Системный вызов прерван</translation>
+    </message>
+    <message>
+        <source>I/O error</source>
+        <translation>Ошибка ввода-вывода</translation>
+    </message>
+    <message>
+        <source>No such device or address</source>
+        <translation>Нет такого устройства или адреса</translation>
+    </message>
+    <message>
+        <source>Argument list too long</source>
+        <translation>Слишком длинный список аргументов</translation>
+    </message>
+    <message>
+        <source>Exec format error</source>
+        <translation>Ошибка формата исполняемого файла</translation>
+    </message>
+    <message>
+        <source>Bad file number</source>
+        <translation>Неверный дескриптор файла</translation>
+    </message>
+    <message>
+        <source>No child processes</source>
+        <translation>Нет дочерних процессов</translation>
+    </message>
+    <message>
+        <source>Try again</source>
+        <translation>Повторите попытку</translation>
+    </message>
+    <message>
+        <source>Out of memory</source>
+        <translation>Недостаточно памяти</translation>
+    </message>
+    <message>
+        <source>Permission denied</source>
+        <translation>Отказано в доступе</translation>
+    </message>
+    <message>
+        <source>Bad address</source>
+        <translation>Неверный адрес</translation>
+    </message>
+    <message>
+        <source>Block device required</source>
+        <translation>Требуется блочное устройство</translation>
+    </message>
+    <message>
+        <source>Device or resource busy</source>
+        <translation>Устройство или ресурс занято</translation>
+    </message>
+    <message>
+        <source>File exists</source>
+        <translation>Файл существует</translation>
+    </message>
+    <message>
+        <source>Cross-device link</source>
+        <translation>Ссылка между разными устройствами</translation>
+    </message>
+    <message>
+        <source>No such device</source>
+        <translation>Нет такого устройства</translation>
+    </message>
+    <message>
+        <source>Not a directory</source>
+        <translation>Не является каталогом</translation>
+    </message>
+    <message>
+        <source>Is a directory</source>
+        <translation>Является каталогом</translation>
+    </message>
+    <message>
+        <source>Invalid argument</source>
+        <translation>Недопустимый аргумент</translation>
+    </message>
+    <message>
+        <source>File table overflow</source>
+        <translation>Переполнение таблицы файлов</translation>
+    </message>
+    <message>
+        <source>Too many open files</source>
+        <translation>Слишком много открытых файлов</translation>
+    </message>
+    <message>
+        <source>Not a typewriter</source>
+        <translation>Устройство не является терминалом</translation>
+    </message>
+    <message>
+        <source>Text file busy</source>
+        <translation>Исполняемый файл занят</translation>
+    </message>
+    <message>
+        <source>File too large</source>
+        <translation>Файл слишком велик</translation>
+    </message>
+    <message>
+        <source>No space left on device</source>
+        <translation>На устройстве не осталось места</translation>
+    </message>
+    <message>
+        <source>Illegal seek</source>
+        <translation>Недопустимое позиционирование</translation>
+    </message>
+    <message>
+        <source>Read-only file system</source>
+        <translation>Файловая система только для чтения</translation>
+    </message>
+    <message>
+        <source>Too many links</source>
+        <translation>Слишком много ссылок</translation>
+    </message>
+    <message>
+        <source>Broken pipe</source>
+        <translation>Обрыв канала</translation>
+    </message>
+    <message>
+        <source>Math argument out of domain of func</source>
+        <translation>Аргумент вне области определения функции</translation>
+    </message>
+    <message>
+        <source>Math result not representable</source>
+        <translation>Результат не представим</translation>
+    </message>
+    <message>
+        <source>No error code found!</source>
+        <translation>Код ошибки не найден!</translation>
+    </message>
+</context>
+<context>
+    <name>IButtonThread</name>
+    <message>
+        <source>IB: IButton Device open success.</source>
+        <translation>IB: Устройство iButton открыто.</translation>
+    </message>
+    <message>
+        <source>IB: IButton disconnect.</source>
+        <translation>IB: iButton отключён.</translation>
+    </message>
+    <message>
+        <source>IB: IButton connect.</source>
+        <translation>IB: iButton подключён.</translation>
+    </message>
+    <message>
+        <source>IB: %1</source>
+        <translation>IB: %1</translation>
+    </message>
+    <message>
+        <source>IB: IButton device Close.</source>
+        <translation>IB: Устройство iButton закрыто.</translation>
+    </message>
+    <message>
+        <source>IButtonThread &lt;run&gt; finished.</source>
+        <translation>IButtonThread &lt;run&gt; завершён.</translation>
+    </message>
+</context>
+<context>
+    <name>MLogSystem</name>
+    <message>
+        <source>Time run:           %1
+Application:        %2
+Version:            %3 build %10 (Release)
+Compile date/time:  %8 %9
+QT version:         %7
+Path/File name:     %4
+Computer:           %5
+User:               %6
+</source>
+        <translation>Время запуска:      %1
+Приложение:         %2
+Версия:             %3 сборка %10 (Release)
+Дата/время сборки:  %8 %9
+Версия QT:          %7
+Путь/имя файла:     %4
+Компьютер:          %5
+Пользователь:       %6
+</translation>
+    </message>
+    <message>
+        <source>Events:</source>
+        <translation>События:</translation>
+    </message>
+</context>
+<context>
+    <name>MVersionFunction</name>
+    <message>
+        <source>Linux Embedded</source>
+        <translation>Встраиваемый Linux</translation>
+    </message>
+</context>
+<context>
+    <name>MagCardThread</name>
+    <message>
+        <source>MSR: MSR device open error (%1)</source>
+        <translation>MSR: Ошибка открытия считывателя магнитных карт (%1)</translation>
+    </message>
+    <message>
+        <source>MSR: MSR device open success.</source>
+        <translation>MSR: Считыватель магнитных карт открыт.</translation>
+    </message>
+    <message>
+        <source>MSR: MSR file descriptor = %1</source>
+        <translation>MSR: Дескриптор файла считывателя = %1</translation>
+    </message>
+    <message>
+        <source>MagCardThread &lt;run&gt; finished.</source>
+        <translation>MagCardThread &lt;run&gt; завершён.</translation>
+    </message>
+    <message>
+        <source>MSR: MSR read: track 1 (len=%1): %2 track 2 (len=%3): %4 track 3 (len=%5): %6</source>
+        <translation>MSR: Прочитано: дорожка 1 (длина=%1): %2 дорожка 2 (длина=%3): %4 дорожка 3 (длина=%5): %6</translation>
+    </message>
+</context>
+<context>
+    <name>MarvoFunction</name>
+    <message>
+        <source>MarvoFunction: DeviceFile error.</source>
+        <translation>MarvoFunction: Ошибка файла устройства.</translation>
+    </message>
+</context>
+<context>
+    <name>PrintThread</name>
+    <message>
+        <source>PRN: Printer WakeUp.</source>
+        <translation>PRN: Принтер выведен из спящего режима.</translation>
+    </message>
+    <message>
+        <source>PRN: ioctl forward error.</source>
+        <translation>PRN: Ошибка ioctl протяжки вперёд.</translation>
+    </message>
+    <message>
+        <source>PRN: Pressed forward button.</source>
+        <translation>PRN: Нажата кнопка протяжки вперёд.</translation>
+    </message>
+    <message>
+        <source>PRN: ioctl backward  error.</source>
+        <translation>PRN: Ошибка ioctl протяжки назад.</translation>
+    </message>
+    <message>
+        <source>PRN: Pressed backward button.</source>
+        <translation>PRN: Нажата кнопка протяжки назад.</translation>
+    </message>
+    <message>
+        <source>PRN: ioctl set contrast error.</source>
+        <translation>PRN: Ошибка ioctl установки контрастности.</translation>
+    </message>
+    <message>
+        <source>PRN: ioctl get unprinted lines error.</source>
+        <translation>PRN: Ошибка ioctl чтения числа ненапечатанных строк.</translation>
+    </message>
+    <message>
+        <source>PRN: Printer status: %1 (%2).</source>
+        <translation>PRN: Состояние принтера: %1 (%2).</translation>
+    </message>
+    <message>
+        <source>PRN: No paper.</source>
+        <translation>PRN: Нет бумаги.</translation>
+    </message>
+    <message>
+        <source>PRN: Begin printer test.</source>
+        <translation>PRN: Начало теста принтера.</translation>
+    </message>
+    <message>
+        <source>PRN: Error open printer device.</source>
+        <translation>PRN: Ошибка открытия устройства принтера.</translation>
+    </message>
+    <message>
+        <source>PRN: Open print device OK.</source>
+        <translation>PRN: Устройство принтера открыто.</translation>
+    </message>
+    <message>
+        <source>PRN: Begin print message</source>
+        <translation>PRN: Начало печати сообщения</translation>
+    </message>
+    <message>
+        <source>PRN: Print start.</source>
+        <translation>PRN: Печать начата.</translation>
+    </message>
+    <message>
+        <source>PRN: consistence is %1</source>
+        <translation>PRN: Контрастность печати: %1</translation>
+    </message>
+    <message>
+        <source>PRN: Test starting...</source>
+        <translation>PRN: Запуск теста...</translation>
+    </message>
+    <message>
+        <source>PRN: Print finish (time elapsed: %1).</source>
+        <translation>PRN: Печать завершена (затрачено: %1).</translation>
+    </message>
+    <message>
+        <source>Wait next cycle.</source>
+        <translation>Ожидание следующего цикла.</translation>
+    </message>
+    <message>
+        <source>PRN: Printer buffer: %1. Unprinted lines: %2</source>
+        <translation>PRN: Буфер принтера: %1. Ненапечатанных строк: %2</translation>
+    </message>
+    <message>
+        <source>PRN: Main loop end.</source>
+        <translation>PRN: Основной цикл завершён.</translation>
+    </message>
+    <message>
+        <source>PRN: End PrintThread printer test.</source>
+        <translation>PRN: Тест принтера PrintThread завершён.</translation>
+    </message>
+    <message>
+        <source>PrintThread &lt;run&gt; finished.</source>
+        <translation>PrintThread &lt;run&gt; завершён.</translation>
+    </message>
+</context>
+<context>
+    <name>RFIDThread</name>
+    <message>
+        <source>RFID: open RFID device error. No RFID present.</source>
+        <translation>RFID: Ошибка открытия устройства RFID. Считыватель RFID отсутствует.</translation>
+    </message>
+    <message>
+        <source>RFID: RFID device open success.</source>
+        <translation>RFID: Устройство RFID открыто.</translation>
+    </message>
+    <message>
+        <source>RFID: config = %1, fd = %2</source>
+        <translation>RFID: конфигурация = %1, fd = %2</translation>
+    </message>
+    <message>
+        <source>RFID: RFID card NO. is:%1</source>
+        <translation>RFID: Номер карты RFID:%1</translation>
+    </message>
+    <message>
+        <source>RFID: RFID device close.</source>
+        <translation>RFID: Устройство RFID закрыто.</translation>
+    </message>
+</context>
+<context>
+    <name>VFDDisplayThread</name>
+    <message>
+        <source>VFD: Set light error.</source>
+        <translation>VFD: Ошибка установки подсветки.</translation>
+    </message>
+    <message>
+        <source>VFD: Set contrast error (contrast = %1).</source>
+        <translation>VFD: Ошибка установки контрастности (контрастность = %1).</translation>
+    </message>
+    <message>
+        <source>VFD: Error open customer display [%1].</source>
+        <translation>VFD: Ошибка открытия дисплея покупателя [%1].</translation>
+    </message>
+    <message>
+        <source>VFD: Open customer display OK.</source>
+        <translation>VFD: Дисплей покупателя открыт.</translation>
+    </message>
+    <message>
+        <source>VFD: Light On.</source>
+        <translation>VFD: Подсветка включена.</translation>
+    </message>
+    <message>
+        <source>VFD: Dots: row=%1, col=%2.</source>
+        <translation>VFD: Точки: строка=%1, столбец=%2.</translation>
+    </message>
+    <message>
+        <source>VFD: Symb: row=%1, col=%2.</source>
+        <translation>VFD: Символы: строка=%1, столбец=%2.</translation>
+    </message>
+    <message>
+        <source>VFD: Thread customer end.</source>
+        <translation>VFD: Поток дисплея покупателя завершён.</translation>
+    </message>
+    <message>
+        <source>VFDDisplayThread &lt;run&gt; finished.</source>
+        <translation>VFDDisplayThread &lt;run&gt; завершён.</translation>
+    </message>
+</context>
+</TS>
