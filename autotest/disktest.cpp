@@ -13,7 +13,6 @@
 
 namespace {
 const QString MountPoint = QStringLiteral("/sdcard");
-const QString TestFileName = QStringLiteral("DeskTest.$$$");
 const QByteArray TestContent = QByteArrayLiteral("01234\n56789");
 const QString FallbackDevice = QStringLiteral("/dev/sda1");
 const int SettleMs = 300;
@@ -92,8 +91,8 @@ void DiskTest::work()
     QCoreApplication::processEvents();
 
     int result = 0;
-    const QString testFile =
-        QStringLiteral("%1%2%3").arg(QDir(MSystemRoot::path(MountPoint)).absolutePath(), QDir::separator(), TestFileName);
+    const QString testFile = QStringLiteral("%1%2DeskTest.$$$")
+                                 .arg(QDir(MSystemRoot::path(MountPoint)).absolutePath(), QString(QDir::separator()));
     QFile out(testFile);
     // Unbuffered: a card that takes the file but not its data says so here.
     if (!out.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
