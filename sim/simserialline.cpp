@@ -115,6 +115,12 @@ bool SimSerialLine::setReplyTable(const QByteArray &text, QString *error)
     return true;
 }
 
+void SimSerialLine::setPowerSupply(std::function<bool()> powered)
+{
+    QMutexLocker lock(&mutex);
+    m_powered = std::move(powered);
+}
+
 bool SimSerialLine::loadReplyTable(const QString &fileName, QString *error)
 {
     QFile f(fileName);
@@ -128,12 +134,17 @@ bool SimSerialLine::loadReplyTable(const QString &fileName, QString *error)
 
 QByteArray SimSerialLine::defaultModemTable()
 {
+    // A GSM module: any access point name is taken, only the packet-data
+    // service numbers connect, any other number finds no carrier.
     return QByteArrayLiteral("> AT\n< OK\n"
                              "> ATE0\n< OK\n"
                              "> ATI0\n< SIMULATED GSM MODEM\n< OK\n"
                              "> AT+CSQ\n< +CSQ: 21,99\n< OK\n"
                              "> AT+CPIN?\n< +CPIN: READY\n< OK\n"
-                             "> ATD*99#\n< CONNECT\n");
+                             "> AT+CGDCONT=1,\"IP\",...\n< OK\n"
+                             "> ATD*99#\n< CONNECT\n"
+                             "> ATD*99***1#\n< CONNECT\n"
+                             "> ATD...\n< NO CARRIER\n");
 }
 
 void SimSerialLine::changeEchoByte(int after)
@@ -431,7 +442,21 @@ void SimSerialLine::answerCommand(const QByteArray &line)
     if (command.isEmpty())
         return;
     m_commands.append(QString::fromLatin1(command));
-    const auto it = m_replies.constFind(command.toUpper());
+    if (m_powered && !m_powered())
+        return; // a modem without power hears nothing
+    const QByteArray upper = command.toUpper();
+    auto it = m_replies.constFind(upper);
+    if (it == m_replies.constEnd()) {
+        // The longest "PREFIX..." rule that fits.
+        int best = -1;
+        for (auto r = m_replies.constBegin(); r != m_replies.constEnd(); ++r) {
+            const QByteArray &key = r.key();
+            if (key.endsWith("...") && key.size() - 3 > best && upper.startsWith(key.left(key.size() - 3))) {
+                best = key.size() - 3;
+                it = r;
+            }
+        }
+    }
     if (it == m_replies.constEnd()) {
         queueTransmit(framed("ERROR"));
         return;

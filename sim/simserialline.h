@@ -31,6 +31,8 @@
 //     < OK
 //     > AT+CFUN=1
 // "> " starts a command, each "< " line after it is one reply line; a
+// command ending in "..." answers every line that starts with the rest (the
+// longest such prefix wins, an exact command before any prefix); a
 // command without reply lines gets no answer at all (a modem that hangs on
 // it). Anything else, a reply before the first command or the same command
 // twice is an error, reported with its line number.
@@ -65,6 +67,8 @@
 #include <QHash>
 #include <QStringList>
 
+#include <functional>
+
 class SimSerialLine : public SimDevice
 {
 public:
@@ -80,8 +84,14 @@ public:
     // nothing changes and *error (when given) says which line is wrong.
     bool setReplyTable(const QByteArray &text, QString *error = nullptr);
     bool loadReplyTable(const QString &fileName, QString *error = nullptr);
-    // A modem's usual answers: AT, ATE0, ATI0, AT+CSQ, AT+CPIN? and ATD*99#.
+    // A GSM module's answers: AT, ATE0, ATI0 (SIMULATED GSM MODEM), AT+CSQ,
+    // AT+CPIN?, AT+CGDCONT=1,"IP",<any APN> OK; ATD*99# and ATD*99***1#
+    // CONNECT, any other ATD NO CARRIER.
     static QByteArray defaultModemTable();
+    // The device's supply: while `powered` returns false, commands are
+    // recorded and nothing answers (a modem switched off). Empty: always on.
+    // Called on the service loop with the line's lock held.
+    void setPowerSupply(std::function<bool()> powered);
 
     // Faults of the loopback plug, each applied once and counted over the
     // bytes the plug echoes from the call on; a new call replaces a fault not
@@ -149,6 +159,7 @@ private:
 
     Behaviour m_behaviour;
     QHash<QByteArray, QList<QByteArray>> m_replies; // upper-case command -> reply lines
+    std::function<bool()> m_powered;
 
     int m_master = -1;
     QByteArray m_terminalName;

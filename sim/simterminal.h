@@ -107,8 +107,10 @@ public:
     //     the fiscal module's card in the slot, direct convention
     //     (SimSmartCard); the Battery and Ac power supplies, mains on, 80 %
     //     and charging (SimPowerSupply);
-    //     serial lines /dev/ttyS0 with the internal modem's answers and
-    //     /dev/ttyS1, /dev/ttyS2 with nothing plugged in (SimSerialLine);
+    //     serial lines /dev/ttyS0 with the internal modem's answers while
+    //     the peripheral power has it switched on, and /dev/ttyS1, /dev/ttyS2
+    //     with nothing plugged in (SimSerialLine); requests from outside
+    //     (the pppd stand-in's ppp0, cards), /run/kx4-sim/requests (SimRequests);
     //     /proc/stat, /proc/uptime, /proc/cmdline, /proc/cpuinfo and
     //     /proc/meminfo (SimKernelFiles); the Samba server's files,
     //     /etc/samba/smb.conf, /etc/hostname, /etc/hosts, the sharing switch

@@ -9,6 +9,7 @@
 #include "simcustomerdisplay.h"
 #include "simibutton.h"
 #include "simkernelfiles.h"
+#include "simrequests.h"
 #include "simmagreader.h"
 #include "simnetwork.h"
 #include "simperipheralpower.h"
@@ -28,7 +29,7 @@ void SimTerminal::addPreset(Board board)
     const bool a9 = board == Board::A9;
 
     add<SimBuzzer>();
-    add<SimPeripheralPower>();
+    auto *power = add<SimPeripheralPower>();
     add<SimCustomerDisplay>();
     add<SimPrinter>();
     add<SimMagReader>();
@@ -43,8 +44,11 @@ void SimTerminal::addPreset(Board board)
     // The internal modem answers on the first port; the two COM sockets
     // (4 pin and 6 pin) have nothing plugged in until a test plugs a
     // loopback (serialLine("/dev/ttyS1")->setBehaviour(SimSerialLine::Loopback)).
-    add<SimSerialLine>(QStringLiteral("/dev/ttyS0"), SimSerialLine::ReplyTable)
-        ->setReplyTable(SimSerialLine::defaultModemTable());
+    // The modem is fed through the peripheral power switch: silent until the
+    // program turns it on.
+    auto *modem = add<SimSerialLine>(QStringLiteral("/dev/ttyS0"), SimSerialLine::ReplyTable);
+    modem->setReplyTable(SimSerialLine::defaultModemTable());
+    modem->setPowerSupply([power] { return power->isModemPowered(); });
     add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Silent);
     add<SimSerialLine>(QStringLiteral("/dev/ttyS2"), SimSerialLine::Silent);
     add<SimPowerKey>(board);
@@ -58,6 +62,8 @@ void SimTerminal::addPreset(Board board)
         makeDir(logical.section(QLatin1Char('/'), 0, -2));
         QFile::link(standins + QLatin1Char('/') + logical.section(QLatin1Char('/'), -1), hostPath(logical));
     }
+    // Requests from outside: the pppd stand-in's ppp0, cards put in by a script.
+    add<SimRequests>();
 
     // A terminal some minutes after boot, mostly idle.
     const int cores = a9 ? 2 : 1;

@@ -4,7 +4,11 @@
 // out the terminal (a temporary system root that KX4_ROOT points at, with the
 // A9 board's devices), puts the stand-ins for system programs first on PATH
 // so nothing of this machine is set, mounted or restarted, and ends the run on
-// SIGINT or SIGTERM as the terminal's windows end it, and on SIGHUP.
+// SIGINT or SIGTERM as the terminal's windows end it, and on SIGHUP. Cards put
+// in ("insert-card 0" written to the root's /run/kx4-sim/requests) are
+// disk-tested while the program runs, and the test's lines are logged.
+#include "disktest.h"
+#include "mlogsystem.h"
 #include "runkx4test.h"
 #include "hangupquit.h"
 #include "simdaemons.h"
@@ -67,6 +71,11 @@ int main(int argc, char *argv[])
             std::fprintf(stderr, "kx4test-sim: nothing serves the screen on localhost:%u; ending\n", vnc.port());
             return false;
         }
+        // Until the test windows exist, a disk test of its own tests every
+        // card and stick put in; its lines go to the log as a window's would.
+        auto *disk = new DiskTest(QCoreApplication::instance());
+        QObject::connect(disk, &DiskTest::sendMessage, QCoreApplication::instance(),
+                         [](const QString &text) { MLogSystem::instance()->logWrite(text, 1); });
         return true;
     };
     const int rc = runKx4Test(argc, argv, hooks);

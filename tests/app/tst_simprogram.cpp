@@ -22,6 +22,7 @@ private slots:
     void unansweredQuestionEndsTheRun();
     void vncScreenOnLoopbackOnly();
     void vncPortTaken();
+    void sdCardIsDiskTested();
 
 private:
     // Starts a copy of kx4test-sim in `folder` with `args`; `countdownMs`
@@ -190,6 +191,31 @@ void TestSimProgram::vncPortTaken()
     QCOMPARE(QString::fromLocal8Bit(p.readAllStandardError()).trimmed(),
              QStringLiteral("kx4test-sim: VNC port %1 is not free").arg(other.serverPort()));
     QVERIFY(!QFileInfo::exists(folder.path() + QStringLiteral("/Log")));
+}
+
+// A card put into the running program's terminal (through its request FIFO,
+// as the window's button does it in-process) is tested, and the log says so.
+void TestSimProgram::sdCardIsDiskTested()
+{
+    QTemporaryDir folder;
+    QProcess p;
+    start(p, folder.path(), {}, QStringLiteral("offscreen"));
+    const QString logFile = folder.path() + QStringLiteral("/Log/kx4test-sim.log");
+    QTRY_VERIFY_WITH_TIMEOUT(texts(readLines(logFile)).contains(QStringLiteral("main: Boot complete.")), 60000);
+    const QStringList boot = texts(readLines(logFile));
+    const QString root = boot.filter(QRegularExpression(QStringLiteral("^\tKX4_ROOT=."))).value(0).section('=', 1);
+    QFile requests(root + QStringLiteral("/run/kx4-sim/requests"));
+    QVERIFY2(requests.open(QIODevice::WriteOnly | QIODevice::Unbuffered), qPrintable(requests.fileName()));
+    QCOMPARE(requests.write("insert-card 0\n"), qint64(14));
+    QTRY_VERIFY2_WITH_TIMEOUT(texts(readLines(logFile)).contains(QStringLiteral("DiskTest: Ok.")),
+                              qPrintable(texts(readLines(logFile)).mid(boot.size() - 5).join('\n')), 30000);
+    const QStringList log = texts(readLines(logFile));
+    const int run = log.indexOf(QStringLiteral("DiskTest: dev = /dev/mmcblk0p1"));
+    QVERIFY(run > 0);
+    QCOMPARE(log.mid(run, 3).last(), QStringLiteral("DiskTest: Ok."));
+    QVERIFY(::kill(pid_t(p.processId()), SIGTERM) == 0);
+    QVERIFY(p.waitForFinished(30000));
+    QCOMPARE(p.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestSimProgram)

@@ -50,7 +50,7 @@ private slots:
                                   PRINT_DEVICE_NAME, MAGNETIC_CARD_DEVICE_NAME, RFID_DEVICE_NAME, IBUTTON_DEVICE_NAME,
                                   SMART_CARD_DEVICE_NAME,
                                   UPS_BAT_PATH_NAME, UPS_AC_PATH_NAME, CPU_USE_PATH,
-                                  "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2",
+                                  "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2", "/run/kx4-sim/requests",
                                   "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo",
                                   POWER_DEVICE_SLEEP_NAME, "/sys/power/state",
                                   "/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh",

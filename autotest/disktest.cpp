@@ -1,0 +1,140 @@
+#include "disktest.h"
+
+#include "linuxfunction.h"
+#include "msystemroot.h"
+#include "usbsignal.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QDir>
+#include <QEventLoop>
+#include <QFile>
+#include <QTimer>
+
+namespace {
+const QString MountPoint = QStringLiteral("/sdcard");
+const QByteArray TestContent = QByteArrayLiteral("01234\n56789");
+const QString FallbackDevice = QStringLiteral("/dev/sda1");
+const int SettleMs = 300;
+}
+
+DiskTest::DiskTest(QObject *parent)
+    : QObject(parent)
+    , onlySDCard(false)
+{
+    qDebug() << "DiskTest: created.";
+    USBSignal *usb = USBSignal::instance();
+    connect(usb, SIGNAL(deviceAdd(QString)), this, SLOT(onUSBDevAdd(QString)));
+    connect(usb, SIGNAL(deviceRemove(QString)), this, SLOT(onUSBDevRemove(QString)));
+}
+
+DiskTest::~DiskTest()
+{
+    qDebug() << "DiskTest: destruct.";
+}
+
+bool DiskTest::accepted(const QString &devName, bool sdCardsOnly) const
+{
+    bool ok = false;
+    if (!sdCardsOnly && devName.size() == 4 && devName.startsWith(QLatin1String("sd")))
+        ok = true; // a USB stick's partition, sda1
+    if (devName.size() == 9
+        && (devName.startsWith(QLatin1String("mmcblk0p1")) || devName.startsWith(QLatin1String("mmcblk1p1"))))
+        ok = true;
+    return ok && devName.at(devName.size() - 1).isDigit();
+}
+
+void DiskTest::onUSBDevAdd(QString devName)
+{
+    if (!accepted(devName, onlySDCard))
+        return;
+    // The node may not be there the moment the event comes.
+    QEventLoop settle;
+    QTimer::singleShot(SettleMs, &settle, &QEventLoop::quit);
+    settle.exec();
+    device = devName;
+    work();
+}
+
+void DiskTest::onUSBDevRemove(QString devName)
+{
+    if (!accepted(devName, false))
+        return;
+    device = devName;
+    work();
+}
+
+void DiskTest::message(const QString &text)
+{
+    qDebug().noquote() << text;
+    emit sendMessage(text);
+}
+
+void DiskTest::work()
+{
+    QString file = FallbackDevice;
+    if (!device.isEmpty() && QFile::exists(MSystemRoot::path(QStringLiteral("/dev/") + device)))
+        file = QStringLiteral("/dev/") + device;
+    message(tr("DiskTest: dev = %1").arg(file));
+    if (!QFile::exists(MSystemRoot::path(file))) {
+        message(tr("DiskTest: device not present."));
+        emit deviceNotPresent();
+        return;
+    }
+    if (!LinuxFunction::USBMount(file, MountPoint, 0)) {
+        message(tr("DiskTest: fail mount SD card."));
+        emit mountError(0);
+        return;
+    }
+    message(tr("DiskTest: Mount OK"));
+    emit mountOk();
+    QCoreApplication::processEvents();
+
+    int result = 0;
+    const QString testFile = QStringLiteral("%1%2DeskTest.$$$")
+                                 .arg(QDir(MSystemRoot::path(MountPoint)).absolutePath(), QString(QDir::separator()));
+    QFile out(testFile);
+    // Unbuffered: a card that takes the file but not its data says so here.
+    if (!out.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
+        result = 1;
+    } else {
+        if (out.write(TestContent) != TestContent.size())
+            message(tr("DiskTest: fail write file."));
+        out.close();
+    }
+    if (result == 0) {
+        QFile in(testFile);
+        if (!in.open(QIODevice::ReadOnly)) {
+            result = 2;
+        } else {
+            const QByteArray back = in.readAll();
+            in.close();
+            if (in.exists())
+                in.remove();
+            if (back != TestContent)
+                result = 3;
+        }
+    }
+
+    if (!LinuxFunction::USBUMount(MountPoint))
+        message(tr("DiskTest: fail unmount %1.").arg(MountPoint));
+
+    switch (result) {
+    case 1:
+        message(tr("DiskTest: fail create test file."));
+        emit diskError(1);
+        break;
+    case 2:
+        message(tr("DiskTest: fail open test file."));
+        emit diskError(2);
+        break;
+    case 3:
+        message(tr("DiskTest: Wrong test write/read."));
+        emit diskError(3);
+        break;
+    default:
+        message(tr("DiskTest: Ok."));
+        emit diskOk();
+        break;
+    }
+}

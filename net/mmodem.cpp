@@ -1,0 +1,139 @@
+#include "mmodem.h"
+
+#include "drivers/perdev.h"
+#include "marvofunction.h"
+#include "mkernel.h"
+#include "mrunfunction.h"
+#include "msystemroot.h"
+#include "usbsignal.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcessEnvironment>
+
+MModem::MModem(QObject *parent)
+    : QObject(parent)
+    , apn(QStringLiteral("internet"))
+    , dialNo(QStringLiteral("*99#"))
+    , pppProgram(QStringLiteral("pppd"))
+    , routeProgram(QStringLiteral("route"))
+    , pppProcess(this)
+    , writeLog(false)
+{
+    USBSignal *usb = USBSignal::instance();
+    connect(usb, SIGNAL(deviceAdd(QString)), this, SLOT(onDeviceAdd(QString)));
+    connect(usb, SIGNAL(deviceRemove(QString)), this, SLOT(onDeviceRemove(QString)));
+    connect(&pppProcess, SIGNAL(finished(int, QProcess::ExitStatus)), this,
+            SLOT(onPPPFinished(int, QProcess::ExitStatus)));
+    connect(&pppProcess, SIGNAL(started()), this, SLOT(onPPPStarted()));
+    connect(&pppProcess, SIGNAL(readyReadStandardError()), this, SLOT(onPPPMessageErr()));
+    connect(&pppProcess, SIGNAL(readyReadStandardOutput()), this, SLOT(onPPPMessageOut()));
+}
+
+MModem::~MModem()
+{
+    modemHangup();
+}
+
+bool MModem::setPowerIntModem(bool on)
+{
+    QString errorText;
+    int fd = MarvoFunction::getDeviceHandle(POWERS_DEVICE_NAME, errorText);
+    if (fd < 1)
+        return false;
+    int value = on ? 1 : 0;
+    const int rc = MKernel::ioctl(fd, MARVO_IOCTL_MODEM_POWER, &value);
+    MarvoFunction::closeDeviceHandle(fd);
+    return rc >= 0;
+}
+
+bool MModem::isLinkUp()
+{
+    return !linkDevice.isEmpty();
+}
+
+int MModem::modemDial()
+{
+    if (dialNo.isEmpty() || port.isEmpty())
+        return -2;
+    const QString device = MSystemRoot::path(port);
+    if (!QFile::exists(device))
+        return -3;
+    modemHangup();
+
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("APN"), apn);
+    env.insert(QStringLiteral("DIALNO"), dialNo);
+    pppProcess.setProcessEnvironment(env);
+
+    // The daemon sets its own default route: the old one goes first.
+    {
+        QObject owner;
+        auto *route = new QProcess(&owner);
+        route->setProcessEnvironment(env);
+        route->start(routeProgram, {QStringLiteral("del"), QStringLiteral("default")});
+        route->waitForFinished(waitMs);
+    }
+
+    const QString logDir = QDir(MRunFunction::homeDir()).filePath(QStringLiteral("Log"));
+    if (writeLog) {
+        QDir().mkpath(logDir);
+        pppProcess.setStandardErrorFile(QDir(logDir).filePath(QStringLiteral("pppd.err.log")), QIODevice::Truncate);
+        pppProcess.setStandardOutputFile(QDir(logDir).filePath(QStringLiteral("pppd.log")), QIODevice::Truncate);
+    } else {
+        pppProcess.setStandardErrorFile(QString());
+        pppProcess.setStandardOutputFile(QString());
+    }
+
+    pppProcess.start(pppProgram, {device}, QIODevice::ReadWrite);
+    pppProcess.waitForStarted(waitMs);
+    if (pppProcess.state() != QProcess::Running) {
+        pppProcess.terminate();
+        return -1;
+    }
+    return 0;
+}
+
+int MModem::modemHangup()
+{
+    if (pppProcess.state() != QProcess::NotRunning)
+        pppProcess.terminate();
+    return 0;
+}
+
+void MModem::onDeviceAdd(QString devName)
+{
+    if (!devName.startsWith(QLatin1String("ppp")))
+        return;
+    emit linkUp();
+    linkDevice = devName;
+}
+
+void MModem::onDeviceRemove(QString devName)
+{
+    if (!devName.startsWith(QLatin1String("ppp")))
+        return;
+    emit linkDown();
+    if (!linkDevice.isEmpty())
+        linkDevice.clear();
+}
+
+void MModem::onPPPStarted()
+{
+    emit pppStarted();
+}
+
+void MModem::onPPPFinished(int, QProcess::ExitStatus)
+{
+    emit pppFinished();
+}
+
+void MModem::onPPPMessageOut()
+{
+    emit pppMessageOut(pppProcess.readAllStandardOutput().trimmed());
+}
+
+void MModem::onPPPMessageErr()
+{
+    emit pppMessageErr(pppProcess.readAllStandardError().trimmed());
+}
