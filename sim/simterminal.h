@@ -106,7 +106,8 @@ public:
     //     (SimRfidReader); /dev/omap_hdq0 (SimIButton); /dev/smartcard1 with
     //     the fiscal module's card in the slot, direct convention
     //     (SimSmartCard); the Battery and Ac power supplies, mains on, 80 %
-    //     and charging (SimPowerSupply);
+    //     and charging (SimPowerSupply); /dev/ups, the charger's status
+    //     record, mains on, charging, raw voltage 500 (SimUps);
     //     serial lines /dev/ttyS0 with the internal modem's answers and
     //     /dev/ttyS1, /dev/ttyS2 with nothing plugged in (SimSerialLine);
     //     /proc/stat, /proc/uptime, /proc/cmdline, /proc/cpuinfo and
@@ -117,8 +118,8 @@ public:
     //   A8: backlights pwm-backlight.0/.1 with a maximum of 255
     //     (SimBacklight::A8); the older buzzer driver's touch_beep; one
     //     Cortex-A8 core, 256 MB.
-    // Devices without a model get no node (/dev/ups,
-    // /dev/sleep0, the input event nodes): a missing node is what the
+    // Devices without a model get no node (/dev/sleep0, the input event
+    // nodes): a missing node is what the
     // program reports as an absent device. Call it once, on a
     // terminal without models.
     void addPreset(Board board);

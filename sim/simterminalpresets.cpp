@@ -14,6 +14,7 @@
 #include "simserialline.h"
 #include "simsmartcard.h"
 #include "simtouchsound.h"
+#include "simups.h"
 
 void SimTerminal::addPreset(Board board)
 {
@@ -32,6 +33,9 @@ void SimTerminal::addPreset(Board board)
     // older one switches it.
     add<SimTouchSound>(a9 ? SimTouchSound::TouchQuiet : SimTouchSound::TouchBeep);
     add<SimPowerSupply>(SimPowerSupply::Battery | SimPowerSupply::Ac);
+    // The charger's own status device; the program reads it only when the
+    // power-supply class has no Battery (setSupplies(SimPowerSupply::Ac)).
+    add<SimUps>();
     // The internal modem answers on the first port; the two COM sockets
     // (4 pin and 6 pin) have nothing plugged in until a test plugs a
     // loopback (serialLine("/dev/ttyS1")->setBehaviour(SimSerialLine::Loopback)).

@@ -3,6 +3,7 @@
 // calls find the board's devices.
 #include "cpustat.h"
 #include "drivers/printer.h"
+#include "drivers/ups.h"
 #include "mkernel.h"
 #include "marvofunction.h"
 #include "muptime.h"
@@ -16,6 +17,8 @@
 #include "simtouchsound.h"
 
 #include <QtTest>
+
+#include <unistd.h>
 
 Q_DECLARE_METATYPE(SimTerminal::Board)
 
@@ -148,6 +151,13 @@ private slots:
         QVERIFY(sim.readFile(UPS_BAT_PATH_NAME).contains("POWER_SUPPLY_CAPACITY=80\n"));
         QCOMPARE(sim.readFile(UPS_AC_PATH_NAME), QByteArray("1\n"));
         QVERIFY(sim.find<SimPowerSupply>());
+        // The charger's record: a sound check group, mains on.
+        int ups = MarvoFunction::getDeviceHandle(UPS_DEVICE_NAME, err);
+        UpsRecord record;
+        QCOMPARE(::read(ups, &record, sizeof record), ssize_t(UPS_RECORD_SIZE));
+        MarvoFunction::closeDeviceHandle(ups);
+        QCOMPARE(int(upsCheckSum(record)), 0);
+        QCOMPARE(record.mainsOff, 0u);
 
         // The kernel files read as the terminal's.
         MUpTime uptime;
