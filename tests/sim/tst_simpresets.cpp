@@ -45,13 +45,12 @@ private slots:
         QTest::addColumn<QStringList>("absent");
         const QStringList both = {BUZZER_DEVICE_NAME, POWERS_DEVICE_NAME, VFDDISPLAY_DEVICE_NAME,
                                   PRINT_DEVICE_NAME, MAGNETIC_CARD_DEVICE_NAME, RFID_DEVICE_NAME, IBUTTON_DEVICE_NAME,
-                                  SMART_CARD_DEVICE_NAME,
+                                  SMART_CARD_DEVICE_NAME, UPS_DEVICE_NAME,
                                   UPS_BAT_PATH_NAME, UPS_AC_PATH_NAME, CPU_USE_PATH,
                                   "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2",
                                   "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo"};
         // No model yet: a missing node is an absent device.
-        const QStringList noModel = {UPS_DEVICE_NAME,
-                                     POWER_DEVICE_SLEEP_NAME, POWER_DEVICE_INFO_NAME_A9, POWER_DEVICE_INFO_NAME_A8};
+        const QStringList noModel = {POWER_DEVICE_SLEEP_NAME, POWER_DEVICE_INFO_NAME_A9, POWER_DEVICE_INFO_NAME_A8};
         const QStringList a9Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9);
         const QStringList a8Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
