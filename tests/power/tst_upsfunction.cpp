@@ -107,6 +107,16 @@ private slots:
         QVERIFY(events.contains("msg:UPS: Change status - Discharging"));
     }
 
+    // A longer key that merely starts like one of ours is not that value.
+    void capacityLevelIsNotCapacity()
+    {
+        power->setProperty("capacity_level", "Normal");
+        const auto ups = start();
+        power->removeProperty("capacity_level");
+        QCOMPARE(ups->capacity, 80);
+        QVERIFY(ups->printAllowed);
+    }
+
     void printGate_data()
     {
         QTest::addColumn<QList<int>>("capacities"); // one pass each, the first at start
