@@ -106,7 +106,8 @@ public:
     //     (SimRfidReader); /dev/omap_hdq0 (SimIButton); /dev/smartcard1 with
     //     the fiscal module's card in the slot, direct convention
     //     (SimSmartCard); the Battery and Ac power supplies, mains on, 80 %
-    //     and charging (SimPowerSupply);
+    //     and charging (SimPowerSupply); /dev/ups, the charger's status
+    //     record, mains on, charging, raw voltage 500 (SimUps);
     //     serial lines /dev/ttyS0 with the internal modem's answers while
     //     the peripheral power has it switched on, and /dev/ttyS1, /dev/ttyS2
     //     with nothing plugged in (SimSerialLine); requests from outside
@@ -133,9 +134,7 @@ public:
     //     (SimBacklight::A8); the older buzzer driver's touch_beep; one
     //     Cortex-A8 core, 256 MB; the keys on /dev/input/event1
     //     (SimPowerKey).
-    // Devices without a model get no node (/dev/ups): a missing node is
-    // what the program reports as an absent device. Call it once, on a
-    // terminal without models.
+    // Call it once, on a terminal without models.
     void addPreset(Board board);
     // What the board's start script exports for the program: DUALCORE_CPU=1
     // on the A9 board, nothing on the A8. The terminal never changes the

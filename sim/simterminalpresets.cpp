@@ -23,6 +23,7 @@
 #include "simsleepdevice.h"
 #include "simsmartcard.h"
 #include "simtouchsound.h"
+#include "simups.h"
 
 void SimTerminal::addPreset(Board board)
 {
@@ -41,6 +42,9 @@ void SimTerminal::addPreset(Board board)
     // older one switches it.
     add<SimTouchSound>(a9 ? SimTouchSound::TouchQuiet : SimTouchSound::TouchBeep);
     add<SimPowerSupply>(SimPowerSupply::Battery | SimPowerSupply::Ac);
+    // The charger's own status device; the program reads it only when the
+    // power-supply class has no Battery (setSupplies(SimPowerSupply::Ac)).
+    add<SimUps>();
     // The internal modem answers on the first port; the two COM sockets
     // (4 pin and 6 pin) have nothing plugged in until a test plugs a
     // loopback (serialLine("/dev/ttyS1")->setBehaviour(SimSerialLine::Loopback)).

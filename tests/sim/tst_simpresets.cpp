@@ -3,6 +3,7 @@
 // calls find the board's devices.
 #include "cpustat.h"
 #include "drivers/printer.h"
+#include "drivers/ups.h"
 #include "mkernel.h"
 #include "marvofunction.h"
 #include "muptime.h"
@@ -48,7 +49,7 @@ private slots:
         QTest::addColumn<QStringList>("absent");
         const QStringList both = {BUZZER_DEVICE_NAME, POWERS_DEVICE_NAME, VFDDISPLAY_DEVICE_NAME,
                                   PRINT_DEVICE_NAME, MAGNETIC_CARD_DEVICE_NAME, RFID_DEVICE_NAME, IBUTTON_DEVICE_NAME,
-                                  SMART_CARD_DEVICE_NAME,
+                                  SMART_CARD_DEVICE_NAME, UPS_DEVICE_NAME,
                                   UPS_BAT_PATH_NAME, UPS_AC_PATH_NAME, CPU_USE_PATH,
                                   "/dev/ttyS0", "/dev/ttyS1", "/dev/ttyS2", "/run/kx4-sim/requests",
                                   "/proc/uptime", "/proc/cmdline", "/proc/cpuinfo", "/proc/meminfo",
@@ -58,20 +59,18 @@ private slots:
                                   "/etc/v3.conf/ensamba.conf", "/usr/sbin/nmbd", "/usr/sbin/smbd",
                                   "/etc/network/interfaces", "/etc/resolv.conf", "/var/lib/kx4sim/net/eth0"};
         const QStringList wifi = {"/var/lib/kx4sim/net/wlan0", "/etc/wpa1.conf", "/var/lib/kx4sim/wifi/access-points"};
-        // No model yet: a missing node is an absent device.
-        const QStringList noModel = {UPS_DEVICE_NAME};
         const QStringList a9Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9);
         const QStringList a8Lights = backlightFiles(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                     BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8);
         QTest::newRow("A9") << SimTerminal::Board::A9
                             << both + a9Lights + QStringList{TOUCH_SOUND2_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A9} + wifi
-                            << noModel + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
+                            << QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                      BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A8,
                                                      TOUCH_SOUND_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A8};
         QTest::newRow("A8") << SimTerminal::Board::A8
                             << both + a8Lights + QStringList{TOUCH_SOUND_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A8}
-                            << noModel + wifi + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
+                            << wifi + QStringList{BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                      BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9,
                                                      TOUCH_SOUND2_DEVICE_NAME, POWER_DEVICE_INFO_NAME_A9};
     }
@@ -161,6 +160,13 @@ private slots:
         QVERIFY(sim.readFile(UPS_BAT_PATH_NAME).contains("POWER_SUPPLY_CAPACITY=80\n"));
         QCOMPARE(sim.readFile(UPS_AC_PATH_NAME), QByteArray("1\n"));
         QVERIFY(sim.find<SimPowerSupply>());
+        // The charger's record: a sound check group, mains on.
+        int ups = MarvoFunction::getDeviceHandle(UPS_DEVICE_NAME, err);
+        UpsRecord record;
+        QCOMPARE(::read(ups, &record, sizeof record), ssize_t(UPS_RECORD_SIZE));
+        MarvoFunction::closeDeviceHandle(ups);
+        QCOMPARE(int(upsCheckSum(record)), 0);
+        QCOMPARE(record.mainsOff, 0u);
 
         // The kernel files read as the terminal's.
         MUpTime uptime;
