@@ -266,6 +266,29 @@ User:               %6
     </message>
 </context>
 <context>
+    <name>PowerThread</name>
+    <message>
+        <source>PowerThread: Error open power device.</source>
+        <translation>PowerThread: Ошибка открытия устройства питания.</translation>
+    </message>
+    <message>
+        <source>PowerThread: Power device opened.</source>
+        <translation>PowerThread: Устройство питания открыто.</translation>
+    </message>
+    <message>
+        <source>PowerThread: Power key pressed. Code: %1</source>
+        <translation>PowerThread: Нажата кнопка питания. Код: %1</translation>
+    </message>
+    <message>
+        <source>PowerThread: Suspend key pressed.</source>
+        <translation>PowerThread: Нажата кнопка перехода в ждущий режим.</translation>
+    </message>
+    <message>
+        <source>PowerThread: Power device closed.</source>
+        <translation>PowerThread: Устройство питания закрыто.</translation>
+    </message>
+</context>
+<context>
     <name>PrintThread</name>
     <message>
         <source>PRN: Printer WakeUp.</source>
@@ -380,6 +403,122 @@ User:               %6
     </message>
 </context>
 <context>
+    <name>RunTestQuestionForm</name>
+    <message>
+        <source>Auto test</source>
+        <translation>Автотест</translation>
+    </message>
+    <message>
+        <source>Manual test</source>
+        <translation>Ручной тест</translation>
+    </message>
+    <message>
+        <source>Time to start:</source>
+        <translation>До запуска:</translation>
+    </message>
+</context>
+<context>
+    <name>SystemMenuDialog</name>
+    <message>
+        <source>System menu</source>
+        <translation>Системное меню</translation>
+    </message>
+    <message>
+        <source>Press reboot.</source>
+        <translation>Нажата перезагрузка.</translation>
+    </message>
+    <message>
+        <source>Press power off.</source>
+        <translation>Нажато выключение.</translation>
+    </message>
+    <message>
+        <source>Exit programm.</source>
+        <translation>Выход из программы.</translation>
+    </message>
+    <message>
+        <source>Run KOVAKas.</source>
+        <translation>Запуск KOVAKas.</translation>
+    </message>
+    <message>
+        <source>Press screen calibrate.</source>
+        <translation>Нажата калибровка экрана.</translation>
+    </message>
+    <message>
+        <source>Run USB Flash update.</source>
+        <translation>Запуск обновления с USB Flash.</translation>
+    </message>
+    <message>
+        <source>Run FTP update.</source>
+        <translation>Запуск обновления по FTP.</translation>
+    </message>
+    <message>
+        <source>Run ArchManager.</source>
+        <translation>Запуск ArchManager.</translation>
+    </message>
+    <message>
+        <source>Run ShtrihTD.</source>
+        <translation>Запуск ShtrihTD.</translation>
+    </message>
+    <message>
+        <source>Run AtolTD.</source>
+        <translation>Запуск AtolTD.</translation>
+    </message>
+    <message>
+        <source>Run V3Sensor.</source>
+        <translation>Запуск V3Sensor.</translation>
+    </message>
+</context>
+<context>
+    <name>TestDisplayColor</name>
+    <message>
+        <source>Dialog</source>
+        <translation>Диалог</translation>
+    </message>
+</context>
+<context>
+    <name>USBSignal</name>
+    <message>
+        <source>USBSignal: Error bind socket.</source>
+        <translation>USBSignal: Ошибка привязки сокета (bind).</translation>
+    </message>
+    <message>
+        <source>USBSignal: Error creating socket.</source>
+        <translation>USBSignal: Ошибка создания сокета.</translation>
+    </message>
+    <message>
+        <source>USBSignal: Socket %1 init complete.</source>
+        <translation>USBSignal: Сокет %1 инициализирован.</translation>
+    </message>
+    <message>
+        <source>USBSignal: Error poll socket (%1: %1).</source>
+        <translation>USBSignal: Ошибка poll сокета (%1: %1).</translation>
+    </message>
+    <message>
+        <source>USBSignal: Error recv socket (%1).</source>
+        <translation>USBSignal: Ошибка recv сокета (%1).</translation>
+    </message>
+    <message>
+        <source>USBSignal: Socket closed.</source>
+        <translation>USBSignal: Сокет закрыт.</translation>
+    </message>
+    <message>
+        <source>USBSignal: mas = %1. len=%2.</source>
+        <translation>USBSignal: mas = %1. len=%2.</translation>
+    </message>
+    <message>
+        <source>USBSignal: Add USB device (%1).</source>
+        <translation>USBSignal: Подключено USB-устройство (%1).</translation>
+    </message>
+    <message>
+        <source>USBSignal: Remove USB device (%1).</source>
+        <translation>USBSignal: Отключено USB-устройство (%1).</translation>
+    </message>
+    <message>
+        <source>USBSignal: Change USB device state (%1).</source>
+        <translation>USBSignal: Изменено состояние USB-устройства (%1).</translation>
+    </message>
+</context>
+<context>
     <name>VFDDisplayThread</name>
     <message>
         <source>VFD: Set light error.</source>
@@ -416,6 +555,13 @@ User:               %6
     <message>
         <source>VFDDisplayThread &lt;run&gt; finished.</source>
         <translation>VFDDisplayThread &lt;run&gt; завершён.</translation>
+    </message>
+</context>
+<context>
+    <name>main</name>
+    <message>
+        <source>Scan HW...</source>
+        <translation>Поиск оборудования...</translation>
     </message>
 </context>
 </TS>
