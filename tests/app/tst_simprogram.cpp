@@ -199,9 +199,13 @@ void TestSimProgram::sdCardIsDiskTested()
 {
     QTemporaryDir folder;
     QProcess p;
-    start(p, folder.path(), {}, QStringLiteral("offscreen"));
+    // The question stays up while the card is tested (an hour of ticks).
+    start(p, folder.path(), {}, QStringLiteral("offscreen"), 3600000);
     const QString logFile = folder.path() + QStringLiteral("/Log/kx4test-sim.log");
-    QTRY_VERIFY_WITH_TIMEOUT(texts(readLines(logFile)).contains(QStringLiteral("main: Boot complete.")), 60000);
+    QString debug;
+    QTRY_VERIFY_WITH_TIMEOUT((debug += QString::fromLocal8Bit(p.readAllStandardError()),
+                              debug.contains(QStringLiteral("\nShow QWidget\n"))),
+                             60000);
     const QStringList boot = texts(readLines(logFile));
     const QString root = boot.filter(QRegularExpression(QStringLiteral("^\tKX4_ROOT=."))).value(0).section('=', 1);
     QFile requests(root + QStringLiteral("/run/kx4-sim/requests"));
