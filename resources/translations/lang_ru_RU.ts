@@ -32,6 +32,49 @@
     </message>
 </context>
 <context>
+    <name>DiskTest</name>
+    <message>
+        <source>DiskTest: dev = %1</source>
+        <translation>DiskTest: устройство = %1</translation>
+    </message>
+    <message>
+        <source>DiskTest: device not present.</source>
+        <translation>DiskTest: устройство отсутствует.</translation>
+    </message>
+    <message>
+        <source>DiskTest: fail mount SD card.</source>
+        <translation>DiskTest: не удалось смонтировать SD-карту.</translation>
+    </message>
+    <message>
+        <source>DiskTest: Mount OK</source>
+        <translation>DiskTest: Монтирование выполнено</translation>
+    </message>
+    <message>
+        <source>DiskTest: fail write file.</source>
+        <translation>DiskTest: ошибка записи файла.</translation>
+    </message>
+    <message>
+        <source>DiskTest: fail unmount %1.</source>
+        <translation>DiskTest: не удалось отмонтировать %1.</translation>
+    </message>
+    <message>
+        <source>DiskTest: fail create test file.</source>
+        <translation>DiskTest: не удалось создать тестовый файл.</translation>
+    </message>
+    <message>
+        <source>DiskTest: fail open test file.</source>
+        <translation>DiskTest: не удалось открыть тестовый файл.</translation>
+    </message>
+    <message>
+        <source>DiskTest: Wrong test write/read.</source>
+        <translation>DiskTest: Ошибка проверки записи/чтения.</translation>
+    </message>
+    <message>
+        <source>DiskTest: Ok.</source>
+        <translation>DiskTest: Исправно.</translation>
+    </message>
+</context>
+<context>
     <name>ErrnoTexts</name>
     <message>
         <source>Operation not permitted</source>
@@ -226,6 +269,69 @@ User:               %6
     <message>
         <source>Events:</source>
         <translation>События:</translation>
+    </message>
+</context>
+<context>
+    <name>MNetwork</name>
+    <message>
+        <source>#</source>
+        <translation>#</translation>
+    </message>
+    <message>
+        <source># Network configuration file.</source>
+        <translation># Network configuration file.</translation>
+    </message>
+    <message>
+        <source># Created by Bellwind software (%1).</source>
+        <translation># Created by Bellwind software (%1).</translation>
+    </message>
+    <message>
+        <source># The loopback interface</source>
+        <translation># The loopback interface</translation>
+    </message>
+    <message>
+        <source>auto lo</source>
+        <translation>auto lo</translation>
+    </message>
+    <message>
+        <source>iface lo inet loopback</source>
+        <translation>iface lo inet loopback</translation>
+    </message>
+    <message>
+        <source># The wired ethernet interface</source>
+        <translation># The wired ethernet interface</translation>
+    </message>
+    <message>
+        <source># The wireless ethernet interface</source>
+        <translation># The wireless ethernet interface</translation>
+    </message>
+    <message>
+        <source># The GRPS/3G/4G interface</source>
+        <translation># The GRPS/3G/4G interface</translation>
+    </message>
+    <message>
+        <source>auto %1</source>
+        <translation>auto %1</translation>
+    </message>
+    <message>
+        <source>iface %1 inet %2</source>
+        <translation>iface %1 inet %2</translation>
+    </message>
+    <message>
+        <source> address %1</source>
+        <translation> address %1</translation>
+    </message>
+    <message>
+        <source> netmask %1</source>
+        <translation> netmask %1</translation>
+    </message>
+    <message>
+        <source> gateway %1</source>
+        <translation> gateway %1</translation>
+    </message>
+    <message>
+        <source>nameserver %1</source>
+        <translation>nameserver %1</translation>
     </message>
 </context>
 <context>
@@ -476,6 +582,53 @@ User:               %6
     </message>
 </context>
 <context>
+    <name>UPSFunction</name>
+    <message>
+        <source>UPS: Analyse UPS state.</source>
+        <translation>UPS: Анализ состояния ИБП.</translation>
+    </message>
+    <message>
+        <source>UPS: UPS file ERROR</source>
+        <translation>UPS: ОШИБКА файла ИБП</translation>
+    </message>
+    <message>
+        <source>UPS: Error found UPS state.</source>
+        <translation>UPS: Не найдено состояние ИБП.</translation>
+    </message>
+    <message>
+        <source>UPS: Error open UPS state.</source>
+        <translation>UPS: Ошибка открытия состояния ИБП.</translation>
+    </message>
+    <message>
+        <source>UPS: Good power! Print enable!</source>
+        <translation>UPS: Питание в норме! Печать разрешена!</translation>
+    </message>
+    <message>
+        <source>UPS: Low power! Print disable!</source>
+        <translation>UPS: Низкий заряд! Печать запрещена!</translation>
+    </message>
+    <message>
+        <source>UPS: Open AC fail! Please check UPS!</source>
+        <translation>UPS: Не удалось открыть состояние сети! Проверьте ИБП!</translation>
+    </message>
+    <message>
+        <source>UPS: Error verify SUM8</source>
+        <translation>UPS: Ошибка проверки SUM8</translation>
+    </message>
+    <message>
+        <source>UPS: Change capacity - %1. Voltage - %2</source>
+        <translation>UPS: Изменение заряда - %1. Напряжение - %2</translation>
+    </message>
+    <message>
+        <source>UPS: Change status - %1</source>
+        <translation>UPS: Изменение состояния - %1</translation>
+    </message>
+    <message>
+        <source>UPS: Change AC state - %1</source>
+        <translation>UPS: Изменение состояния сети - %1</translation>
+    </message>
+</context>
+<context>
     <name>USBSignal</name>
     <message>
         <source>USBSignal: Error bind socket.</source>
@@ -562,6 +715,69 @@ User:               %6
     <message>
         <source>Scan HW...</source>
         <translation>Поиск оборудования...</translation>
+    </message>
+</context>
+<context>
+    <name>upsinfodialog</name>
+    <message>
+        <source>UPS information</source>
+        <translation>Информация об ИБП</translation>
+    </message>
+    <message>
+        <source>Power source present</source>
+        <translation>Наличие источника питания</translation>
+    </message>
+    <message>
+        <source>Power source name</source>
+        <translation>Имя источника питания</translation>
+    </message>
+    <message>
+        <source>Power source state</source>
+        <translation>Состояние источника питания</translation>
+    </message>
+    <message>
+        <source>Power source health</source>
+        <translation>Исправность источника питания</translation>
+    </message>
+    <message>
+        <source>Power source technology</source>
+        <translation>Тип источника питания</translation>
+    </message>
+    <message>
+        <source>Power source voltage</source>
+        <translation>Напряжение источника питания</translation>
+    </message>
+    <message>
+        <source>Power source capacity</source>
+        <translation>Заряд источника питания</translation>
+    </message>
+    <message>
+        <source>Power source design capacity</source>
+        <translation>Паспортная ёмкость источника питания</translation>
+    </message>
+    <message>
+        <source>AC power source</source>
+        <translation>Сетевое питание</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Закрыть</translation>
+    </message>
+    <message>
+        <source>Present</source>
+        <translation>Есть</translation>
+    </message>
+    <message>
+        <source>Not present</source>
+        <translation>Нет</translation>
+    </message>
+    <message>
+        <source>AC power on</source>
+        <translation>Сеть есть</translation>
+    </message>
+    <message>
+        <source>AC power off</source>
+        <translation>Сети нет</translation>
     </message>
 </context>
 </TS>
