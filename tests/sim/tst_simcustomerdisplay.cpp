@@ -43,8 +43,6 @@ private slots:
         QTest::newRow("rows fill in turn") << 32 << 40 << L{"ABCDEFG"} << QStringList{"ABCDE", "FG   "}
                                            << ".........." << 0;
         QTest::newRow("back to the top left") << 16 << 24 << L{"ABCDE"} << QStringList{"DEC"} << "..." << 0;
-        QTest::newRow("a part column is a column") << 16 << 17 << L{"ABC"} << QStringList{"ABC"} << "..." << 0;
-        QTest::newRow("row dots rounded down") << 47 << 16 << L{"ABCDE"} << QStringList{"EB", "CD"} << "...." << 0;
         QTest::newRow("clear homes") << 16 << 24 << L{"AB\x0c", "C"} << QStringList{"C  "} << "..." << 0;
         QTest::newRow("reverse per character")
             << 16 << 32 << L{QByteArray("A\x1fr\x01" "B\x1fr", 7), QByteArray("\x00" "C", 2)}

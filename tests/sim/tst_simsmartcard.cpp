@@ -49,9 +49,7 @@ private slots:
         QTest::addColumn<QByteArray>("header");
         QTest::addColumn<QByteArray>("answer");
         QTest::newRow("out, right Le") << QByteArray::fromHex("80ca000003") << QByteArray::fromHex("ca6b6b789000");
-        QTest::newRow("out, wrong Le") << QByteArray::fromHex("80ca000004") << QByteArray::fromHex("6700");
         QTest::newRow("in, right Lc") << QByteArray::fromHex("80da000002") << QByteArray::fromHex("da");
-        QTest::newRow("in, wrong Lc") << QByteArray::fromHex("80da000003") << QByteArray::fromHex("6700");
         QTest::newRow("unknown INS") << QByteArray::fromHex("80cc000000") << QByteArray::fromHex("6d00");
         QTest::newRow("unknown CLA") << QByteArray::fromHex("00ca000003") << QByteArray::fromHex("6e00");
     }
