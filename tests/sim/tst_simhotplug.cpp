@@ -3,10 +3,8 @@
 // nodes in the system root.
 #include "mkernel.h"
 #include "msystemroot.h"
-#include "simserialline.h"
 #include "simterminal.h"
 
-#include <QSerialPort>
 #include <QtTest>
 
 #include <poll.h>
@@ -16,19 +14,15 @@
 namespace {
 const int GiveUpMs = 10000;
 
-enum Change { PlugStorage, PlugKeyboard, PlugConverter, PlugModem, InsertCard, AddPpp };
+enum Change { PlugStorage, PlugConverter, InsertCard, AddPpp };
 
 bool apply(SimTerminal &sim, Change change, bool on)
 {
     switch (change) {
     case PlugStorage:
         return on ? sim.plugUsb(2, SimHotplug::UsbKind::Storage) : sim.unplugUsb(2);
-    case PlugKeyboard:
-        return on ? sim.plugUsb(1, SimHotplug::UsbKind::Keyboard) : sim.unplugUsb(1);
     case PlugConverter:
         return on ? sim.plugUsb(4, SimHotplug::UsbKind::SerialConverter) : sim.unplugUsb(4);
-    case PlugModem:
-        return on ? sim.plugUsb(3, SimHotplug::UsbKind::Modem) : sim.unplugUsb(3);
     case InsertCard:
         return on ? sim.insertCard(0) : sim.removeCard(0);
     case AddPpp:
@@ -147,28 +141,12 @@ private slots:
                                  << "remove@sda1 remove@sda unbind@0:0:0:0 remove@0:0:0:0 remove@target0:0:0 "
                                     "remove@host0 unbind@1-1.2:1.0 remove@1-1.2:1.0 unbind@1-1.2 remove@1-1.2"
                                  << QStringList{"/dev/sda", "/dev/sda1"};
-        QTest::newRow("keyboard") << int(PlugKeyboard)
-                                  << "add@1-1.1 add@1-1.1:1.0 add@0003:413C:2107.0001 add@input3 add@event3 "
-                                     "bind@0003:413C:2107.0001 bind@1-1.1:1.0 bind@1-1.1"
-                                  << "remove@event3 remove@input3 unbind@0003:413C:2107.0001 "
-                                     "remove@0003:413C:2107.0001 unbind@1-1.1:1.0 remove@1-1.1:1.0 unbind@1-1.1 "
-                                     "remove@1-1.1"
-                                  << QStringList{"/dev/input/event3"};
         QTest::newRow("serial converter")
             << int(PlugConverter)
             << "add@1-1.4 add@1-1.4:1.0 add@ttyUSB0 add@ttyUSB0 bind@ttyUSB0 bind@1-1.4:1.0 bind@1-1.4"
             << "remove@ttyUSB0 unbind@ttyUSB0 remove@ttyUSB0 unbind@1-1.4:1.0 remove@1-1.4:1.0 unbind@1-1.4 "
                "remove@1-1.4"
             << QStringList{"/dev/ttyUSB0"};
-        QTest::newRow("modem")
-            << int(PlugModem)
-            << "add@1-1.3 add@1-1.3:1.0 add@ttyUSB0 add@ttyUSB0 bind@ttyUSB0 bind@1-1.3:1.0 add@1-1.3:1.1 "
-               "add@ttyUSB1 add@ttyUSB1 bind@ttyUSB1 bind@1-1.3:1.1 add@1-1.3:1.2 add@ttyUSB2 add@ttyUSB2 "
-               "bind@ttyUSB2 bind@1-1.3:1.2 bind@1-1.3"
-            << "remove@ttyUSB2 unbind@ttyUSB2 remove@ttyUSB2 unbind@1-1.3:1.2 remove@1-1.3:1.2 remove@ttyUSB1 "
-               "unbind@ttyUSB1 remove@ttyUSB1 unbind@1-1.3:1.1 remove@1-1.3:1.1 remove@ttyUSB0 unbind@ttyUSB0 "
-               "remove@ttyUSB0 unbind@1-1.3:1.0 remove@1-1.3:1.0 unbind@1-1.3 remove@1-1.3"
-            << QStringList{"/dev/ttyUSB0", "/dev/ttyUSB1", "/dev/ttyUSB2"};
         QTest::newRow("card") << int(InsertCard) << "add@mmc0:0001 add@mmcblk0 add@mmcblk0p1 bind@mmc0:0001"
                               << "remove@mmcblk0p1 remove@mmcblk0 unbind@mmc0:0001 remove@mmc0:0001"
                               << QStringList{"/dev/mmcblk0", "/dev/mmcblk0p1"};
@@ -255,59 +233,6 @@ private slots:
         ::close(fd);
     }
 
-    void refusedChanges()
-    {
-        SimTerminal sim;
-        QVERIFY(sim.plugUsb(1, SimHotplug::UsbKind::Keyboard));
-        QVERIFY(sim.insertCard(1));
-        QVERIFY(sim.addNetworkInterface("ppp0"));
-        const int sent = sim.hotplug()->datagrams().size();
-        const QList<std::function<bool()>> refused = {
-            [&] { return sim.plugUsb(0, SimHotplug::UsbKind::Storage); },
-            [&] { return sim.plugUsb(5, SimHotplug::UsbKind::Storage); },
-            [&] { return sim.plugUsb(1, SimHotplug::UsbKind::Storage); },
-            [&] { return sim.unplugUsb(2); },
-            [&] { return sim.insertCard(2); },
-            [&] { return sim.insertCard(1); },
-            [&] { return sim.removeCard(0); },
-            [&] { return sim.addNetworkInterface("ppp0"); },
-            [&] { return sim.removeNetworkInterface("ppp1"); },
-            [&] { return sim.insertCard(0, QStringLiteral("/nonexistent/folder")); },
-        };
-        for (int i = 0; i < refused.size(); ++i) {
-            QVERIFY2(!refused[i](), qPrintable(QString::number(i)));
-            QVERIFY(!sim.hotplug()->lastError().isEmpty());
-        }
-        QCOMPARE(sim.hotplug()->datagrams().size(), sent);
-        QVERIFY(!sim.exists("/dev/mmcblk0p1"));
-    }
-
-    void usbSerialLines()
-    {
-        SimTerminal sim;
-        QVERIFY(sim.plugUsb(3, SimHotplug::UsbKind::Modem));
-        QCOMPARE(sim.hotplug()->usbNodes(3), (QStringList{"/dev/ttyUSB0", "/dev/ttyUSB1", "/dev/ttyUSB2"}));
-        QSerialPort modem(MSystemRoot::path("/dev/ttyUSB1"));
-        QVERIFY2(modem.open(QIODevice::ReadWrite), qPrintable(modem.errorString()));
-        modem.write("AT\r");
-        QByteArray answer;
-        QElapsedTimer clock;
-        clock.start();
-        while (answer.size() < 6 && clock.elapsed() < GiveUpMs)
-            if (modem.waitForReadyRead(100))
-                answer += modem.readAll();
-        QCOMPARE(answer, QByteArray("\r\nOK\r\n"));
-        modem.close();
-        QCOMPARE(sim.serialLine("/dev/ttyUSB0")->behaviour(), SimSerialLine::Silent);
-
-        // A converter plugged after the modem went takes ttyUSB0 again, with a loopback plug.
-        QVERIFY(sim.unplugUsb(3));
-        QVERIFY(!sim.exists("/dev/ttyUSB1"));
-        QVERIFY(sim.plugUsb(1, SimHotplug::UsbKind::SerialConverter));
-        QCOMPARE(sim.hotplug()->usbNodes(1), QStringList{"/dev/ttyUSB0"});
-        QCOMPARE(sim.serialLine("/dev/ttyUSB0")->behaviour(), SimSerialLine::Loopback);
-        QVERIFY(!sim.exists("/dev/ttyUSB1"));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestSimHotplug)

@@ -1,15 +1,10 @@
 // The simulated thermal printer: its reading of the byte stream, the drain
-// at the head's pace, the paper sensor and the failures it can be told to give.
-#include "drivers/printer.h"
-#include "mkernel.h"
+// at the head's pace.
 #include "mprinter.h"
 #include "simprinter.h"
 #include "simterminal.h"
 
-#include <QImage>
 #include <QtTest>
-
-#include <cerrno>
 
 class TestSimPrinter : public QObject
 {
@@ -60,27 +55,6 @@ private slots:
         QCOMPARE(printer->unknownSequences().size(), unknown);
     }
 
-    void statusAndPaper()
-    {
-        SimTerminal sim;
-        auto *printer = sim.add<SimPrinter>();
-        MPrinter p;
-        QVERIFY(p.openPRNDevice());
-        p.writePRNDevice(QByteArray("\x10\x04\x02", 3));
-        QCOMPARE(p.readPRNDevice(), QByteArray()); // 0x00: a zero status
-        printer->setPaperOut(true);
-        p.writePRNDevice(QByteArray("\x10\x04\x02", 3));
-        QCOMPARE(p.readPRNDevice(), QByteArray("\x20"));
-
-        // Without paper nothing prints; it goes on once paper is in.
-        p.lineFeed(3);
-        QCOMPARE(printer->unprintedLines(), 3);
-        QCOMPARE(printer->freeSpace(), printer->capacity() - 6);
-        printer->setPaperOut(false);
-        QTRY_COMPARE(printer->unprintedLines(), 0);
-        QCOMPARE(printer->freeSpace(), printer->capacity());
-    }
-
     // 640 dot rows a second, 30 a text line: 64 lines take 3 s at least.
     void drainPace()
     {
@@ -99,72 +73,6 @@ private slots:
         QCOMPARE(p.getUnprintedLines(-1), 0); // opens its own descriptor
     }
 
-    void stalled()
-    {
-        SimTerminal sim;
-        auto *printer = sim.add<SimPrinter>();
-        printer->setDotRowsPerSecond(100000);
-        printer->setStalled(true);
-        MPrinter p;
-        QVERIFY(p.openPRNDevice());
-        p.lineFeed(2);
-        QCOMPARE(printer->unprintedLines(), 2);
-        QCOMPARE(p.getUnprintedLines(p.handle()), 2);
-        printer->setStalled(false);
-        QTRY_COMPARE(printer->unprintedLines(), 0);
-    }
-
-    void requestsAndFailures()
-    {
-        SimTerminal sim;
-        auto *printer = sim.add<SimPrinter>();
-        MPrinter p;
-        QCOMPARE(p.setContrast(12), -1); // not open: the descriptor back
-        QVERIFY(p.openPRNDevice());
-        QCOMPARE(p.setContrast(12), 0);
-        QCOMPARE(p.stopPrint(), 0);
-        QCOMPARE(printer->contrastLevels(), QList<int>{12});
-        QCOMPARE(printer->requests().last().request, MARVO_IOCTL_PRN_STOP_MOTION);
-        QCOMPARE(printer->requests().last().value, 8000);
-        printer->failIoctl(MARVO_IOCTL_PRN_STOP_MOTION, EIO);
-        QCOMPARE(p.stopPrint(), -1);
-        printer->failIoctl(MARVO_IOCTL_PRN_STOP_MOTION, 0);
-        QCOMPARE(p.stopPrint(), 0);
-        // A request the driver does not have.
-        QCOMPARE(MKernel::ioctl(p.handle(), _IOW('P', 9, int), 0), -1);
-        QCOMPARE(errno, ENOTTY);
-    }
-
-    void rasterAndRoll()
-    {
-        SimTerminal sim;
-        auto *printer = sim.add<SimPrinter>();
-        printer->setDotRowsPerSecond(100000);
-        MPrinter p;
-        QVERIFY(p.openPRNDevice());
-        p.writePRNDevice("top\r\n");
-        int on = 1;
-        QCOMPARE(MKernel::ioctl(p.handle(), MARVO_IOCTL_PRN_IMAGE_MODE, &on), 0);
-        QByteArray row(PRN_ROW_BYTES, '\0');
-        row[0] = char(0x80); // the leftmost dot
-        row[PRN_ROW_BYTES - 1] = char(0x01); // the rightmost
-        p.writePRNDevice(row);
-        p.writePRNDevice(row);
-        on = 0;
-        QCOMPARE(MKernel::ioctl(p.handle(), MARVO_IOCTL_PRN_IMAGE_MODE, &on), 0);
-        p.writePRNDevice("end\r\n");
-        p.cutFullPage(1);
-        QTRY_COMPARE(printer->unprintedLines(), 0);
-        QCOMPARE(printer->rasterRows(), QList<QByteArray>({row, row}));
-        const QImage roll = printer->rollImage();
-        QCOMPARE(roll.width(), PRN_HEAD_DOTS);
-        // Text line, the two rows, text line, cut, two feeds.
-        QCOMPARE(roll.height(), 30 + 2 + 30 + 8 + 60);
-        QCOMPARE(roll.pixel(0, 30), qRgb(0, 0, 0));
-        QCOMPARE(roll.pixel(PRN_HEAD_DOTS - 1, 31), qRgb(0, 0, 0));
-        QCOMPARE(roll.pixel(1, 30), qRgb(255, 255, 255));
-        QCOMPARE(printer->transcript(), QList<QStringList>({{"top", "end"}, {"", ""}}));
-    }
 };
 
 QTEST_MAIN(TestSimPrinter)

@@ -1,19 +1,12 @@
 // Serial lines of the simulated terminal, driven the way the program drives
 // its ports: QSerialPort on the path inside the system root, or open()
 // through the kernel boundary.
-#include "mkernel.h"
 #include "msystemroot.h"
 #include "simserialline.h"
 #include "simterminal.h"
 
 #include <QSerialPort>
 #include <QtTest>
-
-#include <cerrno>
-#include <fcntl.h>
-#include <poll.h>
-#include <termios.h>
-#include <unistd.h>
 
 namespace {
 // Only a bound for a line that never answers; passing runs take far less.
@@ -158,21 +151,6 @@ private slots:
         QCOMPARE(line->behaviour(), SimSerialLine::Loopback);
     }
 
-    void silenceAnswersNothing()
-    {
-        SimTerminal sim;
-        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS0"));
-        QSerialPort port;
-        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS0"), 9600), qPrintable(port.errorString()));
-        port.write("AT\r");
-        QTRY_COMPARE(line->received(), QByteArray("AT\r"));
-        QVERIFY(line->transmitted().isEmpty());
-        // A plug fitted now echoes only what comes after: nothing was on its way.
-        line->setBehaviour(SimSerialLine::Loopback);
-        port.write("X");
-        QCOMPARE(readBytes(port, 1), QByteArray("X"));
-    }
-
     void closeDropsWhatIsUnderWay()
     {
         SimTerminal sim;
@@ -224,100 +202,6 @@ private slots:
         QCOMPARE(readBytes(again, 4), QByteArray("back"));
     }
 
-    void openThroughTheKernelBoundary()
-    {
-        SimTerminal sim;
-        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS0"), SimSerialLine::Loopback);
-        const int fd = MKernel::open(MSystemRoot::nativePath(QStringLiteral("/dev/ttyS0")).constData(),
-                                     O_RDWR | O_NOCTTY | O_NONBLOCK);
-        QVERIFY(fd >= 0);
-        QVERIFY(::isatty(fd));
-        termios tio = {};
-        QCOMPARE(::tcgetattr(fd, &tio), 0);
-        ::cfmakeraw(&tio);
-        ::cfsetspeed(&tio, B57600);
-        QCOMPARE(::tcsetattr(fd, TCSANOW, &tio), 0);
-        QTRY_COMPARE(line->lineSpeed(), 57600);
-        QCOMPARE(::write(fd, "ping", 4), ssize_t(4));
-        QByteArray got;
-        QElapsedTimer quiet;
-        quiet.start();
-        while (got.size() < 4 && quiet.elapsed() < GiveUpMs) {
-            pollfd p = {fd, POLLIN, 0};
-            char buffer[16];
-            if (::poll(&p, 1, 100) > 0) {
-                const ssize_t n = ::read(fd, buffer, sizeof buffer);
-                if (n > 0)
-                    got += QByteArray(buffer, int(n));
-            }
-        }
-        QCOMPARE(got, QByteArray("ping"));
-        ::close(fd);
-    }
-
-    void echoFaults_data()
-    {
-        QTest::addColumn<bool>("change");
-        QTest::addColumn<int>("after");
-        QTest::addColumn<int>("count");
-        QTest::newRow("changed first byte") << true << 0 << 1;
-        QTest::newRow("changed byte in the second write") << true << 300 << 1;
-        QTest::newRow("one byte lost") << false << 255 << 1;
-        QTest::newRow("bytes lost across two writes") << false << 250 << 20;
-    }
-    void echoFaults()
-    {
-        QFETCH(bool, change);
-        QFETCH(int, after);
-        QFETCH(int, count);
-        SimTerminal sim;
-        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Loopback);
-        if (change)
-            line->changeEchoByte(after);
-        else
-            line->loseEchoBytes(after, count);
-        QSerialPort port;
-        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS1"), 115200), qPrintable(port.errorString()));
-        // Two writes: a fault counts over everything echoed, and happens once.
-        const QByteArray sent = ascending(256) + ascending(256);
-        QByteArray expected = sent;
-        if (change)
-            expected[after] = char(~sent.at(after));
-        else
-            expected.remove(after, count);
-        port.write(sent.left(256));
-        QVERIFY(port.waitForBytesWritten(GiveUpMs));
-        const int lostFromFirst = change ? 0 : qMax(0, qMin(after + count, 256) - qMin(after, 256));
-        QByteArray got = readBytes(port, 256 - lostFromFirst);
-        port.write(sent.mid(256));
-        QVERIFY(port.waitForBytesWritten(GiveUpMs));
-        got += readBytes(port, expected.size() - got.size());
-        QCOMPARE(got, expected);
-        QCOMPARE(line->received(), sent);
-        QCOMPARE(line->transmitted(), expected);
-    }
-
-    void openRefused()
-    {
-        SimTerminal sim;
-        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Loopback);
-        line->setOpenRefused(true);
-        // The node stays; opening it fails for everybody, root included.
-        QVERIFY(QFileInfo::exists(sim.hostPath(QStringLiteral("/dev/ttyS1"))));
-        QSerialPort port;
-        QVERIFY(!openPort(port, QStringLiteral("/dev/ttyS1"), 115200));
-        QCOMPARE(MKernel::open(MSystemRoot::nativePath(QStringLiteral("/dev/ttyS1")).constData(), O_RDWR | O_NOCTTY), -1);
-        QCOMPARE(errno, EIO);
-        // Kept when the line is plugged in again, gone when taken back.
-        line->setPresent(false);
-        line->setPresent(true);
-        QVERIFY(line->isOpenRefused());
-        QVERIFY(!openPort(port, QStringLiteral("/dev/ttyS1"), 115200));
-        line->setOpenRefused(false);
-        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS1"), 115200), qPrintable(port.errorString()));
-        port.write("open");
-        QCOMPARE(readBytes(port, 4), QByteArray("open"));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestSimSerialLine)

@@ -35,14 +35,6 @@ bool writeAndReadBack(const QString &name)
     return written && in.open(QIODevice::ReadOnly) && in.readAll() == TestContent;
 }
 
-QStringList callSummary(const QList<SimStorage::MountCall> &calls)
-{
-    QStringList out;
-    for (const auto &c : calls)
-        out << QStringLiteral("%1:%2").arg(c.type, c.error ? QString::fromLatin1(strerror(c.error)) : "ok");
-    return out;
-}
-
 bool mountedSomewhereUnder(const QString &root)
 {
     QFile info(QStringLiteral("/proc/self/mountinfo"));
@@ -64,40 +56,20 @@ class TestSimStorage : public QObject
 {
     Q_OBJECT
 private:
-    void addBackingRows(const char *name, SimMedium::Format format, SimMedium::Fault fault, bool mounts,
-                        const QStringList &calls, bool writable)
+    static void backingRows()
     {
-        for (bool real : {false, true})
-            QTest::newRow(qPrintable(QStringLiteral("%1, %2").arg(name, real ? "real" : "served")))
-                << real << int(format) << int(fault) << mounts << calls << writable;
+        QTest::addColumn<bool>("real");
+        QTest::newRow("served") << false;
+        QTest::newRow("real") << true;
     }
 
 private slots:
-    void mountCard_data()
-    {
-        QTest::addColumn<bool>("real");
-        QTest::addColumn<int>("format");
-        QTest::addColumn<int>("fault");
-        QTest::addColumn<bool>("mounts");
-        QTest::addColumn<QStringList>("calls");
-        QTest::addColumn<bool>("writable");
-        const QString einval = QString::fromLatin1(strerror(EINVAL));
-        addBackingRows("vfat card", SimMedium::Vfat, SimMedium::NoFault, true, {"vfat:ok"}, true);
-        addBackingRows("ext3 card", SimMedium::Ext3, SimMedium::NoFault, true, {"vfat:" + einval, "ext3:ok"}, true);
-        addBackingRows("ntfs card", SimMedium::Ntfs, SimMedium::NoFault, true,
-                       {"vfat:" + einval, "ext3:" + einval, "ntfs:ok"}, true);
-        addBackingRows("write-protected card", SimMedium::Vfat, SimMedium::ReadOnly, true, {"vfat:ok"}, false);
-        addBackingRows("no file system", SimMedium::Vfat, SimMedium::NoFileSystem, false,
-                       {"vfat:" + einval, "ext3:" + einval, "ntfs:" + einval}, false);
-    }
+    // Which file systems are tried, and what a read-only or blank card does to
+    // the disk test, the disk test's own media table checks on both backings.
+    void mountCard_data() { backingRows(); }
     void mountCard()
     {
         QFETCH(bool, real);
-        QFETCH(int, format);
-        QFETCH(int, fault);
-        QFETCH(bool, mounts);
-        QFETCH(QStringList, calls);
-        QFETCH(bool, writable);
         QTemporaryDir image;
         QVERIFY(QDir(image.path()).mkpath("DCIM"));
         QFile photo(image.filePath("DCIM/photo.jpg"));
@@ -108,26 +80,22 @@ private slots:
         REQUIRE_BACKING(sim, real);
         SimMedium medium;
         medium.image = image.path();
-        medium.format = SimMedium::Format(format);
-        medium.fault = SimMedium::Fault(fault);
+        medium.format = SimMedium::Ext3;
         QVERIFY2(sim.insertCard(0, medium), qPrintable(sim.hotplug()->lastError()));
         QCOMPARE(sim.hotplug()->storage()->isReal(Card), real);
 
-        QCOMPARE(LinuxFunction::USBMount(Card, Point, 0), mounts);
-        QCOMPARE(callSummary(sim.hotplug()->storage()->mountCalls()), calls);
-        if (!mounts) {
-            QVERIFY(sim.hotplug()->storage()->mounts().isEmpty());
-            QVERIFY(!LinuxFunction::USBUMount(Point));
-            return;
-        }
+        QVERIFY(LinuxFunction::USBMount(Card, Point, 0));
+        const QList<SimStorage::MountCall> calls = sim.hotplug()->storage()->mountCalls();
+        QCOMPARE(calls.size(), 2);
+        QCOMPARE(calls[0].error, EINVAL); // vfat, tried first
+        QCOMPARE(calls[1].type, QStringLiteral("ext3"));
+        QCOMPARE(calls[1].error, 0);
         const QList<SimStorage::Mount> table = sim.hotplug()->storage()->mounts();
         QCOMPARE(table.size(), 1);
         QCOMPARE(table[0].device, Card);
         QCOMPARE(table[0].mountPoint, Point);
         QCOMPARE(table[0].real, real);
-        const QByteArray type = calls.last().section(':', 0, 0).toLatin1();
-        QCOMPARE(sim.readFile("/proc/mounts"),
-                 "/dev/mmcblk0p1 /sdcard " + type + (writable ? " rw" : " ro") + ",relatime 0 0\n");
+        QCOMPARE(sim.readFile("/proc/mounts"), QByteArray("/dev/mmcblk0p1 /sdcard ext3 rw,relatime 0 0\n"));
         // The mount listing the program asks for shows the card too.
         QTemporaryDir standinLog;
         QVERIFY(TestSupport::useStandins(standinLog.filePath("calls"), {"mount"}));
@@ -138,7 +106,7 @@ private slots:
         QVERIFY(existing.open(QIODevice::ReadOnly));
         QCOMPARE(existing.readAll(), QByteArray("jpeg"));
         existing.close();
-        QCOMPARE(writeAndReadBack("DeskTest.$$$"), writable);
+        QVERIFY(writeAndReadBack("DeskTest.$$$"));
 
         QVERIFY(LinuxFunction::USBUMount(Point));
         QVERIFY(!LinuxFunction::USBTestMount(Card));
@@ -150,16 +118,11 @@ private slots:
 
         // What was written stays on the card for the next mount.
         QVERIFY(LinuxFunction::USBMount(Card, Point, 0));
-        QCOMPARE(QFileInfo::exists(file("DeskTest.$$$")), writable);
+        QVERIFY(QFileInfo::exists(file("DeskTest.$$$")));
         QVERIFY(LinuxFunction::USBUMount(Point));
     }
 
-    void fullCard_data()
-    {
-        QTest::addColumn<bool>("real");
-        QTest::newRow("served") << false;
-        QTest::newRow("real") << true;
-    }
+    void fullCard_data() { backingRows(); }
     void fullCard()
     {
         QFETCH(bool, real);
@@ -187,12 +150,7 @@ private slots:
         QVERIFY(LinuxFunction::USBUMount(Point));
     }
 
-    void refusedCalls_data()
-    {
-        QTest::addColumn<bool>("real");
-        QTest::newRow("served") << false;
-        QTest::newRow("real") << true;
-    }
+    void refusedCalls_data() { backingRows(); }
     void refusedCalls()
     {
         QFETCH(bool, real);
@@ -230,12 +188,7 @@ private slots:
         QVERIFY(!mountedSomewhereUnder(outside.path()));
     }
 
-    void pulledWhileMounted_data()
-    {
-        QTest::addColumn<bool>("real");
-        QTest::newRow("served") << false;
-        QTest::newRow("real") << true;
-    }
+    void pulledWhileMounted_data() { backingRows(); }
     void pulledWhileMounted()
     {
         QFETCH(bool, real);
@@ -260,12 +213,7 @@ private slots:
         QVERIFY(LinuxFunction::USBUMount(Point));
     }
 
-    void terminalLeavesNothingMounted_data()
-    {
-        QTest::addColumn<bool>("real");
-        QTest::newRow("served") << false;
-        QTest::newRow("real") << true;
-    }
+    void terminalLeavesNothingMounted_data() { backingRows(); }
     void terminalLeavesNothingMounted()
     {
         QFETCH(bool, real);
