@@ -140,7 +140,7 @@ private slots:
         QTRY_COMPARE(sim.find<SimSleepDevice>()->writes(), QList<QByteArray>{"1"});
 
         // What would restart or power off the machine is a stand-in.
-        for (const QString &program : {"/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh"})
+        for (const QString program : {"/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh"})
             QCOMPARE(QFileInfo(sim.hostPath(program)).canonicalFilePath(),
                      QFileInfo(SimTerminal::standinFolder() + program.mid(program.lastIndexOf('/'))).canonicalFilePath());
     }

@@ -129,7 +129,7 @@ void TestRunTestQuestionForm::screenshots()
     QVERIFY(text);
     QCOMPARE(text->text(), QStringLiteral("Scan HW..."));
     auto *picture = wait.findChild<QLabel *>(QStringLiteral("labPicture"));
-    QVERIFY(picture && picture->pixmap() && !picture->pixmap()->isNull());
+    QVERIFY(picture && !picture->pixmap(Qt::ReturnByValue).isNull());
     wait.adjustSize();
     const QImage box = saveScreenshot(&wait, QStringLiteral("waitform"));
     QCOMPARE(box.pixelColor(1, 1), QColor(0, 255, 127));

@@ -32,7 +32,7 @@ struct ColourTest
         dialog.setWindowState(Qt::WindowNoState);
         dialog.resize(40, 30);
         dialog.show();
-        QTest::qWaitForWindowExposed(&dialog);
+        QVERIFY(QTest::qWaitForWindowExposed(&dialog));
     }
     // The colour in the middle of the display as it renders.
     QColor shown() { return dialog.grab().toImage().pixelColor(20, 15); }
