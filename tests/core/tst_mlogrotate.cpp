@@ -66,8 +66,8 @@ private slots:
         const int first = content.indexOf(QLatin1String("] first run\n"));
         QVERIFY(first > 0 && content.indexOf(QLatin1String("] second run\n")) > first);
         QCOMPARE(logged, (QStringList{"first run", "MLogSystem: Rotate log file.",
-                                      QStringLiteral("MLogSystem: Created new log file <%1>.").arg(dated(0)), "second run",
-                                      "MLogSystem: Rotate log file.",
+                                      QStringLiteral("MLogSystem: Created new log file <%1>.").arg(dated(0)),
+                                      "second run", "MLogSystem: Rotate log file.",
                                       QStringLiteral("MLogSystem: Appended log to file <%1>.").arg(dated(0))}));
     }
 
@@ -161,9 +161,10 @@ private slots:
         MLogSystem::instance()->rotateLog(current, false, 30);
         qputenv("PATH", oldPath);
 
-        QCOMPARE(QString::fromLocal8Bit(readFile(shellLog)).split('\n', Qt::SkipEmptyParts),
-                 (QStringList{QStringLiteral("mv %1 %2").arg(today, tmp), QStringLiteral("cat %1 >> %2").arg(current, tmp),
-                              QStringLiteral("mv %1 %2").arg(tmp, today)}));
+        QCOMPARE(
+            QString::fromLocal8Bit(readFile(shellLog)).split('\n', Qt::SkipEmptyParts),
+            (QStringList{QStringLiteral("mv %1 %2").arg(today, tmp), QStringLiteral("cat %1 >> %2").arg(current, tmp),
+                         QStringLiteral("mv %1 %2").arg(tmp, today)}));
         QVERIFY(!QFile::exists(current) && !QFile::exists(tmp));
         QVERIFY(readFile(today) == expected);
     }
@@ -213,10 +214,12 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(MLogSystem::instance()->pendingArchives(), 0, 30000);
         for (const QString &name : archived) {
             const QString archive = path(name + ".tar.bz2");
-            QVERIFY(logged.contains(QStringLiteral("MLogSystem: Compress old log file. Command line: cjf; %1; -C; %2; %3.log")
-                                        .arg(archive, dir->path(), name)));
             QVERIFY(logged.contains(
-                QStringLiteral("MLogSystem: Archive <%1> created. Remove old log file <%2>. Return code=<0>. Exit status: <0>.")
+                QStringLiteral("MLogSystem: Compress old log file. Command line: cjf; %1; -C; %2; %3.log")
+                    .arg(archive, dir->path(), name)));
+            QVERIFY(logged.contains(
+                QStringLiteral(
+                    "MLogSystem: Archive <%1> created. Remove old log file <%2>. Return code=<0>. Exit status: <0>.")
                     .arg(archive, path(name + ".log"))));
             QProcess tar;
             tar.start("tar", {"tjf", archive});

@@ -70,7 +70,8 @@ private slots:
     {
         QTest::addColumn<QList<int>>("options");
         QTest::addColumn<QStringList>("expected"); // patterns for the whole file
-        const QString timeRe = QStringLiteral(R"(\[\d\d:\d\d:\d\d\.\d{3}\] )"), dateRe = QStringLiteral(R"(\[\d\d\.\d\d\.\d{4}\] )");
+        const QString timeRe = QStringLiteral(R"(\[\d\d:\d\d:\d\d\.\d{3}\] )"),
+                      dateRe = QStringLiteral(R"(\[\d\d\.\d\d\.\d{4}\] )");
         QTest::newRow("2 off: no number") << QList<int>{0, 1} << QStringList{"old", "\\{1\\} " + Stamp + "one"};
         QTest::newRow("0 off: no time") << QList<int>{1, 2} << QStringList{"old", "1: \\{1\\} " + dateRe + "one"};
         QTest::newRow("1 off: no date") << QList<int>{0, 2} << QStringList{"old", "1: \\{1\\} " + timeRe + "one"};
@@ -112,11 +113,12 @@ private slots:
         QCOMPARE(l.value(15), QStringLiteral("Time run:           15.11.2026 09:05:08.003"));
         const QString arg0 = QCoreApplication::arguments().at(0);
         const auto header = [&](const QString &timeRunLine) {
-            return QStringList{QString(), Stars, timeRunLine, "Application:        " + QFileInfo(arg0).completeBaseName(),
+            return QStringList{QString(), Stars, timeRunLine,
+                               "Application:        " + QFileInfo(arg0).completeBaseName(),
                                QStringLiteral("Version:            9.8.7 build %1 (Release)").arg(PROJECT_SVN_REVISION),
                                "Compile date/time:  " + PROJECT_COMPILE_DATE + ' ' + PROJECT_COMPILE_TIME,
-                               "QT version:         4.8.7", "Path/File name:     " + arg0, "Computer:           bench-7",
-                               "User:               operator", Stars, "Events:"};
+                               "QT version:         4.8.7", "Path/File name:     " + arg0,
+                               "Computer:           bench-7", "User:               operator", Stars, "Events:"};
         };
         QCOMPARE(l, (header(l.value(2)) << "1: {2} first line" << header(l.value(15)) << "2: {2} second line"));
 
@@ -135,8 +137,8 @@ private slots:
         log->clearLog();
         log->logWrite(QStringLiteral("cleared"), 2);
         const QStringList more = lines().mid(l.size());
-        QCOMPARE(more, (QStringList{"3: {2} mode 0"} << header(more.value(3)) << "4: {2} mode 1" << header(more.value(16))
-                                                     << "1: {2} cleared"));
+        QCOMPARE(more, (QStringList{"3: {2} mode 0"} << header(more.value(3)) << "4: {2} mode 1"
+                                                     << header(more.value(16)) << "1: {2} cleared"));
     }
 
     void repeatSuppression()
@@ -153,7 +155,8 @@ private slots:
         log->setAsync(false); // nor is anything written synchronously
         log->logWrite(QStringLiteral("Paper out"), 1);
         log->logWrite(QStringLiteral("Paper out"), 1);
-        expectLines({"\\{4\\} Paper out", "\\{1\\} Last message repeated 3 times\\. Time from first message: \\d+ ms\\.",
+        expectLines({"\\{4\\} Paper out",
+                     "\\{1\\} Last message repeated 3 times\\. Time from first message: \\d+ ms\\.",
                      "\\{1\\} Paper out", "\\{1\\} beep", "\\{1\\} beep", "\\{1\\} Paper out", "\\{1\\} Paper out"});
         QCOMPARE(written.size(), 7); // dropped repeats are not announced either
     }
@@ -203,9 +206,9 @@ private slots:
         clock.advance(5);
         log->logWrite(QStringLiteral("work"), 2);
         QVERIFY(log->waitForPendingWrites(10000));
-        QCOMPARE(lines(), (QStringList{"1: {2} [23:59:59.990] [15.11.2026] before the boot", "2: {2} [000734] boot line",
-                                       "3: {2} [001734] after the date was set",
-                                       "4: {2} [08:00:01.005] [01.01.2020] work"}));
+        QCOMPARE(lines(),
+                 (QStringList{"1: {2} [23:59:59.990] [15.11.2026] before the boot", "2: {2} [000734] boot line",
+                              "3: {2} [001734] after the date was set", "4: {2} [08:00:01.005] [01.01.2020] work"}));
     }
 
     void concurrentWritersStayWhole()

@@ -76,7 +76,8 @@ private slots:
         ROW("GetChallenge8", sc_GetChallenge8(h, reply), "0084000008", 0, 0, 10);
         ROW("ExternalAuthenticate", sc_ExternalAuthenticate(h, 3, block(2), reply), "0082000308", 2, 8, 2);
         ROW("InternalAuthenticate", sc_InternalAuthenticate(h, 7, block(2), reply), "0088000708", 2, 8, 2);
-        ROW("ReadBinary_CUR", sc_ReadBinary_CUR(h, 0x10, 4, reply), "00b0001004", 0, 0, 2); // no current file yet: 69 86
+        ROW("ReadBinary_CUR", sc_ReadBinary_CUR(h, 0x10, 4, reply), "00b0001004", 0, 0,
+            2); // no current file yet: 69 86
         ROW("ReadBinary_SFI", sc_ReadBinary_SFI(h, 0x22, 0x10, 4, reply), "00b0821004", 0, 0, 6);
         ROW("UpdateBinary_CUR", sc_UpdateBinary_CUR(h, 5, block(3), 3, reply), "00d6000503", 3, 3, 2);
         ROW("UpdateBinary_SFI", sc_UpdateBinary_SFI(h, 0x3f, 5, block(3), 3, reply), "00d69f0503", 3, 3, 2);
