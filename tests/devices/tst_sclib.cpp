@@ -130,35 +130,42 @@ private slots:
         QCOMPARE(int(reply[count - 1]), sw & 0xFF);
     }
 
-    // A fiscal block of the wrong length is refused before its data goes out.
-    void wrongLengthRefusedByCard()
-    {
-        Slot slot;
-        QVERIFY(slot.ready());
-        unsigned char reply[SC_MAX_RESPONSE] = {};
-        QCOMPARE(sc_ApduCommand(&slot.h, 0xC0, 0xF1, 0, 0, 5, block(1), unsigned(-1), reply), 2);
-        QCOMPARE(bytes(reply, 2).toHex(), QByteArray("6700"));
-        QCOMPARE(slot.card->exchanges().last().data, QByteArray());
-        QVERIFY(!slot.card->lineFromProgram().endsWith(blockBytes(1, 5)));
-    }
-
+    // How sc_ApduCommand builds a command: what the card saw (no header:
+    // nothing went out), the last bytes on the line and the status (if given).
     void apduBuilder_data()
     {
         QTest::addColumn<ScCall>("call");
-        QTest::addColumn<QByteArray>("header"); // what the card saw; empty: nothing went out
-        // P1 above a byte is left out: four bytes are no T=0 command.
-        QTest::newRow("no P1") << CALL(sc_ApduCommand(h, 0x00, 0x84, 256, 0x00, 0, nullptr, 8, reply)) << QByteArray();
-        QTest::newRow("no P2") << CALL(sc_ApduCommand(h, 0x00, 0x84, 0x00, 300, 0, nullptr, 8, reply)) << QByteArray();
+        QTest::addColumn<QByteArray>("header");
+        QTest::addColumn<QByteArray>("data"); // what the card took
+        QTest::addColumn<QByteArray>("tail");
+        QTest::addColumn<QByteArray>("sw");
+        const QByteArray none;
+        auto hex = [](const char *h) { return QByteArray::fromHex(h); };
+        // P1 or P2 above a byte is left out: four bytes are no T=0 command.
+        QTest::newRow("no P1") << CALL(sc_ApduCommand(h, 0x00, 0x84, 256, 0x00, 0, nullptr, 8, reply)) << none << none
+                               << none << none;
+        QTest::newRow("no P2") << CALL(sc_ApduCommand(h, 0x00, 0x84, 0x00, 300, 0, nullptr, 8, reply)) << none << none
+                               << none << none;
         // Lc 256 is no Lc: only the Le goes out.
         QTest::newRow("Lc 256") << CALL(sc_ApduCommand(h, 0x00, 0x84, 0, 0, 256, block(0), 8, reply))
-                                << QByteArray::fromHex("0084000008");
-        QTest::newRow("Le 0") << CALL(sc_ApduCommand(h, 0x00, 0xB2, 1, 4, 0, nullptr, 0, reply))
-                              << QByteArray::fromHex("00b2010400");
+                                << hex("0084000008") << none << hex("0084000008") << none;
+        QTest::newRow("Le 0") << CALL(sc_ApduCommand(h, 0x00, 0xB2, 1, 4, 0, nullptr, 0, reply)) << hex("00b2010400")
+                              << none << hex("00b2010400") << none;
+        // Data and Le: the Le byte goes out behind the data, and the card,
+        // which takes only Lc bytes, answers with its status.
+        QTest::newRow("data and Le") << CALL(sc_ApduCommand(h, 0x00, 0x88, 0x00, 0x01, 8, block(2), 8, reply))
+                                     << hex("0088000108") << blockBytes(2, 8) << blockBytes(2, 8) + '\x08' << hex("6108");
+        // A fiscal block of the wrong length is refused before its data goes out.
+        QTest::newRow("refused length") << CALL(sc_ApduCommand(h, 0xC0, 0xF1, 0, 0, 5, block(1), unsigned(-1), reply))
+                                        << hex("c0f1000005") << none << hex("c0f1000005") << hex("6700");
     }
     void apduBuilder()
     {
         QFETCH(ScCall, call);
         QFETCH(QByteArray, header);
+        QFETCH(QByteArray, data);
+        QFETCH(QByteArray, tail);
+        QFETCH(QByteArray, sw);
         Slot slot;
         QVERIFY(slot.ready());
         unsigned char reply[SC_MAX_RESPONSE] = {};
@@ -166,23 +173,16 @@ private slots:
         if (header.isEmpty()) {
             QCOMPARE(n, 0);
             QVERIFY(slot.card->exchanges().isEmpty());
-        } else {
-            QCOMPARE(slot.card->exchanges().last().header.toHex(), header.toHex());
-            QVERIFY(n > 0);
+            return;
         }
-    }
-
-    // A command with data and Le: the Le byte goes out behind the data and the
-    // card, which takes only Lc bytes, answers with its status.
-    void leGoesOutWithData()
-    {
-        Slot slot;
-        QVERIFY(slot.ready());
-        unsigned char reply[SC_MAX_RESPONSE] = {};
-        QCOMPARE(sc_ApduCommand(&slot.h, 0x00, 0x88, 0x00, 0x01, 8, block(2), 8, reply), 2);
-        QCOMPARE(bytes(reply, 2).toHex(), QByteArray("6108"));
-        QCOMPARE(slot.card->exchanges().last().data, blockBytes(2, 8));
-        QVERIFY(slot.card->lineFromProgram().endsWith(blockBytes(2, 8) + '\x08'));
+        QVERIFY(n > 0);
+        QCOMPARE(slot.card->exchanges().last().header.toHex(), header.toHex());
+        QCOMPARE(slot.card->exchanges().last().data.toHex(), data.toHex());
+        QVERIFY2(slot.card->lineFromProgram().endsWith(tail), slot.card->lineFromProgram().toHex().constData());
+        if (!sw.isEmpty()) {
+            QCOMPARE(n, 2);
+            QCOMPARE(bytes(reply, 2).toHex(), sw.toHex());
+        }
     }
 
     void apduLengthRefused_data()
