@@ -143,7 +143,6 @@ private slots:
         QTest::addColumn<int>("by");
         QTest::addColumn<bool>("withParent");
         QTest::newRow("paused") << int(TestWorker::Pause) << false << 0 << true;
-        QTest::newRow("paused, widget parent") << int(TestWorker::Pause) << true << 0 << true;
         QTest::newRow("waiting for the device") << int(TestWorker::Readable) << false << 0 << true;
         QTest::newRow("on another thread") << int(TestWorker::Pause) << false << 1 << false;
         QTest::newRow("by the worker itself") << int(TestWorker::DeleteParentThenPause) << false << 2 << false;

@@ -9,6 +9,7 @@
 
 namespace {
 const QString Disconnect = QStringLiteral("IB: IButton disconnect.");
+const QStringList LogLines = {"IButtonThread: IButtonThread created.", "IButtonThread: IButtonThread shutdown start."};
 
 // Every exchange the worker made was READ ROM.
 bool onlyReadRom(SimIButton *bus)
@@ -75,9 +76,7 @@ private slots:
                                              << "IB: IButton device Close." << "IButtonThread <run> finished.");
         QVERIFY(onlyReadRom(bus));
         QCOMPARE(bus->openHandles(), 0);
-        QTRY_COMPARE(probe.logLines.filter("IButtonThread"),
-                     QStringList() << "IButtonThread: IButtonThread created."
-                                   << "IButtonThread: IButtonThread shutdown start.");
+        QTRY_COMPARE(probe.logLines.filter("IButtonThread"), LogLines);
     }
 
     void stops_data() { WorkerProbe::addStopRows("between polls"); }
@@ -106,9 +105,7 @@ private slots:
             QVERIFY(onlyReadRom(bus));
         else
             QCOMPARE(bus->readCount(), 0);
-        QTRY_COMPARE(probe.logLines.filter("IButtonThread"),
-                     QStringList() << "IButtonThread: IButtonThread created."
-                                   << "IButtonThread: IButtonThread shutdown start.");
+        QTRY_COMPARE(probe.logLines.filter("IButtonThread"), LogLines);
     }
 
     void openError()

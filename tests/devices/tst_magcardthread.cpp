@@ -43,11 +43,7 @@ public:
             }
         }, Qt::DirectConnection);
     }
-    QList<qint64> times() const
-    {
-        QMutexLocker lock(&m_mutex);
-        return m_times;
-    }
+    QList<qint64> times() const { QMutexLocker lock(&m_mutex); return m_times; }
 
 private:
     mutable QMutex m_mutex;

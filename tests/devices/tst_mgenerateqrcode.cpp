@@ -29,7 +29,6 @@ private slots:
         QTest::addColumn<int>("scale");
         QTest::newRow("one pixel per module") << "KX4" << 1;
         QTest::newRow("scale 3") << "https://bellwind.example/kx4test" << 3;
-        QTest::newRow("scale 8") << "0123456789" << 8;
     }
     void bmp1Layout()
     {
@@ -42,7 +41,6 @@ private slots:
         QVERIFY(ok);
         QCOMPARE(size, bmp.size());
         const int side = qr.width() * scale;
-        QCOMPARE(qr.width(), 17 + 4 * qr.version());
         const int stride = ((side + 31) / 32) * 4;
         QCOMPARE(bmp.left(2), QByteArray("BM"));
         QCOMPARE(u32(bmp, 2), quint32(62 + stride * side));
@@ -65,8 +63,6 @@ private slots:
                 if (bit != dark)
                     QFAIL(qPrintable(QString("pixel %1,%2").arg(x).arg(y)));
             }
-        // The finder pattern's corner is dark, the top-left pixel black.
-        QVERIFY(static_cast<uchar>(bmp[62]) & 0x80);
     }
 
     void decodedByZbar_data()
@@ -124,12 +120,6 @@ private slots:
         bool ok = true;
         qr.getBmpCode1(QString(3000, 'a'), 1, nullptr, &ok);
         QVERIFY(!ok);
-    }
-
-    void exp2()
-    {
-        QCOMPARE(MGenerateQRCode::exp2(0), 1);
-        QCOMPARE(MGenerateQRCode::exp2(7), 128);
     }
 };
 

@@ -128,22 +128,19 @@ private slots:
     void cardStates_data()
     {
         // Steps: R configuration, A<mode> request (hex), q anticollision, C
-        // select with the card's serial (Cx another one), E halt, L the card
-        // lifted and laid down again. Statuses of the commands in order.
+        // select with the card's serial (Cx another one), E halt. Statuses of
+        // the commands in order.
         QTest::addColumn<QString>("steps");
         QTest::addColumn<QString>("statuses");
         QTest::addColumn<int>("state");
         using R = SimRfidReader;
-        QTest::newRow("laid down: idle request finds it") << "A0 q C" << "0 0 0" << int(R::Active);
         QTest::newRow("ISO request codes") << "A26 q C E A26 A52" << "0 0 0 0 1 0" << int(R::Ready);
         QTest::newRow("halted: only the wake-up finds it") << "A1 q C E A0 A1 q C" << "0 0 0 0 1 0 0 0"
                                                           << int(R::Active);
-        QTest::newRow("selected card asked again drops out once") << "A1 q C A1 A1" << "0 0 0 1 0" << int(R::Ready);
         QTest::newRow("woken from halt, drops back to halt") << "A1 q C E A1 A1 A0" << "0 0 0 0 0 1 1"
                                                             << int(R::Halt);
         QTest::newRow("field reset wakes a halted card") << "A1 q C E R A0" << "0 0 0 0 0 0" << int(R::Ready);
         QTest::newRow("anticollision and select only when ready") << "q C A0 Cx C" << "1 1 0 8 0" << int(R::Active);
-        QTest::newRow("lifted and laid down again: idle") << "A1 q C E L A0" << "0 0 0 0 0" << int(R::Ready);
     }
     void cardStates()
     {
@@ -157,11 +154,6 @@ private slots:
         QStringList statuses;
         for (const QString &step : steps.split(' ')) {
             const char letter = step.at(0).toLatin1();
-            if (letter == 'L') {
-                reader->remove();
-                reader->present(Uid);
-                continue;
-            }
             const unsigned char status =
                 letter == 'R'   ? mifs_set_config(fd)
                 : letter == 'A' ? mifs_request(fd, static_cast<unsigned char>(step.mid(1).toInt(nullptr, 16)), reply)

@@ -57,13 +57,10 @@ private slots:
         for (int k = 0; k < 7; ++k) {
             QCOMPARE(list[k].size(), 33);
             QCOMPARE(list[k].at(32), '\n');
-            for (int j = 0; j < 32; ++j)
+            for (int j = 0; j < 32; ++j) // the last row wraps: 240..255, then 0..15
                 QCOMPARE(static_cast<unsigned char>(list[k].at(j)),
                          static_cast<unsigned char>((48 + 32 * k + j) % 256));
         }
-        // The last row wraps: 240..255 and then 0..15.
-        QCOMPARE(static_cast<unsigned char>(list[6].at(15)), static_cast<unsigned char>(255));
-        QCOMPARE(list[6].at(16), '\0');
     }
 
     void printerAbsent_data()
@@ -139,18 +136,12 @@ private slots:
 
         // The three images, row by row, between the image switch on and off.
         const QList<QByteArray> rows = printer->rasterRows();
-        QVERIFY(!rows.isEmpty());
         QCOMPARE(rows, imageRows());
         QList<int> imageSwitch;
         for (const SimPrinter::Request &r : printer->requests())
             if (r.request == MARVO_IOCTL_PRN_IMAGE_MODE)
                 imageSwitch << r.value;
         QCOMPARE(imageSwitch, QList<int>({1, 0}));
-
-        const QString png = QCoreApplication::applicationDirPath() + "/printer-roll.png";
-        QVERIFY(printer->saveRollPng(png));
-        QImage saved(png);
-        QCOMPARE(saved.width(), PRN_HEAD_DOTS);
     }
 
     void noPaper()
@@ -228,7 +219,6 @@ private slots:
         QTest::addColumn<bool>("held");
         QTest::newRow("3999 free: held") << 3999 << true;
         QTest::newRow("4000 free: written") << 4000 << false;
-        QTest::newRow("empty buffer") << 16384 << false;
     }
     void flowControl()
     {
@@ -294,14 +284,12 @@ private slots:
         QTest::addColumn<int>("button");
         QTest::addColumn<bool>("fail");
         QTest::addColumn<QStringList>("lines");
-        QTest::newRow("forward") << 0 << false << QStringList{"PRN: Pressed forward button."};
-        QTest::newRow("forward fails") << 0 << true
-                                       << QStringList{"PRN: ioctl forward error.", "PRN: Pressed forward button."};
-        QTest::newRow("backward") << 1 << false << QStringList{"PRN: Pressed backward button."};
-        QTest::newRow("backward fails") << 1 << true
-                                        << QStringList{"PRN: ioctl backward  error.", "PRN: Pressed backward button."};
-        QTest::newRow("stop") << 2 << false << QStringList();
-        QTest::newRow("stop fails") << 2 << true << QStringList();
+        const QStringList pressed[] = {{"PRN: Pressed forward button."}, {"PRN: Pressed backward button."}, {}};
+        const QStringList failed[] = {{"PRN: ioctl forward error."}, {"PRN: ioctl backward  error."}, {}};
+        for (int b : {0, 1, 2})
+            for (bool fail : {false, true})
+                QTest::addRow("button %d%s", b, fail ? " fails" : "")
+                    << b << fail << (fail ? failed[b] : QStringList()) + pressed[b];
     }
     void buttons()
     {

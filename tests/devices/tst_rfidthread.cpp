@@ -12,6 +12,8 @@
 
 namespace {
 const int PollWaitMs = 5000; // several poll intervals: only a hang runs into it
+const QStringList LogLines = {"RFIDThread: RFIDThread created.", "RFIDThread: RFIDThread shutdown start.",
+                              "RFIDThread: RFIDThread <run> finished."};
 
 // The commands the reader received as "R() A(01) q(0000)": letter and data.
 QString trace(const QList<SimRfidReader::Command> &commands)
@@ -111,9 +113,7 @@ private slots:
                                                     << "RFID: RFID device close.");
         QCOMPARE(patterns(buzzer), QByteArray("\x02\x02\x03\x02"));
         QCOMPARE(data.count(), 0);
-        QTRY_COMPARE(probe.logLines.filter("RFIDThread: RFIDThread"),
-                     QStringList() << "RFIDThread: RFIDThread created." << "RFIDThread: RFIDThread shutdown start."
-                                   << "RFIDThread: RFIDThread <run> finished.");
+        QTRY_COMPARE(probe.logLines.filter("RFIDThread: RFIDThread"), LogLines);
     }
 
     void stops_data() { WorkerProbe::addStopRows("between polls"); }
@@ -139,9 +139,7 @@ private slots:
                                                     << "RFID: RFID device close.");
         if (!polled)
             QCOMPARE(trace(reader->commands()), QStringLiteral("R()"));
-        QTRY_COMPARE(probe.logLines.filter("RFIDThread: RFIDThread"),
-                     QStringList() << "RFIDThread: RFIDThread created." << "RFIDThread: RFIDThread shutdown start."
-                                   << "RFIDThread: RFIDThread <run> finished.");
+        QTRY_COMPARE(probe.logLines.filter("RFIDThread: RFIDThread"), LogLines);
     }
 };
 

@@ -113,9 +113,6 @@ private slots:
         QCOMPARE(display->unknownBytes(), 0);
         QCOMPARE(probe.events, opening(rows, cols, rowDots, colDots) << Closing);
         QCOMPARE(display->openHandles(), 0);
-        QTRY_COMPARE(probe.logLines.filter("VFDDisplayThread"),
-                     QStringList() << "VFDDisplayThread: VFDDisplayThread created."
-                                   << "VFDDisplayThread: VFDDisplayThread shutdown start.");
     }
 
     void wholePasses()
@@ -147,7 +144,6 @@ private slots:
         QTest::addColumn<bool>("colFails");
         QTest::newRow("both") << true << true;
         QTest::newRow("columns") << false << true;
-        QTest::newRow("rows") << true << false;
     }
     void unknownGeometry()
     {
