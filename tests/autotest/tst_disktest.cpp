@@ -198,12 +198,11 @@ private slots:
         QTest::addColumn<QString>("result");
         QTest::addColumn<QString>("message");
         QTest::addColumn<QStringList>("types");
-        const QStringList vfat{"vfat"}, ext3{"vfat", "ext3"}, all{"vfat", "ext3", "ntfs"};
+        const QStringList vfat{"vfat"}, all{"vfat", "ext3", "ntfs"};
         for (auto backing : {SimStorage::Automatic, SimStorage::Served}) {
             const char *b = backing == SimStorage::Served ? "served" : "real where possible";
             auto row = [&](const char *name) -> QTestData & { return QTest::addRow("%s, %s", name, b) << backing; };
             row("vfat") << SimMedium::NoFault << SimMedium::Vfat << "diskOk" << "DiskTest: Ok." << vfat;
-            row("ext3") << SimMedium::NoFault << SimMedium::Ext3 << "diskOk" << "DiskTest: Ok." << ext3;
             row("ntfs") << SimMedium::NoFault << SimMedium::Ntfs << "diskOk" << "DiskTest: Ok." << all;
             row("read-only") << SimMedium::ReadOnly << SimMedium::Vfat << "diskError(1)"
                              << "DiskTest: fail create test file." << vfat;

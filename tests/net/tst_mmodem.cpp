@@ -1,7 +1,6 @@
 // The modem on the simulated terminal: the pppd stand-in dials the simulated
 // GSM module on /dev/ttyS0 with Debian's chat, and the ppp0 it asks for comes
 // back as a hot-plug event through USBSignal. Route and pppd are stand-ins.
-#include "gprsthread.h"
 #include "mmodem.h"
 #include "msystemroot.h"
 #include "simperipheralpower.h"
@@ -202,14 +201,6 @@ private slots:
         QVERIFY(errLog.readAll().contains("CONNECT"));
         QCOMPARE(out.size() + err.size(), 0);
         QVERIFY(MModem::setPowerIntModem(false));
-    }
-
-    void gprsThread()
-    {
-        auto *thread = new GPRSThread;
-        QPointer<GPRSThread> alive(thread);
-        thread->start();
-        QTRY_VERIFY(alive.isNull()); // ends at once and deletes itself
     }
 
     void cleanupTestCase()

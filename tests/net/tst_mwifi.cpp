@@ -217,7 +217,6 @@ private slots:
         QTest::addColumn<QString>("headerOnly"); // reads that show only the header
         QTest::addColumn<int>("reads");
         QTest::addColumn<int>("found");
-        QTest::newRow("at once") << "0" << 1 << 4;
         QTest::newRow("on the fourth read") << "3" << 4 << 4;
         QTest::newRow("never") << "1000" << 151 << 0;
     }
