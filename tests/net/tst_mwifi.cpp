@@ -294,6 +294,8 @@ private slots:
         QTest::newRow("key_mgmt: back-quotes") << 1 << "` x; do touch MARK; done; for j in `";
         QTest::newRow("psk: command substitution") << 2 << "$(touch MARK)";
         QTest::newRow("interface: double quote") << 3 << "x\"; touch MARK; \"";
+        // Inside the back-quotes of the removal loop.
+        QTest::newRow("interface: back-quotes") << 3 << "` x; do touch MARK; done; for j in `";
     }
     void hostile()
     {
