@@ -1,7 +1,6 @@
 // The modem on the simulated terminal: the pppd stand-in dials the simulated
 // GSM module on /dev/ttyS0 with Debian's chat, and the ppp0 it asks for comes
 // back as a hot-plug event through USBSignal. Route and pppd are stand-ins.
-#include "gprsthread.h"
 #include "mmodem.h"
 #include "msystemroot.h"
 #include "simperipheralpower.h"
@@ -99,9 +98,6 @@ private slots:
         QTest::newRow("connects") << true << "internet" << "*99#"
                                   << QStringList{"AT", "ATI0", "AT+CGDCONT=1,\"IP\",\"internet\"", "ATD*99#"}
                                   << true;
-        QTest::newRow("other APN") << true << "inet.example" << "*99***1#"
-                                   << QStringList{"AT", "ATI0", "AT+CGDCONT=1,\"IP\",\"inet.example\"", "ATD*99***1#"}
-                                   << true;
         QTest::newRow("voice number") << true << "internet" << "5551234"
                                       << QStringList{"AT", "ATI0", "AT+CGDCONT=1,\"IP\",\"internet\"", "ATD5551234"}
                                       << false;
@@ -135,7 +131,6 @@ private slots:
             QVERIFY(linkUp.wait(20000));
             QVERIFY(modem.isLinkUp());
             QCOMPARE(modem.linkDevice, QStringLiteral("ppp0"));
-            QCOMPARE(m_line->commands(), commands);
             QCOMPARE(finished.size(), 0);
             modem.modemHangup(); // the stand-in takes ppp0 away as it goes
             QVERIFY(linkDown.wait(20000));
@@ -144,9 +139,9 @@ private slots:
         } else {
             QVERIFY(finished.wait(20000));
             QCOMPARE(linkUp.size(), 0);
-            QCOMPARE(m_line->commands(), commands);
             QVERIFY(!errors.isEmpty()); // chat's report reaches the owner
         }
+        QCOMPARE(m_line->commands(), commands);
         QVERIFY(MModem::setPowerIntModem(false));
     }
 
@@ -157,19 +152,16 @@ private slots:
         QSignalSpy linkUp(&modem, &MModem::linkUp);
         QSignalSpy linkDown(&modem, &MModem::linkDown);
         QSignalSpy usbAdd(USBSignal::instance(), &USBSignal::deviceAdd);
-        QVERIFY(m_sim->addNetworkInterface(QStringLiteral("wlan0")));
-        QVERIFY(m_sim->addNetworkInterface(QStringLiteral("usb0")));
-        QVERIFY(m_sim->addNetworkInterface(QStringLiteral("ppp0")));
-        QVERIFY(m_sim->addNetworkInterface(QStringLiteral("ppp1")));
+        for (const char *name : {"wlan0", "usb0", "ppp0", "ppp1"})
+            QVERIFY(m_sim->addNetworkInterface(QString::fromLatin1(name)));
         QTRY_COMPARE_WITH_TIMEOUT(linkUp.size(), 2, 10000);
         QCOMPARE(usbAdd.size(), 4); // the others came, before the ppp ones, and did nothing
         QCOMPARE(modem.linkDevice, QStringLiteral("ppp1"));
         QVERIFY(m_sim->removeNetworkInterface(QStringLiteral("ppp1")));
         QVERIFY(linkDown.wait(10000));
         QVERIFY(!modem.isLinkUp());
-        QVERIFY(m_sim->removeNetworkInterface(QStringLiteral("ppp0")));
-        QVERIFY(m_sim->removeNetworkInterface(QStringLiteral("wlan0")));
-        QVERIFY(m_sim->removeNetworkInterface(QStringLiteral("usb0")));
+        for (const char *name : {"ppp0", "wlan0", "usb0"})
+            QVERIFY(m_sim->removeNetworkInterface(QString::fromLatin1(name)));
         QTRY_COMPARE_WITH_TIMEOUT(linkDown.size(), 2, 10000);
         QVERIFY(!modem.isLinkUp());
         QCOMPARE(linkUp.size(), 2);
@@ -209,14 +201,6 @@ private slots:
         QVERIFY(errLog.readAll().contains("CONNECT"));
         QCOMPARE(out.size() + err.size(), 0);
         QVERIFY(MModem::setPowerIntModem(false));
-    }
-
-    void gprsThread()
-    {
-        auto *thread = new GPRSThread;
-        QPointer<GPRSThread> alive(thread);
-        thread->start();
-        QTRY_VERIFY(alive.isNull()); // ends at once and deletes itself
     }
 
     void cleanupTestCase()

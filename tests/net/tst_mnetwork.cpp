@@ -230,7 +230,6 @@ private slots:
                                                "nameserver 1.1.1.1 # fast\nnameserver fe80::1\noptions ndots:1\n")
                                  << QStringList{"192.168.1.1", "8.8.8.8", "1.1.1.1"} << true
                                  << QByteArray("nameserver 192.168.1.1\nnameserver 8.8.8.8\nnameserver 1.1.1.1\n");
-        QTest::newRow("empty") << QByteArray() << QStringList() << true << QByteArray();
     }
     void dns()
     {

@@ -58,6 +58,13 @@ private:
                 result << call;
         return result;
     }
+    QStringList programs() const
+    {
+        QStringList run;
+        for (const QStringList &call : TestSupport::standinCalls(m_log))
+            run << call.first();
+        return run;
+    }
     QStringList supplicants() const
     {
         QProcess pidof;
@@ -157,37 +164,48 @@ private slots:
         QCOMPARE(w->apList.size(), expected.size());
     }
 
+    // Up to the scan request: the supplicant started when needed, and where
+    // the way stops (with the real grace time for the start).
     void start_data()
     {
+        QTest::addColumn<QString>("interface");
         QTest::addColumn<bool>("running");
-        QTest::addColumn<bool>("fails");
-        QTest::addColumn<QStringList>("programs"); // up to the scan request
-        QTest::newRow("started") << false << false
-                                 << QStringList{"ifconfig", "pidof", "wpa_supplicant", "pidof", "wpa_cli"};
-        QTest::newRow("running") << true << false << QStringList{"ifconfig", "pidof", "pidof", "wpa_cli"};
-        QTest::newRow("never starts") << false << true << QStringList{"ifconfig", "pidof", "wpa_supplicant", "pidof"};
+        QTest::addColumn<QByteArray>("variable"); // set to "FAIL-BUSY" or "1"
+        QTest::addColumn<QStringList>("programs"); // up to the scan request, in order
+        QTest::addColumn<QString>("message");
+        QTest::newRow("started") << "wlan0" << false << QByteArray()
+                                 << QStringList{"ifconfig", "pidof", "wpa_supplicant", "pidof", "wpa_cli"} << "";
+        QTest::newRow("running") << "wlan0" << true << QByteArray()
+                                 << QStringList{"ifconfig", "pidof", "pidof", "wpa_cli"} << "";
+        QTest::newRow("never starts") << "wlan0" << false << QByteArray("KX4_STANDIN_WPA_SUPPLICANT_FAIL")
+                                      << QStringList{"ifconfig", "pidof", "wpa_supplicant", "pidof"}
+                                      << "Failed run wpa_supplicant";
+        QTest::newRow("interface missing") << "wlan7" << true << QByteArray() << QStringList{"ifconfig"} << "";
+        QTest::newRow("scan refused") << "wlan0" << true << QByteArray("KX4_STANDIN_WPA_CLI_SCAN_REPLY")
+                                      << QStringList{"ifconfig", "pidof", "pidof", "wpa_cli"}
+                                      << "Failed run wpa_cli scan";
     }
     void start()
     {
+        QFETCH(QString, interface);
         QFETCH(bool, running);
-        QFETCH(bool, fails);
+        QFETCH(QByteArray, variable);
         QFETCH(QStringList, programs);
+        QFETCH(QString, message);
         if (running) {
             QProcess::execute(QStringLiteral("wpa_supplicant"), {"-i", "wlan0", "-c", "/etc/wpa1.conf", "-B"});
             QVERIFY(QFile::resize(m_log, 0));
         }
-        if (fails)
-            qputenv("KX4_STANDIN_WPA_SUPPLICANT_FAIL", "1");
-        auto *w = new MWiFi(this); // the real grace time for the start
-        w->setCurrentInterface(QStringLiteral("wlan0"));
+        if (!variable.isEmpty())
+            qputenv(variable.constData(), variable.endsWith("REPLY") ? "FAIL-BUSY" : "1");
+        const bool fails = !message.isEmpty() || interface != QLatin1String("wlan0");
+        auto *w = new MWiFi(this);
+        w->setCurrentInterface(interface);
         w->apList << MAPProperty();
         QCOMPARE(w->scanAP(), !fails);
         QCOMPARE(w->apList.size(), fails ? 0 : 4);
-        QStringList run;
-        for (const QStringList &call : TestSupport::standinCalls(m_log))
-            run << call.first();
-        QCOMPARE(run.mid(0, programs.size()), programs);
-        QCOMPARE(g_debug, fails ? QStringList{"Failed run wpa_supplicant"} : QStringList());
+        QCOMPARE(fails ? this->programs() : this->programs().mid(0, programs.size()), programs);
+        QCOMPARE(g_debug, message.isEmpty() ? QStringList() : QStringList{message});
         if (!running)
             QCOMPARE(
                 calls(QStringLiteral("wpa_supplicant")),
@@ -199,7 +217,6 @@ private slots:
         QTest::addColumn<QString>("headerOnly"); // reads that show only the header
         QTest::addColumn<int>("reads");
         QTest::addColumn<int>("found");
-        QTest::newRow("at once") << "0" << 1 << 4;
         QTest::newRow("on the fourth read") << "3" << 4 << 4;
         QTest::newRow("never") << "1000" << 151 << 0;
     }
@@ -213,37 +230,6 @@ private slots:
         QVERIFY(w->scanAP());
         QCOMPARE(w->apList.size(), found);
         QCOMPARE(calls(QStringLiteral("wpa_cli")).size(), 1 + reads);
-    }
-
-    void failures_data()
-    {
-        QTest::addColumn<QString>("interface");
-        QTest::addColumn<QByteArray>("variable");
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<QStringList>("programs"); // run, in order, once each
-        QTest::newRow("interface missing") << "wlan7" << QByteArray() << "" << QStringList{"ifconfig"};
-        QTest::newRow("scan refused") << "wlan0" << QByteArray("KX4_STANDIN_WPA_CLI_SCAN_REPLY")
-                                      << "Failed run wpa_cli scan"
-                                      << QStringList{"ifconfig", "pidof", "pidof", "wpa_cli"};
-    }
-    void failures()
-    {
-        QFETCH(QString, interface);
-        QFETCH(QByteArray, variable);
-        QFETCH(QString, message);
-        QFETCH(QStringList, programs);
-        if (!variable.isEmpty())
-            qputenv(variable.constData(), variable.endsWith("REPLY") ? "FAIL-BUSY" : "1");
-        MWiFi *w = wifi();
-        w->setCurrentInterface(interface);
-        w->apList << MAPProperty();
-        QVERIFY(!w->scanAP());
-        QVERIFY(w->apList.isEmpty());
-        QStringList run;
-        for (const QStringList &call : TestSupport::standinCalls(m_log))
-            run << call.first();
-        QCOMPARE(run, programs);
-        QCOMPARE(g_debug, message.isEmpty() ? QStringList() : QStringList{message});
     }
 
     void save_data()
@@ -298,16 +284,18 @@ private slots:
         }
     }
 
+    // One value per escaping path, each in a different field.
     void hostile_data()
     {
-        QTest::addColumn<int>("field"); // 0 ssid, 1 psk, 2 key_mgmt, 3 interface
+        QTest::addColumn<int>("field"); // 0 ssid, 1 key_mgmt, 2 psk, 3 interface
         QTest::addColumn<QString>("value");
-        const QStringList values = {"x'; touch MARK; echo '", "$(touch MARK)", "` x; do touch MARK; done; for j in `",
-                                    "x\"; touch MARK; \"", "x'\n touch MARK\n'"};
-        const char *fields[] = {"ssid", "psk", "key_mgmt", "interface"};
-        for (int field = 0; field < 4; ++field)
-            for (int i = 0; i < values.size(); ++i)
-                QTest::addRow("%s %d", fields[field], i) << field << values.at(i);
+        QTest::newRow("ssid: quote, semicolon") << 0 << "x'; touch MARK; echo '";
+        QTest::newRow("ssid: line break") << 0 << "x'\n touch MARK\n'";
+        QTest::newRow("key_mgmt: back-quotes") << 1 << "` x; do touch MARK; done; for j in `";
+        QTest::newRow("psk: command substitution") << 2 << "$(touch MARK)";
+        QTest::newRow("interface: double quote") << 3 << "x\"; touch MARK; \"";
+        // Inside the back-quotes of the removal loop.
+        QTest::newRow("interface: back-quotes") << 3 << "` x; do touch MARK; done; for j in `";
     }
     void hostile()
     {
@@ -317,28 +305,25 @@ private slots:
         value.replace(QLatin1String("MARK"), mark);
         MWiFi *w = wifi();
         MAPSettings s = settings("Shop Floor", "WPA-PSK", "secret123");
-        (field == 0 ? s.ssid : field == 1 ? s.psk : s.keyMgmt) = field < 3 ? value : s.keyMgmt;
+        QString *fields[] = {&s.ssid, &s.keyMgmt, &s.psk};
         if (field == 3)
             w->setCurrentInterface(value);
+        else
+            *fields[field] = value;
         w->apSettings << s;
         QVERIFY(w->saveExistAP());
         QVERIFY2(!QFile::exists(mark), "a value ran as a command");
+        if (value.contains(QLatin1Char('\n')))
+            return;
         // Every command still ran, the value as one argument of its own.
-        if (!value.contains(QLatin1Char('\n'))) {
-            QList<QStringList> wpaCli = calls(QStringLiteral("wpa_cli"));
-            QCOMPARE(wpaCli.size(), 10); // no network to remove
-            const QStringList expected = {field == 3 ? value : QStringLiteral("wlan0"), QStringLiteral("set_network"),
-                                          QStringLiteral("0")};
-            const QList<QStringList> sets = {wpaCli.at(3), wpaCli.at(4), wpaCli.at(5)};
-            for (const QStringList &set : sets)
-                QCOMPARE(set.mid(2, 3), expected);
-            if (field < 3)
-                QCOMPARE(sets.at(field == 0   ? 0
-                                 : field == 1 ? 2
-                                              : 1)
-                             .last(),
-                         field == 2 ? value : QLatin1Char('"') + value + QLatin1Char('"'));
-        }
+        const QList<QStringList> wpaCli = calls(QStringLiteral("wpa_cli"));
+        QCOMPARE(wpaCli.size(), 10); // no network to remove
+        const QStringList expected = {field == 3 ? value : QStringLiteral("wlan0"), QStringLiteral("set_network"),
+                                      QStringLiteral("0")};
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(wpaCli.at(3 + i).mid(2, 3), expected);
+        if (field < 3)
+            QCOMPARE(wpaCli.at(3 + field).last(), field == 1 ? value : QLatin1Char('"') + value + QLatin1Char('"'));
     }
 
     void rescan()

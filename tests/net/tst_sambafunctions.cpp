@@ -91,17 +91,21 @@ class TestSambaFunctions : public QObject
     // input closes).
     QProcess *startDecoy(const QString &name)
     {
-        const QString folder = m_dir.filePath(QStringLiteral("decoys"));
-        QDir().mkpath(folder);
-        QFile script(folder + QLatin1Char('/') + name);
-        if (!script.open(QIODevice::WriteOnly) || script.write("#!/bin/sh\nread -r _\n") < 0)
+        const QString script = m_dir.filePath(QStringLiteral("decoys/") + name);
+        if (!writeFile(script, "#!/bin/sh\nread -r _\n", true))
             return nullptr;
-        script.close();
-        script.setPermissions(script.permissions() | QFile::ExeOwner);
         auto *p = new QProcess(this);
-        p->start(script.fileName(), {QStringLiteral("-D")});
+        p->start(script, {QStringLiteral("-D")});
         m_decoys << p;
         return p->waitForStarted() ? p : nullptr;
+    }
+    static bool writeFile(const QString &file, const QByteArray &content, bool executable = false)
+    {
+        QDir().mkpath(QFileInfo(file).absolutePath());
+        QFile f(file);
+        const bool ok = f.open(QIODevice::WriteOnly) && f.write(content) == content.size();
+        f.close();
+        return ok && (!executable || f.setPermissions(f.permissions() | QFile::ExeOwner));
     }
     int calls(const QString &program) const
     {
@@ -161,9 +165,7 @@ private slots:
         QTest::addColumn<QByteArray>("content"); // "<missing>": no switch file
         QTest::addColumn<bool>("enabled");
         QTest::newRow("no switch file") << QByteArray("<missing>") << false;
-        QTest::newRow("as written") << QByteArray("ENABLED") << true;
         QTest::newRow("mixed case, blanks, more lines") << QByteArray(" \t EnAbLeD  \nDISABLED\n") << true;
-        QTest::newRow("disabled") << QByteArray("DISABLED") << false;
         QTest::newRow("only on the second line") << QByteArray("\nENABLED\n") << false;
         QTest::newRow("more than the word") << QByteArray("enabled now") << false;
     }
@@ -172,40 +174,29 @@ private slots:
         QFETCH(QByteArray, content);
         QFETCH(bool, enabled);
         QVERIFY(QDir(hostPath(QStringLiteral("/etc/v3.conf"))).removeRecursively());
-        if (content != "<missing>") {
-            QDir().mkpath(hostPath(QStringLiteral("/etc/v3.conf")));
-            QFile file(hostPath(QStringLiteral("/etc/v3.conf/ensamba.conf")));
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(content);
-        }
+        if (content != "<missing>")
+            QVERIFY(writeFile(hostPath(QStringLiteral("/etc/v3.conf/ensamba.conf")), content));
         QCOMPARE(SambaFunctions::isEnabledSamba(), enabled);
         // The folder is there afterwards in any case.
         QVERIFY(QFileInfo(hostPath(QStringLiteral("/etc/v3.conf"))).isDir());
     }
 
-    void setEnabled_data()
-    {
-        QTest::addColumn<bool>("before");
-        QTest::addColumn<bool>("on");
-        QTest::newRow("off to on") << false << true; // the shorter word replaces the longer
-        QTest::newRow("on to off") << true << false;
-        QTest::newRow("on again") << true << true;
-    }
+    // The shorter word replaces the longer and back; no daemon is touched.
     void setEnabled()
     {
-        QFETCH(bool, before);
-        QFETCH(bool, on);
         QVERIFY(QDir(hostPath(QStringLiteral("/etc/v3.conf"))).removeRecursively());
-        SambaFunctions::setEnabledSamba(before);
-        SambaFunctions::setEnabledSamba(on);
-        QCOMPARE(read(QStringLiteral("/etc/v3.conf/ensamba.conf")), QByteArray(on ? "ENABLED" : "DISABLED"));
-        QCOMPARE(SambaFunctions::isEnabledSamba(), on);
+        for (bool on : {false, true, false}) {
+            SambaFunctions::setEnabledSamba(on);
+            QCOMPARE(read(QStringLiteral("/etc/v3.conf/ensamba.conf")), QByteArray(on ? "ENABLED" : "DISABLED"));
+            QCOMPARE(SambaFunctions::isEnabledSamba(), on);
+        }
         QCOMPARE(calls(QStringLiteral("nmbd")) + calls(QStringLiteral("smbd")), 0);
     }
 
-    // The three identity edits, with ordinary values (the commands as they
-    // have always read), values that need escaping for sed or the shell, and
-    // values no configuration line can hold.
+    // The three identity edits: each with an ordinary value (the commands as
+    // they have always read), one value per escaping path for sed or the
+    // shell, and values no configuration line can hold. All keys share one
+    // edit, so each hostile value is tried on one key only.
     void identity_data()
     {
         QTest::addColumn<QString>("key");
@@ -213,29 +204,25 @@ private slots:
         QTest::addColumn<bool>("refused");
         struct Row
         {
-            const char *name;
-            const char *value;
+            const char *key, *name, *value;
             bool refused;
         };
         const Row rows[] = {
-            {"ordinary", "KX4-0002", false},
-            {"blanks", "Shop 12 till", false},
-            {"Cyrillic", "Касса 1", false},
-            {"slash and ampersand", "a/b & c", false},
-            {"backslash", "a\\b", false},
-            {"quotes", "O'Neil \"Till\"", false},
-            {"command substitution", "$(touch m)", false},
-            {"back-quotes", "`touch m`", false},
-            {"semicolon", "x; touch m", false},
-            {"closing the quote", "'; touch m; '", false},
-            {"double quote", "\"; touch m #", false},
-            {"line break", "KX4\nsecurity = share", true},
-            {"carriage return", "KX4\r", true},
-            {"closing backslash", "KX4\\", true},
+            {"server string", "ordinary", "KX4-0002", false},
+            {"workgroup", "ordinary", "KX4-0002", false},
+            {"netbios name", "ordinary", "KX4-0002", false},
+            {"server string", "Cyrillic, blanks", "Касса 1 till", false},
+            {"server string", "sed specials", "a/b & c\\d", false},
+            {"workgroup", "quotes", "O'Neil \"Till\"", false},
+            {"workgroup", "semicolon, command substitution", "x; $(touch m)", false},
+            {"netbios name", "back-quotes", "`touch m`", false},
+            {"netbios name", "closing the quote", "'; touch m; '", false},
+            {"server string", "line break", "KX4\nsecurity = share", true},
+            {"netbios name", "carriage return", "KX4\r", true},
+            {"workgroup", "closing backslash", "KX4\\", true},
         };
-        for (const char *key : {"server string", "workgroup", "netbios name"})
-            for (const Row &row : rows)
-                QTest::addRow("%s: %s", key, row.name) << key << QString::fromUtf8(row.value) << row.refused;
+        for (const Row &row : rows)
+            QTest::addRow("%s: %s", row.key, row.name) << row.key << QString::fromUtf8(row.value) << row.refused;
     }
     void identity()
     {
@@ -243,18 +230,19 @@ private slots:
         QFETCH(QString, value);
         QFETCH(bool, refused);
         const bool netbios = key == QLatin1String("netbios name");
-        const QByteArray config = read(ConfigPath);
-        const QByteArray hosts = read(QStringLiteral("/etc/hosts"));
-        const QByteArray hostname = read(QStringLiteral("/etc/hostname"));
+        const QStringList files = {ConfigPath, QStringLiteral("/etc/hosts"), QStringLiteral("/etc/hostname")};
+        QList<QByteArray> before;
+        for (const QString &file : files)
+            before << read(file);
+        const QByteArray &config = before[0], &hosts = before[1];
 
         QCOMPARE(setIdentity(key, value), refused ? 1 : 0);
 
         if (refused) {
             QCOMPARE(g_commands, QStringList());
             QCOMPARE(g_notes.size(), 1);
-            QCOMPARE(read(ConfigPath), config);
-            QCOMPARE(read(QStringLiteral("/etc/hosts")), hosts);
-            QCOMPARE(read(QStringLiteral("/etc/hostname")), hostname);
+            for (int i = 0; i < files.size(); ++i)
+                QCOMPARE(read(files[i]), before[i]);
             return;
         }
         // Exactly the key's line changed, and Samba reads the value back.
@@ -263,10 +251,7 @@ private slots:
         const QString parsed = testparm(hostPath(ConfigPath), key);
         QVERIFY2(!parsed.isNull(), "testparm does not load the edited configuration");
         // Samba keeps the workgroup and the NetBIOS name in capitals.
-        if (key == QLatin1String("server string"))
-            QCOMPARE(parsed, value);
-        else
-            QCOMPARE(parsed, value.toUpper());
+        QCOMPARE(parsed, key == QLatin1String("server string") ? value : value.toUpper());
         if (netbios) {
             QCOMPARE(read(QStringLiteral("/etc/hostname")), value.toUtf8());
             QCOMPARE(read(QStringLiteral("/etc/hosts")), withLine(hosts, "127.0.1.1", "127.0.1.1 " + value.toUtf8()));
@@ -283,43 +268,26 @@ private slots:
         }
     }
 
-    // With the system's own paths (no root), the commands are exactly the
-    // ones the terminal has always run; a sed of the test's own records them.
-    void commandsWithoutRoot_data()
-    {
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("command");
-        QTest::newRow("server string") << "server string"
-                                       << "sed -e 's/^server string.*/server string = KX4 terminal/g' -i "
-                                          "/etc/samba/smb.conf";
-        QTest::newRow("workgroup") << "workgroup" << "sed -e 's/^workgroup.*/workgroup = KX4 terminal/g' -i "
-                                                     "/etc/samba/smb.conf";
-    }
+    // With the system's own paths (no root), the command is exactly the one
+    // the terminal has always run; a sed of the test's own records it.
     void commandsWithoutRoot()
     {
-        QFETCH(QString, key);
-        QFETCH(QString, command);
         const QString bin = m_dir.filePath(QStringLiteral("bin"));
-        QDir().mkpath(bin);
-        QFile sed(bin + QStringLiteral("/sed"));
-        QVERIFY(sed.open(QIODevice::WriteOnly));
-        sed.write("#!/bin/sh\nprintf '%s\\n' \"$@\" >\"$KX4_TEST_SED\"\n");
-        sed.close();
-        sed.setPermissions(sed.permissions() | QFile::ExeOwner);
+        QVERIFY(writeFile(bin + QStringLiteral("/sed"), "#!/bin/sh\nprintf '%s\\n' \"$@\" >\"$KX4_TEST_SED\"\n", true));
         const QString args = m_dir.filePath(QStringLiteral("sed.args"));
         QFile::remove(args);
         const QByteArray path = qgetenv("PATH");
         qputenv("PATH", QFile::encodeName(bin) + ':' + path);
         qputenv("KX4_TEST_SED", QFile::encodeName(args));
         qputenv(MSystemRoot::EnvName, "");
-        const int status = setIdentity(key, QStringLiteral("KX4 terminal"));
+        const int status = SambaFunctions::setWorkgroup(QStringLiteral("KX4 terminal"));
         qputenv("PATH", path);
         QCOMPARE(status, 0);
-        QCOMPARE(g_commands, QStringList{command});
+        QCOMPARE(g_commands,
+                 QStringList{"sed -e 's/^workgroup.*/workgroup = KX4 terminal/g' -i /etc/samba/smb.conf"});
         QFile recorded(args);
         QVERIFY(recorded.open(QIODevice::ReadOnly));
-        QCOMPARE(recorded.readAll(), QByteArray("-e\ns/^" + key.toUtf8() + ".*/" + key.toUtf8()
-                                                + " = KX4 terminal/g\n-i\n/etc/samba/smb.conf\n"));
+        QCOMPARE(recorded.readAll(), QByteArray("-e\ns/^workgroup.*/workgroup = KX4 terminal/g\n-i\n/etc/samba/smb.conf\n"));
     }
 
     void password_data()
@@ -335,14 +303,12 @@ private slots:
         QTest::newRow("sharing off") << true << false << "kx4" << "secret" << 0 << false << false;
         QTest::newRow("set") << true << true << "kx4" << "secret" << 0 << false << true;
         QTest::newRow("smbpasswd fails") << true << true << "kx4" << "secret" << 1 << true << true;
-        QTest::newRow("blanks") << true << true << "kx4" << "my secret" << 0 << false << true;
         QTest::newRow("shell characters") << true << true << "kx4" << "$(touch m)`touch m`\"; touch m; \"'" << 0
                                           << false << true;
         QTest::newRow("echo escapes") << true << true << "kx4" << "a\\nb\\c\\\\" << 0 << false << true;
         QTest::newRow("like an echo option") << true << true << "kx4" << "-n" << 0 << false << true;
         QTest::newRow("hostile user") << true << true << "x; touch m $(touch m)" << "secret" << 0 << false << true;
         QTest::newRow("line break") << true << true << "kx4" << "secret\nother" << 0 << true << false;
-        QTest::newRow("line break in the user") << true << true << "kx4\nroot" << "secret" << 0 << true << false;
     }
     void password()
     {
@@ -396,11 +362,8 @@ private slots:
         QFETCH(bool, exists);
         for (const QString &file : remove)
             QVERIFY(QFile::remove(hostPath(file)));
-        for (const QString &file : add) {
-            QDir().mkpath(QFileInfo(hostPath(file)).absolutePath());
-            QFile f(hostPath(file));
-            QVERIFY(f.open(QIODevice::WriteOnly));
-        }
+        for (const QString &file : add)
+            QVERIFY(writeFile(hostPath(file), QByteArray()));
         QCOMPARE(SambaFunctions::sambaExists(), exists);
     }
 
@@ -410,7 +373,6 @@ private slots:
         QTest::addColumn<QString>("section");
         QTest::addColumn<QString>("value");
         QTest::newRow("server string") << "server string" << "global" << SimSamba::ServerString;
-        QTest::newRow("workgroup") << "workgroup" << "global" << SimSamba::Workgroup;
         QTest::newRow("a share's") << "path" << "share" << "/home/kx4";
         QTest::newRow("other section") << "path" << "global" << "";
         QTest::newRow("absent") << "wins server" << "global" << "";
@@ -435,11 +397,7 @@ private slots:
         QProcess *nmbdDecoy = startDecoy(QStringLiteral("nmbd"));
         QProcess *smbdDecoy = startDecoy(QStringLiteral("smbd"));
         QVERIFY(nmbdDecoy && smbdDecoy);
-        auto decoysAlive = [&] {
-            return nmbdDecoy->state() == QProcess::Running && smbdDecoy->state() == QProcess::Running;
-        };
-        QVERIFY(!SambaFunctions::nmbdRunning());
-        QVERIFY(!SambaFunctions::smbdRunning());
+        QVERIFY(!SambaFunctions::nmbdRunning() && !SambaFunctions::smbdRunning());
         QCOMPARE(SambaFunctions::stopServices(), 0);
         QCOMPARE(g_commands, QStringList());
         // No daemon: kill is given no process at all.
@@ -452,8 +410,7 @@ private slots:
         const qint64 smbd = SimDaemons::running(QStringLiteral("smbd")).first();
         QCOMPARE(SimDaemons::commandLine(nmbd), QStringLiteral("nmbd -D"));
         QCOMPARE(SimDaemons::commandLine(smbd), QStringLiteral("smbd -D"));
-        QVERIFY(SambaFunctions::nmbdRunning());
-        QVERIFY(SambaFunctions::smbdRunning());
+        QVERIFY(SambaFunctions::nmbdRunning() && SambaFunctions::smbdRunning());
 
         // Running daemons are not started again.
         QCOMPARE(SambaFunctions::startServices(), 0);
@@ -478,15 +435,9 @@ private slots:
         QTRY_VERIFY(SimDaemons::running(QStringLiteral("nmbd")).isEmpty());
         QTRY_VERIFY(SimDaemons::running(QStringLiteral("smbd")).isEmpty());
         QVERIFY(!SambaFunctions::nmbdRunning());
-        QVERIFY(decoysAlive());
-
-        // pidof names none of the decoys, though they are named like the daemons.
-        QProcess pidof;
-        pidof.start(QStringLiteral("pidof"), {QStringLiteral("nmbd"), QStringLiteral("smbd")});
-        QVERIFY(pidof.waitForFinished());
-        QCOMPARE(pidof.exitCode(), 1);
-        QCOMPARE(pidof.readAllStandardOutput(), QByteArray());
-        QVERIFY(decoysAlive());
+        // Nothing of the machine's was signalled.
+        QCOMPARE(nmbdDecoy->state(), QProcess::Running);
+        QCOMPARE(smbdDecoy->state(), QProcess::Running);
     }
 
     // A daemon started without -D does not count as running: a second copy
