@@ -193,8 +193,8 @@ void TestSimProgram::vncPortTaken()
     QVERIFY(!QFileInfo::exists(folder.path() + QStringLiteral("/Log")));
 }
 
-// A card put into the running program's terminal (through its request FIFO,
-// as the window's button does it in-process) is tested, and the log says so.
+// A card put into the running program's terminal through its request FIFO,
+// as a script does it, is tested while the question waits, and the log says so.
 void TestSimProgram::sdCardIsDiskTested()
 {
     QTemporaryDir folder;
