@@ -10,29 +10,17 @@ Run it again after changing a picture and commit the PNGs with it.
 """
 import math
 import os
-import struct
 import sys
-import zlib
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from pngfile import RGBA, write_png  # noqa: E402
 
 SAMPLES = 4
 
 
 def png(path, width, height, pixels):
     """pixels: rows of (r, g, b, a) tuples."""
-    raw = bytearray()
-    for row in pixels:
-        raw.append(0)
-        for r, g, b, a in row:
-            raw += bytes((r, g, b, a))
-
-    def chunk(kind, data):
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data) & 0xffffffff)
-
-    with open(path, "wb") as f:
-        f.write(b"\x89PNG\r\n\x1a\n")
-        f.write(chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 6, 0, 0, 0)))
-        f.write(chunk(b"IDAT", zlib.compress(bytes(raw), 9)))
-        f.write(chunk(b"IEND", b""))
+    write_png(path, width, height, (bytes(c for px in row for c in px) for row in pixels), RGBA)
 
 
 # Shapes: functions (x, y) -> bool, in picture coordinates.
@@ -84,7 +72,6 @@ def polygon(points):
     return inside
 
 
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from dotfont import FONT  # noqa: E402
 
 

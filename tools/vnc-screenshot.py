@@ -8,8 +8,11 @@ for the screen kx4test-sim serves with "-platform vnc". Standard library only.
 """
 import socket
 import struct
+import os
 import sys
-import zlib
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from pngfile import RGB, write_png  # noqa: E402
 
 
 def recv_exact(sock, n):
@@ -71,23 +74,13 @@ def grab(host, port):
     return width, height, pixels
 
 
-def write_png(path, width, height, bgrx):
-    raw = bytearray()
-    for y in range(height):
-        raw.append(0)
-        row = bgrx[y * width * 4:(y + 1) * width * 4]
-        for x in range(width):
-            b, g, r = row[x * 4], row[x * 4 + 1], row[x * 4 + 2]
-            raw += bytes((r, g, b))
-
-    def chunk(kind, data):
-        return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data) & 0xffffffff)
-
-    with open(path, "wb") as f:
-        f.write(b"\x89PNG\r\n\x1a\n")
-        f.write(chunk(b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 2, 0, 0, 0)))
-        f.write(chunk(b"IDAT", zlib.compress(bytes(raw), 9)))
-        f.write(chunk(b"IEND", b""))
+def save(path, width, height, bgrx):
+    """The server's 32-bit little-endian pixels (blue, green, red, unused) as an RGB PNG."""
+    def rows():
+        for y in range(height):
+            line = bgrx[y * width * 4:(y + 1) * width * 4]
+            yield bytes(c for x in range(width) for c in (line[x * 4 + 2], line[x * 4 + 1], line[x * 4]))
+    write_png(path, width, height, rows(), RGB)
 
 
 def main():
@@ -95,7 +88,7 @@ def main():
         sys.exit(__doc__)
     host = sys.argv[3] if len(sys.argv) > 3 else "127.0.0.1"
     width, height, pixels = grab(host, int(sys.argv[1]))
-    write_png(sys.argv[2], width, height, pixels)
+    save(sys.argv[2], width, height, pixels)
 
 
 if __name__ == "__main__":
