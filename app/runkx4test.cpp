@@ -1,6 +1,7 @@
 #include "runkx4test.h"
 
 #include "adform.h"
+#include "hardwareinfoform.h"
 #include "marvofunction.h"
 #include "mfilesworks.h"
 #include "mlogsystem.h"
@@ -8,6 +9,7 @@
 #include "processflags.h"
 #include "runtestquestionform.h"
 #include "startup.h"
+#include "standinwindow.h"
 #include "waitform.h"
 
 #include <QApplication>
@@ -20,6 +22,9 @@
 #include <QVBoxLayout>
 #include <QWidget>
 
+#include <atomic>
+#include <memory>
+
 namespace {
 
 QRect screenRect()
@@ -28,10 +33,15 @@ QRect screenRect()
     return screen ? screen->geometry() : QRect(0, 0, 800, 600);
 }
 
+// Set once a signal has asked the program to end: a quit that reached a
+// dialog's own loop (the question) must still end the program's loop.
+std::atomic<bool> quitRequested{false};
+
 } // namespace
 
 void quitWhenRunning()
 {
+    quitRequested = true;
     if (QThread::currentThread()->loopLevel() > 0)
         QCoreApplication::quit();
     else
@@ -40,11 +50,13 @@ void quitWhenRunning()
 
 int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
 {
+    quitRequested = false;
+    Startup::requestInputContext(QString::fromLocal8Bit(argv[0]));
     QApplication app(argc, argv);
     disTTYS0Test = Startup::hasNoTtys0Switch(app.arguments());
     // From here on Ctrl+C or a kill ends the program through its closing
-    // lines, at whatever point of the start-up it comes: the question left
-    // unanswered, the event loop ended.
+    // lines, at whatever point of the start-up it comes: during the scan, the
+    // question left unanswered, or the running window.
     PowerFunction *power = PowerFunction::instance();
     QObject::connect(power, &PowerFunction::signalTERM, &app, &quitWhenRunning);
     QObject::connect(power, &PowerFunction::signalINT, &app, &quitWhenRunning);
@@ -60,9 +72,9 @@ int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
     qDebug().noquote() << QStringLiteral("INI file: %1").arg(settings.fileName());
     Startup::openLogFile(settings);
     MLogSystem::instance()->logWrite(QStringLiteral("main: Work begin..."), 2);
-    QCoreApplication::addLibraryPath(QFileInfo(QString::fromLocal8Bit(argv[0])).absolutePath() + QDir::separator()
-                                     + QStringLiteral("Plugins"));
+    QCoreApplication::addLibraryPath(Startup::pluginsPath(QString::fromLocal8Bit(argv[0])));
     Startup::logSystemInventory();
+    Startup::installInputContext();
     QApplication::setQuitOnLastWindowClosed(false);
     const QRect screen = screenRect();
 
@@ -84,16 +96,19 @@ int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
     waitForm.move(screen.center() - waitForm.rect().center());
     waitForm.show();
     QCoreApplication::processEvents();
-    // The hardware scan comes here, while the wait box is up; its form will
-    // stand above the question in the container.
+
+    HardwareInfoForm hardwareInfo;
+    qDebug() << "Create HardwareInfoForm";
+    hardwareInfo.getHardwareInfo();
 
     int result = 0;
+    QWidget container(nullptr, Qt::FramelessWindowHint);
     const bool seen = !hooks.screenReady || hooks.screenReady();
     if (seen) {
-        QWidget container(nullptr, Qt::FramelessWindowHint);
         qDebug() << "Create QWidget";
         container.setStyleSheet(question.styleSheet());
         auto *layout = new QVBoxLayout(&container);
+        layout->addWidget(&hardwareInfo);
         layout->addWidget(&question);
         container.move(0, 0);
         container.resize(screen.width(), screen.height() - adForm.height());
@@ -101,27 +116,51 @@ int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
         container.show();
         qDebug() << "Show QWidget";
 
-        result = question.exec();
+        // A signal during the scan has already asked to end: nobody answers.
+        if (!quitRequested)
+            result = question.exec();
         question.hide();
         container.hide();
-        // The question outlives the container on this frame.
+        // The question and the form outlive the container on this frame.
         layout->removeWidget(&question);
+        layout->removeWidget(&hardwareInfo);
         question.setParent(nullptr);
+        hardwareInfo.setParent(nullptr);
         QCoreApplication::processEvents();
         MarvoFunction::beep(BUZZER_ERROR, 0);
         MLogSystem::instance()->logWrite(
             QStringLiteral("main: Select %1 test mode.").arg(result == 1 ? QStringLiteral("auto") : QStringLiteral("manual")),
             2);
     }
-    // The automatic test form and the main test window come here; until they
-    // exist the program ends once the mode is chosen.
+
+    // The chosen window, unless nobody can see it or a signal has already
+    // asked the program to end.
+    std::unique_ptr<QWidget> window;
+    if (seen && !quitRequested) {
+        if (result == 1) {
+            window = std::make_unique<StandInWindow>(QStringLiteral("automatic test form"));
+            qDebug() << "Auto test starting...";
+        } else {
+            auto manual = std::make_unique<StandInWindow>(QStringLiteral("manual test window"));
+            qDebug() << "Manual test starting...";
+            manual->setSettingsFileName(settings.fileName());
+            window = std::move(manual);
+        }
+    }
     adForm.hide();
+    if (window)
+        window->showMaximized();
     QCoreApplication::processEvents();
 
     Startup::endBoot();
-    const int rc = 0;
+    // A quit asked for before the loop ran (a signal during the scan or the
+    // question) ends the loop as soon as it runs.
+    if (quitRequested || !window)
+        quitWhenRunning();
+    const int rc = QApplication::exec();
     MLogSystem::instance()->logWrite(QStringLiteral("main: Work end..."), 3);
     MLogSystem::instance()->logWrite(QStringLiteral("main: Return code: %1").arg(rc), 3);
     qDebug() << "End programm. Bye...";
+    window.reset();
     return rc;
 }

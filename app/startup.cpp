@@ -20,6 +20,11 @@
 #include <QTextCodec>
 #include <QTranslator>
 
+#include <qpa/qplatforminputcontext.h>
+#include <qpa/qplatforminputcontextfactory_p.h>
+
+#include <memory>
+
 #include <unistd.h>
 
 extern char **environ;
@@ -34,6 +39,8 @@ static void initTranslationResources()
 namespace Startup {
 
 namespace {
+
+const char InputContextKey[] = "V3TouchKeyboard";
 
 void log(const QString &text, MLogSystem_EventLevel level)
 {
@@ -158,6 +165,31 @@ void logSystemInventory()
     if (configurations.isEmpty())
         log(QStringLiteral("\tNo network configuration found"), 1);
     QT_WARNING_POP
+}
+
+QString pluginsPath(const QString &argv0)
+{
+    return QFileInfo(argv0).absolutePath() + QDir::separator() + QStringLiteral("Plugins");
+}
+
+void requestInputContext(const QString &argv0)
+{
+    if (qEnvironmentVariableIsSet("QT_IM_MODULE"))
+        return;
+    qputenv("QT_IM_MODULE", InputContextKey);
+    QCoreApplication::addLibraryPath(pluginsPath(argv0));
+}
+
+void installInputContext()
+{
+    const QString key = QString::fromLatin1(InputContextKey);
+    std::unique_ptr<QPlatformInputContext> context(QPlatformInputContextFactory::create(key));
+    if (!context)
+        return;
+    qDebug().noquote() << key << "created";
+    // Installing it is the platform's: one that reads QT_IM_MODULE has made
+    // its own instance of this plugin at start (requestInputContext()). This
+    // one only proved that the plugin loads.
 }
 
 void endBoot()

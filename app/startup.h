@@ -36,6 +36,20 @@ bool openLogFile(const QSettings &settings);
 // formats, environment, network configurations.
 void logSystemInventory();
 
+// "<program folder>/Plugins", where the on-screen keyboard is found.
+QString pluginsPath(const QString &argv0);
+
+// Before the application object exists: Qt 5 platforms take their input
+// context when they start, so the on-screen keyboard is asked for here
+// (QT_IM_MODULE, unless the environment names another) and its folder is
+// put on the plugin path.
+void requestInputContext(const QString &argv0);
+
+// Creates the input context "V3TouchKeyboard" through the plugin factory;
+// when it exists, debug "V3TouchKeyboard created". Without the plugin the
+// program runs without an on-screen keyboard, silently.
+void installInputContext();
+
 // "main: Boot complete." and the end of the boot phase.
 void endBoot();
 

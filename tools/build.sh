@@ -6,7 +6,10 @@ cd "$(dirname "$0")/.."
 sh tools/install-deps.sh
 werror=OFF
 [ "${CI:-}" = "true" ] && werror=ON
-cmake -S . -B build -G Ninja -DKX4_WERROR=$werror >/dev/null
+launcher=""
+command -v ccache >/dev/null 2>&1 && launcher="-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache"
+# shellcheck disable=SC2086
+cmake -S . -B build -G Ninja -DKX4_WERROR=$werror $launcher >/dev/null
 # A class added to a folder changes its target's moc/uic list, which Ninja's
 # record of the generator's inputs does not show: let those targets generate
 # again.

@@ -1,95 +1,171 @@
 #!/bin/sh
-# Fails when a source file includes a header of a layer above its own.
+# Fails when a source file includes a header of a library it does not link.
 #
 #   sh tools/check-layers.sh [source-tree]
 #
-# The layers, lowest first: core < devices < net, power < ui, autotest < app.
-# A layer includes its own headers and those of the layers below; layers of
-# one rank (net and power, ui and autotest) may include each other. sim/ and
-# bench/ may include anything below app; no product code includes sim/. The
-# desktop program (sim/desktop/, kx4test-sim) may include everything but tests.
-# A test in tests/<layer>/ and the helpers in tests/common/<layer>/ may
-# include what that layer may, plus test helpers of their layer and below,
-# plus sim/ from devices up. Quoted includes are resolved by file name the
-# way the build's include folders resolve them; generated headers belong to
-# the folder of their source (kx4version.h to core, ui_x.h to x.ui's folder).
+# The layer order is stated once, in the CMakeLists.txt link lists
+# (target_link_libraries); this script reads it from there. A folder belongs
+# to the target its CMakeLists.txt defines (tests/common/<layer> to the helper
+# library whose include folder it is). A file may include the headers of its
+# own folder and of every library its folder's targets link, directly or
+# through others. A test (tests/<layer>/tst_x.cpp) may include what the
+# libraries named in its kx4_add_unit_test(... LIBS ...) line reach.
+# Quoted includes are resolved by file name the way the build's include
+# folders resolve them; generated headers belong to the folder of their
+# source (kx4version.h to core, ui_x.h to x.ui's folder). Includes that
+# name no header of the tree (system, Qt, moc output) are not checked.
 set -eu
 root=${1:-$(dirname "$0")/..}
 cd "$root"
 
-layers="core devices net power ui autotest app sim"
-dirs=""
-for d in $layers bench tests; do
-    [ -d "$d" ] && dirs="$dirs $d"
-done
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
 
-# Every header (and form) of the tree with the folder it belongs to:
-# "<name> <path>".
-index=$(mktemp)
-trap 'rm -f "$index"' EXIT
-# shellcheck disable=SC2086
-find $dirs -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.ui' -o -name '*.h.in' \) | while read -r f; do
+# The link graph: "T <target> <folder>" and "L <target> <linked>" records,
+# from every CMakeLists.txt outside build folders. Commands are joined
+# across lines up to their closing parenthesis.
+find . -name CMakeLists.txt -not -path './build*' -not -path '*/build/*' | sort | while read -r cm; do
+    dir=${cm#./}
+    dir=${dir%/CMakeLists.txt}
+    [ "$dir" = CMakeLists.txt ] && dir=.
+    awk -v dir="$dir" '
+    function folderOf(args,   n, a, i, sub1) {
+        # An include folder below the CMakeLists folder names the target folder.
+        n = split(args, a, /[ \t]+/)
+        for (i = 1; i <= n; i++) {
+            if (index(a[i], "${CMAKE_CURRENT_SOURCE_DIR}/") == 1) {
+                sub1 = substr(a[i], length("${CMAKE_CURRENT_SOURCE_DIR}/") + 1)
+                if (sub1 !~ /^\.\./) return (dir == "." ? sub1 : dir "/" sub1)
+            }
+        }
+        return ""
+    }
+    {
+        sub(/#.*/, "")
+        buf = buf " " $0
+        if (depth(buf) > 0) next
+        cmd = buf
+        buf = ""
+        if (!match(cmd, /[A-Za-z0-9_]+[ \t]*\(/)) next
+        name = substr(cmd, RSTART, RLENGTH)
+        sub(/[ \t]*\($/, "", name)
+        args = substr(cmd, RSTART + RLENGTH)
+        sub(/\)[ \t]*$/, "", args)
+        gsub(/^[ \t]+/, "", args)
+        n = split(args, a, /[ \t]+/)
+        t = a[1]
+        if (t ~ /^\$\{/) t = "<" dir ">"     # a target named by a loop variable
+        if (name == "kx4_add_library" || name == "add_library" || name == "add_executable") {
+            print "T", t, dir
+        } else if (name == "target_include_directories") {
+            f = folderOf(args)
+            if (f != "") print "I", t, f
+        } else if (name == "target_link_libraries") {
+            for (i = 2; i <= n; i++)
+                if (a[i] !~ /^(PUBLIC|PRIVATE|INTERFACE)$/ && a[i] !~ /::/) print "L", t, a[i]
+        } else if (name == "kx4_add_unit_test") {
+            # kx4_add_unit_test(<layer>/tst_x.cpp LIBS a b ...): the test file
+            # is a target of its own.
+            # Other files beside the tests (shared test headers) reach what
+            # the tests of their folder link.
+            print "T", "test:" a[1], dir "/" a[1]
+            folder = a[1]; sub(/\/[^\/]*$/, "", folder)
+            print "T", "tests:" folder, dir "/" folder
+            for (i = 3; i <= n; i++)
+                if (a[i] !~ /::/) {
+                    print "L", "test:" a[1], a[i]
+                    print "L", "tests:" folder, a[i]
+                }
+        }
+    }
+    function depth(s,   o, c) {
+        o = gsub(/\(/, "(", s)
+        c = gsub(/\)/, ")", s)
+        return o - c
+    }' "$cm"
+done >"$work/graph"
+
+# Every header (and form) of the tree: "<name> <path>".
+find . -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.ui' -o -name '*.h.in' \) \
+    -not -path './build*' -not -path '*/build/*' -not -path './.git/*' | while read -r f; do
+    f=${f#./}
     name=${f##*/}
     case $name in
     *.ui) name="ui_${name%.ui}.h" ;;
     *.h.in) name=${name%.in} ;;
     esac
     printf '%s %s\n' "$name" "$f"
-done >"$index"
+done >"$work/headers"
 
-# shellcheck disable=SC2086
-find $dirs -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.cpp' -o -name '*.c' \) -print0 |
+find . -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.cpp' -o -name '*.c' \) \
+    -not -path './build*' -not -path '*/build/*' -not -path './.git/*' -print0 |
     xargs -0 grep -n -H -E '^[[:space:]]*#[[:space:]]*include[[:space:]]*"' 2>/dev/null |
-    awk -v indexFile="$index" '
-function rank(layer) {
-    if (layer == "core") return 0
-    if (layer == "devices") return 1
-    if (layer == "net" || layer == "power") return 2
-    if (layer == "ui" || layer == "autotest") return 3
-    if (layer == "app") return 4
-    return -1
-}
-# Tests of the simulated terminal stand with the devices it serves.
-function testRank(layer) {
-    if (layer == "sim") return 1
-    return rank(layer)
-}
-# What a file is: "layer" for product code, "sim", "bench", "test:<layer>"
-# for tests/<layer>/ and tests/common/<layer>/.
-function kind(path,   parts, n) {
-    n = split(path, parts, "/")
-    if (parts[1] == "tests") {
-        if (parts[2] == "common") return "test:" parts[3]
-        return "test:" parts[2]
-    }
-    if (parts[1] == "sim" && parts[2] == "desktop") return "desktop"
-    return parts[1]
-}
-# May a file of kind `from` include a header of kind `to`?
-function allowed(from, to,   r, t) {
-    if (from == to) return 1
-    if (from ~ /^test:/) {
-        r = testRank(substr(from, 6))
-        if (r < 0) return 0
-        if (to ~ /^test:/) return testRank(substr(to, 6)) >= 0 && testRank(substr(to, 6)) <= r
-        if (to == "sim") return r >= 1
-        t = rank(to)
-        return t >= 0 && t <= r
-    }
-    if (to ~ /^test:/ || to == "bench" || to == "desktop") return 0
-    if (from == "desktop") return to == "sim" || rank(to) >= 0
-    if (from == "sim" || from == "bench") return to == "sim" || (rank(to) >= 0 && rank(to) < 4)
-    if (to == "sim") return 0
-    r = rank(from)
-    t = rank(to)
-    return r >= 0 && t >= 0 && t <= r
-}
+    sed 's|^\./||' >"$work/includes" || true
+
+awk -v graphFile="$work/graph" -v headerFile="$work/headers" '
 BEGIN {
-    while ((getline line < indexFile) > 0) {
+    while ((getline line < graphFile) > 0) {
+        split(line, f, " ")
+        if (f[1] == "T") {
+            if (!(f[2] in folderOfTarget)) folderOfTarget[f[2]] = f[3]
+        } else if (f[1] == "I") {
+            # The include folder of a helper library replaces its CMakeLists folder.
+            includeFolder[f[2]] = f[3]
+        } else {
+            links[f[2]] = links[f[2]] " " f[3]
+        }
+    }
+    for (t in folderOfTarget) {
+        d = (t in includeFolder) ? includeFolder[t] : folderOfTarget[t]
+        targetsOfFolder[d] = (d in targetsOfFolder) ? targetsOfFolder[d] " " t : t
+    }
+    while ((getline line < headerFile) > 0) {
         split(line, f, " ")
         headers[f[1]] = headers[f[1]] " " f[2]
     }
     bad = 0
+}
+# All targets reached from `t` (itself included), as " a b c ".
+function reach(t,   seen, queue, qn, i, n, l, k, out) {
+    if (t in reachCache) return reachCache[t]
+    delete seen
+    qn = 1; queue[1] = t; seen[t] = 1
+    for (i = 1; i <= qn; i++) {
+        n = split(links[queue[i]], l, " ")
+        for (k = 1; k <= n; k++)
+            if (!(l[k] in seen)) { seen[l[k]] = 1; queue[++qn] = l[k] }
+    }
+    out = " "
+    for (k in seen) out = out k " "
+    reachCache[t] = out
+    return out
+}
+# The folder that owns a path: the longest folder prefix that has a target.
+function owner(path,   d) {
+    d = path
+    while (d ~ /\//) {
+        sub(/\/[^\/]*$/, "", d)
+        if (d in targetsOfFolder) return d
+    }
+    return ""
+}
+# What the file may reach: for a registered test, its own LIBS; else the
+# targets of its folder.
+function reachOf(file,   d, n, ts, i, out) {
+    if (("test:" substr(file, 7)) in links && index(file, "tests/") == 1)
+        return reach("test:" substr(file, 7))
+    d = owner(file)
+    if (d == "") return ""
+    out = ""
+    n = split(targetsOfFolder[d], ts, " ")
+    for (i = 1; i <= n; i++) out = out reach(ts[i])
+    return out
+}
+function targetsReach(r, folder,   n, ts, i) {
+    n = split(targetsOfFolder[folder], ts, " ")
+    for (i = 1; i <= n; i++)
+        if (index(r, " " ts[i] " ") > 0) return 1
+    return 0
 }
 {
     # file:line:#include "name"
@@ -99,23 +175,26 @@ BEGIN {
     name = rest; sub(/^[^"]*"/, "", name); sub(/".*/, "", name)
     base = name; sub(/.*\//, "", base)
     if (!(base in headers)) next        # system, Qt or moc output
-    from = kind(file)
     dir = file; sub(/\/[^\/]*$/, "", dir)
+    r = reachOf(file)
     n = split(substr(headers[base], 2), candidates, " ")
     ok = 0
-    reached = ""
     for (i = 1; i <= n; i++) {
         c = candidates[i]
         cdir = c; sub(/\/[^\/]*$/, "", cdir)
-        if (cdir == dir || allowed(from, kind(c))) { ok = 1; break }
-        reached = reached (reached == "" ? "" : ", ") c
+        if (cdir == dir) { ok = 1; break }
+        o = owner(c)
+        if (o != "" && r != "" && targetsReach(r, o)) { ok = 1; break }
     }
     if (!ok) {
-        printf "%s:%s: includes \"%s\" (%s): %s may not include %s\n", file, lineNo, name, reached, from, kind(candidates[1])
+        from = owner(file)
+        to = owner(candidates[1])
+        printf "%s:%s: includes \"%s\" (%s): %s does not link %s\n", file, lineNo, name, candidates[1],
+               (from == "" ? dir : from), (to == "" ? "its folder" : to)
         bad = 1
     }
 }
 END { exit bad }
-' && exit 0
-echo "Layering broken: lower layers never include higher ones (core < devices < net, power < ui, autotest < app)." >&2
+' "$work/includes" && exit 0
+echo "Layering broken: a file includes a header of a library its target does not link (see the CMakeLists.txt link lists)." >&2
 exit 1

@@ -40,10 +40,34 @@ void RunTestQuestionForm::on_butManualTest_clicked()
     done(2);
 }
 
+void RunTestQuestionForm::done(int r)
+{
+    m_timer->stop();
+    if (m_answered)
+        return;
+    m_answered = true;
+    m_answer = r;
+    QDialog::done(r);
+}
+
+int RunTestQuestionForm::exec()
+{
+    if (m_answered)
+        return m_answer;
+    const int r = QDialog::exec();
+    // Ended from outside (the application quitting): the question is over too.
+    m_timer->stop();
+    if (!m_answered) {
+        m_answered = true;
+        m_answer = r;
+    }
+    return m_answer;
+}
+
 void RunTestQuestionForm::onTimer()
 {
     // A tick still queued after an answer changes nothing.
-    if (result() != 0 && !m_timer->isActive())
+    if (m_answered)
         return;
     const int interval = m_timer->interval();
     if (m_remaining <= interval) {

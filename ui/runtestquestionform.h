@@ -30,6 +30,13 @@ public:
     void setRemainingTime(int ms);
     int remainingTime() const { return m_remaining; }
 
+    // The first answer counts, whatever it is (a button, the countdown, Escape):
+    // it stops the countdown, and later answers change nothing.
+    void done(int r) override;
+    // An answer given before the question runs (the last tick of a very short
+    // countdown) is returned at once instead of waiting for another.
+    int exec() override;
+
 private slots:
     void on_butAutoTest_clicked();
     void on_butManualTest_clicked();
@@ -39,4 +46,6 @@ private:
     Ui::RunTestQuestionForm *ui;
     QTimer *m_timer;
     int m_remaining = StartTime;
+    bool m_answered = false;
+    int m_answer = 0;
 };
