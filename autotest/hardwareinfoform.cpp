@@ -9,6 +9,7 @@
 #include "mnetwork.h"
 #include "mprocinfo.h"
 #include "msystemroot.h"
+#include "mwait.h"
 #include "processflags.h"
 #include "sc_lib/sc_lib.h"
 #include "uiresources.h"
@@ -201,9 +202,10 @@ QString HardwareInfoForm::modemCommand(QSerialPort &port, const QString &portNam
 {
     port.write(command);
     logLine(QStringLiteral("Modem %1 test: send %2").arg(portName, QString::fromLatin1(command.trimmed())));
-    port.waitForBytesWritten(ModemWaitMs);
+    MWait *waiter = MWait::instance();
+    waiter->waitFor(MWait::Descriptor, ModemWaitMs, [&port](int ms) { return port.waitForBytesWritten(ms); });
     QByteArray answer;
-    if (port.waitForReadyRead(ModemWaitMs))
+    if (waiter->waitFor(MWait::Descriptor, ModemWaitMs, [&port](int ms) { return port.waitForReadyRead(ms); }))
         answer = port.readAll();
     answer.replace('\r', "").replace('\n', "");
     logLine(QStringLiteral("Modem %1 receive: %2").arg(portName, QString::fromLatin1(answer)));

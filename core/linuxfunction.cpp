@@ -5,6 +5,7 @@
 #include "mrunfunction.h"
 #include "mshell.h"
 #include "msystemroot.h"
+#include "mwait.h"
 
 #include <QCoreApplication>
 #include <QDebug>
@@ -55,7 +56,7 @@ bool LinuxFunction::USBTestMount(const QString &device)
 {
     QProcess process;
     process.start(QStringLiteral("mount"), QStringList());
-    process.waitForFinished(QueryTimeoutMs);
+    MWait::finished(process, QueryTimeoutMs);
     const QString mounts = QString::fromLocal8Bit(process.readAllStandardOutput()).simplified();
     return mounts.contains(device, Qt::CaseSensitive);
 }
@@ -87,7 +88,7 @@ QString LinuxFunction::queryProgram(const QString &program, const QString &argum
 {
     QProcess process;
     process.start(program, QStringList() << argument);
-    process.waitForFinished(QueryTimeoutMs);
+    MWait::finished(process, QueryTimeoutMs);
     return QString::fromLocal8Bit(process.readAllStandardOutput()).simplified();
 }
 

@@ -1,6 +1,7 @@
 #include "mrunfunction.h"
 
 #include "msystemroot.h"
+#include "mwait.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -13,6 +14,8 @@
 
 namespace {
 const char *const HomeEnvName = "KOVADIR";
+// An attached program that has not finished after 20 minutes is stopped.
+const int AttachedTimeoutMs = 1200000;
 }
 
 QString MRunFunction::homeDir()
@@ -27,7 +30,7 @@ QString MRunFunction::homeDir()
                                         : QDir::currentPath();
 }
 
-bool MRunFunction::runExtProgramm(QString program, QString args, bool detached, int attachedTimeoutMs)
+bool MRunFunction::runExtProgramm(QString program, QString args, bool detached)
 {
     QStringList arguments;
     if (args.isEmpty())
@@ -62,7 +65,7 @@ bool MRunFunction::runExtProgramm(QString program, QString args, bool detached, 
     }
 
     process->start(QIODevice::ReadWrite);
-    if (!process->waitForFinished(attachedTimeoutMs)) {
+    if (!MWait::finished(*process, AttachedTimeoutMs)) {
         // Either it never started or it hangs; a hung launcher must not keep
         // the terminal in the test program for ever.
         process->terminate();

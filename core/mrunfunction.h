@@ -17,18 +17,14 @@ class MRunFunction : public QObject
 public:
     using QObject::QObject;
 
-    // An attached program that has not finished after 20 minutes is stopped.
-    static constexpr int AttachedTimeoutMs = 1200000;
-
     // Runs `program` from the home folder. `args` holds one argument per line
     // ("\n"); empty lines are arguments too. Without any argument the program
     // is told "run-from". Detached: true when the program started. Attached:
-    // waits for it (at most `attachedTimeoutMs`) and returns true when it
+    // waits for it (at most 20 minutes) and returns true when it
     // finished, whatever its exit code; a program still running then is
     // terminated and false comes back. A program missing from the home folder
     // gives false without starting anything.
-    static bool runExtProgramm(QString program, QString args, bool detached,
-                               int attachedTimeoutMs = AttachedTimeoutMs);
+    static bool runExtProgramm(QString program, QString args, bool detached);
 
     // The home folder: KOVADIR, or the folder of this program's executable.
     static QString homeDir();

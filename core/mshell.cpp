@@ -1,5 +1,7 @@
 #include "mshell.h"
 
+#include "mwait.h"
+
 #include <QProcess>
 
 QString MShell::quote(const QString &value)
@@ -30,7 +32,7 @@ int MShell::run(const QString &command, int timeoutMs)
     p.start(QStringLiteral("sh"), {QStringLiteral("-c"), command});
     if (!p.waitForStarted())
         return -1;
-    if (!p.waitForFinished(timeoutMs)) {
+    if (!MWait::finished(p, timeoutMs)) {
         p.kill();
         p.waitForFinished(1000);
         return -2;

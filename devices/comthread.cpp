@@ -1,6 +1,7 @@
 #include "comthread.h"
 
 #include "msystemroot.h"
+#include "mwait.h"
 
 #include <QFile>
 #include <QSerialPort>
@@ -130,12 +131,13 @@ bool COMThread::echoes(QSerialPort &port, int baud, int index)
     receiveBuffer.clear();
     const QByteArray sent = pattern(index);
     port.write(sent);
-    port.waitForBytesWritten(WriteWaitMs);
+    MWait *waiter = MWait::instance();
+    waiter->waitFor(MWait::Descriptor, WriteWaitMs, [&port](int ms) { return port.waitForBytesWritten(ms); });
     pause(baud < SlowestFastBaud ? SlowEchoStartMs : FastEchoStartMs);
     // The echo ends with a silence: a buffer that is complete still gets one
     // more wait, so bytes that follow it (a plug that echoes twice, noise)
     // are caught as a length error.
-    while (port.waitForReadyRead(QuietMs)) {
+    while (waiter->waitFor(MWait::Descriptor, QuietMs, [&port](int ms) { return port.waitForReadyRead(ms); })) {
         receiveBuffer += port.readAll();
         if (receiveBuffer.size() != sent.size())
             pause(EchoPartMs);

@@ -1,6 +1,7 @@
 #include "devicethread.h"
 
 #include "mlogsystem.h"
+#include "mwait.h"
 
 #include <QDebug>
 #include <QElapsedTimer>
@@ -79,52 +80,37 @@ void DeviceThread::parentDestroyed()
         deleteLater();
 }
 
-bool DeviceThread::pollOnce(int fd, int timeoutMs)
-{
-    pollfd fds[2] = {{m_wakeFd, POLLIN, 0}, {fd, POLLIN, 0}};
-    const int ready = ::poll(fds, fd >= 0 ? 2 : 1, timeoutMs);
-    if (ready < 0) {
-        if (errno == EINTR)
-            return false;
-        // poll() itself failed: a device is handed to read(), which blocks or
-        // reports as the driver decides; a plain sleep is still taken.
-        if (fd >= 0)
-            return true;
-        QThread::msleep(static_cast<unsigned long>(timeoutMs));
-        return false;
-    }
-    if (fd >= 0 && fds[1].revents != 0)
-        return true;
-    if ((fds[0].revents & POLLIN) && running()) {
-        // A wake left over from a stop that setRunning(true) took back.
-        uint64_t count;
-        if (::read(m_wakeFd, &count, sizeof count) < 0) {
-            // Already read: nothing left to clear.
-        }
-    }
-    return false;
-}
-
-bool DeviceThread::pause(int msecs)
-{
-    QElapsedTimer timer;
-    timer.start();
-    for (qint64 left = msecs; running() && left > 0; left = msecs - timer.elapsed())
-        pollOnce(-1, int(left));
-    return running();
-}
-
-bool DeviceThread::waitReadable(int fd, int timeoutMs)
+bool DeviceThread::pollReadable(int fd, int timeoutMs)
 {
     QElapsedTimer timer;
     timer.start();
     qint64 left = qMax(timeoutMs, 0);
     do {
-        if (pollOnce(fd, int(left)))
+        pollfd fds[2] = {{m_wakeFd, POLLIN, 0}, {fd, POLLIN, 0}};
+        const int ready = ::poll(fds, 2, int(left));
+        if (ready < 0 && errno != EINTR) {
+            // poll() itself failed: the device is handed to read(), which
+            // blocks or reports as the driver decides.
+            return true;
+        }
+        if (ready > 0 && fds[1].revents != 0)
             return true;
         left = timeoutMs - timer.elapsed();
     } while (running() && left > 0);
     return false;
+}
+
+bool DeviceThread::pause(int msecs)
+{
+    if (running())
+        MWait::instance()->sleep(msecs, m_wakeFd);
+    return running();
+}
+
+bool DeviceThread::waitReadable(int fd, int timeoutMs)
+{
+    return MWait::instance()->waitFor(MWait::Descriptor, timeoutMs,
+                                      [this, fd](int ms) { return pollReadable(fd, ms); });
 }
 
 void DeviceThread::message(const QString &text)

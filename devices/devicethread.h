@@ -34,7 +34,8 @@
 //    device to notice a stop. A driver without poll support reports its node
 //    always readable; the wait then turns into the plain blocking read, which
 //    is still correct, only slower to stop. After a stop both return at once:
-//    a delay the closing steps need is a plain QThread::msleep().
+//    a delay the closing steps need is MWait::instance()->sleep(). Every
+//    wait goes through MWait (core/mwait.h), so a test sees each one asked for.
 //  - A parent that is destroyed while the worker runs stops it and waits for
 //    run() to send its closing lines and close its device, before the parent
 //    deletes its children (QObject announces destroyed() first). A worker that
@@ -97,9 +98,9 @@ protected:
 
 private:
     void parentDestroyed();
-    // One poll of `fd` (if not negative) and the wake descriptor.
-    // Returns true when `fd` is ready.
-    bool pollOnce(int fd, int timeoutMs);
+    // Polls `fd` and the wake descriptor for up to `timeoutMs`. True when
+    // `fd` is ready.
+    bool pollReadable(int fd, int timeoutMs);
 
     std::atomic<bool> m_running{true};
     // An eventfd written once per stop and never read while the worker is

@@ -5,6 +5,7 @@
 #include "mclock.h"
 #include "mgenerateqrcode.h"
 #include "mkernel.h"
+#include "mwait.h"
 
 #include <QDebug>
 #include <QElapsedTimer>
@@ -74,7 +75,7 @@ void PrintThread::printFeed()
     if (fd >= 1) {
         if (MKernel::ioctl(fd, MARVO_IOCTL_PRN_FEED_FORWARD, &maxline) < 0)
             message(tr("PRN: ioctl forward error."));
-        QThread::msleep(500);
+        MWait::instance()->sleep(500);
         message(tr("PRN: Pressed forward button."));
     }
 }
@@ -84,7 +85,7 @@ void PrintThread::printRewind()
     if (fd >= 1) {
         if (MKernel::ioctl(fd, MARVO_IOCTL_PRN_FEED_BACKWARD, &maxline1) < 0)
             message(tr("PRN: ioctl backward  error."));
-        QThread::msleep(500);
+        MWait::instance()->sleep(500);
         message(tr("PRN: Pressed backward button."));
     }
 }
@@ -183,7 +184,7 @@ int PrintThread::intWritePRNDeviceData(QByteArray data)
              << "str =" << data;
     // A job goes to the driver only with 1000 bytes to spare beyond it.
     while (data.size() + 999 >= share) {
-        QThread::msleep(200);
+        MWait::instance()->sleep(200);
         share = freeBufferSpace(&ok);
         if (!ok || MKernel::ioctl(fd, MARVO_IOCTL_PRN_UNPRINTED_LINES, &lines) < 0)
             return -1;
@@ -378,7 +379,7 @@ void PrintThread::run()
         }
         // Let the printer finish what it holds before the descriptor goes.
         while (getUnprinterLines() >= 1) {
-            QThread::msleep(200);
+            MWait::instance()->sleep(200);
             bool ok = false;
             const int share = freeBufferSpace(&ok);
             message(tr("PRN: Printer buffer: %1. Unprinted lines: %2").arg(share).arg(getUnprinterLines()));

@@ -5,11 +5,16 @@
 #include "mkernel.h"
 #include "mrunfunction.h"
 #include "msystemroot.h"
+#include "mwait.h"
 #include "usbsignal.h"
 
 #include <QDir>
 #include <QFile>
 #include <QProcessEnvironment>
+
+namespace {
+const int WaitMs = 30000;
+}
 
 MModem::MModem(QObject *parent)
     : QObject(parent)
@@ -21,13 +26,12 @@ MModem::MModem(QObject *parent)
     , writeLog(false)
 {
     USBSignal *usb = USBSignal::instance();
-    connect(usb, SIGNAL(deviceAdd(QString)), this, SLOT(onDeviceAdd(QString)));
-    connect(usb, SIGNAL(deviceRemove(QString)), this, SLOT(onDeviceRemove(QString)));
-    connect(&pppProcess, SIGNAL(finished(int, QProcess::ExitStatus)), this,
-            SLOT(onPPPFinished(int, QProcess::ExitStatus)));
-    connect(&pppProcess, SIGNAL(started()), this, SLOT(onPPPStarted()));
-    connect(&pppProcess, SIGNAL(readyReadStandardError()), this, SLOT(onPPPMessageErr()));
-    connect(&pppProcess, SIGNAL(readyReadStandardOutput()), this, SLOT(onPPPMessageOut()));
+    connect(usb, &USBSignal::deviceAdd, this, &MModem::onDeviceAdd);
+    connect(usb, &USBSignal::deviceRemove, this, &MModem::onDeviceRemove);
+    connect(&pppProcess, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this, &MModem::onPPPFinished);
+    connect(&pppProcess, &QProcess::started, this, &MModem::onPPPStarted);
+    connect(&pppProcess, &QProcess::readyReadStandardError, this, &MModem::onPPPMessageErr);
+    connect(&pppProcess, &QProcess::readyReadStandardOutput, this, &MModem::onPPPMessageOut);
 }
 
 MModem::~MModem()
@@ -72,7 +76,7 @@ int MModem::modemDial()
         auto *route = new QProcess(&owner);
         route->setProcessEnvironment(env);
         route->start(routeProgram, {QStringLiteral("del"), QStringLiteral("default")});
-        route->waitForFinished(waitMs);
+        MWait::finished(*route, WaitMs);
     }
 
     const QString logDir = QDir(MRunFunction::homeDir()).filePath(QStringLiteral("Log"));
@@ -86,7 +90,7 @@ int MModem::modemDial()
     }
 
     pppProcess.start(pppProgram, {device}, QIODevice::ReadWrite);
-    pppProcess.waitForStarted(waitMs);
+    MWait::started(pppProcess, WaitMs);
     if (pppProcess.state() != QProcess::Running) {
         pppProcess.terminate();
         return -1;

@@ -8,7 +8,7 @@
 // modemDial() (0: pppd runs, -1: it did not start, -2: no number or port,
 // -3: no such port) and watches linkUp()/linkDown(), pppFinished() and the
 // daemon's output. Lives on the main thread; modemDial() blocks for up to
-// `waitMs` for the route program and again for pppd's start.
+// 30 s for the route program and again for pppd's start.
 #pragma once
 
 #include <QByteArray>
@@ -36,8 +36,6 @@ public:
     QProcess pppProcess;
     bool writeLog;
     QString linkDevice;
-    // How long the route program may run, and how long pppd may take to start.
-    int waitMs = 30000;
 
 public slots:
     int modemDial();

@@ -1,6 +1,7 @@
 #include "mnetwork.h"
 
 #include "msystemroot.h"
+#include "mwait.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -83,7 +84,7 @@ IfconfigOutput runIfconfig(const QStringList &arguments)
     QProcess process;
     process.start(QStringLiteral("ifconfig"), arguments, QIODevice::ReadWrite);
     // A hanging ifconfig is abandoned; what it wrote so far is judged.
-    process.waitForFinished(IfconfigTimeoutMs);
+    MWait::finished(process, IfconfigTimeoutMs);
     IfconfigOutput result;
     const QByteArray out = process.readAllStandardOutput();
     const QByteArray err = process.readAllStandardError();

@@ -2,26 +2,21 @@
 
 #include "mnetwork.h"
 #include "mshell.h"
+#include "mwait.h"
 
 #include <QDebug>
-#include <QEventLoop>
 #include <QProcess>
-#include <QTimer>
 
 namespace {
 const int QueryTimeoutMs = 1000;
+// A supplicant just started needs this long for its control socket.
+const int SupplicantStartMs = 2000;
+const int ScanResultPauseMs = 200;
 // Reads of the scan results before giving up (one every pause).
 const int ScanResultAttempts = 151;
 const char *const SupplicantConfig = "/etc/wpa1.conf";
 const char *const ControlFolder = "/var/run/wpa_supplicant";
 const char *const Driver = "wext";
-
-void pumpFor(int ms)
-{
-    QEventLoop loop;
-    QTimer::singleShot(ms, &loop, &QEventLoop::quit);
-    loop.exec();
-}
 
 // The field of a scan result line as a number, 0 when it is none.
 int number(const QString &text)
@@ -71,17 +66,11 @@ bool MWiFi::rescanAP()
     return true;
 }
 
-void MWiFi::setWaitTimes(int supplicantStartMs, int scanResultPauseMs)
-{
-    m_supplicantStartMs = supplicantStartMs;
-    m_scanResultPauseMs = scanResultPauseMs;
-}
-
 QString MWiFi::runCommand(const QString &program, const QStringList &arguments, bool simplify)
 {
     QProcess process;
     process.start(program, arguments, QIODevice::ReadWrite);
-    process.waitForFinished(QueryTimeoutMs);
+    MWait::finished(process, QueryTimeoutMs);
     const QString out = QString::fromLocal8Bit(process.readAll());
     if (process.state() != QProcess::NotRunning) {
         process.kill();
@@ -104,7 +93,7 @@ void MWiFi::ensureSupplicant()
     QProcess::startDetached(QStringLiteral("wpa_supplicant"),
                             {QStringLiteral("-D"), QString::fromLatin1(Driver), QStringLiteral("-i"), currentInterface,
                              QStringLiteral("-c"), QString::fromLatin1(SupplicantConfig), QStringLiteral("-B")});
-    pumpFor(m_supplicantStartMs);
+    MWait::instance()->processEvents(SupplicantStartMs);
 }
 
 bool MWiFi::scanAP()
@@ -138,7 +127,7 @@ bool MWiFi::scanAP()
         }
         lines.clear();
         if (attempt < ScanResultAttempts)
-            pumpFor(m_scanResultPauseMs);
+            MWait::instance()->processEvents(ScanResultPauseMs);
     }
 
     for (const QString &line : qAsConst(lines)) {

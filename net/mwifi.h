@@ -53,16 +53,9 @@ public:
     bool scanAP();
     bool saveExistAP();
 
-    // The grace time for a freshly started supplicant (2000 ms) and the pause
-    // between two reads of the scan results (200 ms). Tests shorten them.
-    void setWaitTimes(int supplicantStartMs, int scanResultPauseMs);
-
 private:
     bool supplicantRuns();
     void ensureSupplicant();
     QString runCommand(const QString &program, const QStringList &arguments, bool simplify = true);
     void runShell(const QString &command, bool withStatus);
-
-    int m_supplicantStartMs = 2000;
-    int m_scanResultPauseMs = 200;
 };

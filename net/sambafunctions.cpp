@@ -2,6 +2,7 @@
 
 #include "mshell.h"
 #include "msystemroot.h"
+#include "mwait.h"
 
 #include <QDebug>
 #include <QDir>
@@ -100,7 +101,7 @@ QByteArray output(const QString &program, const QStringList &args, int timeoutMs
 {
     QProcess process;
     process.start(program, args);
-    if (!process.waitForFinished(timeoutMs)) {
+    if (!MWait::finished(process, timeoutMs)) {
         process.kill();
         process.waitForFinished(1000);
         return QByteArray();
@@ -116,7 +117,7 @@ bool psLists(const QString &text)
     QProcess ps;
     ps.start(QStringLiteral("ps"), QStringList());
     if (ps.waitForStarted())
-        ps.waitForFinished(PsTimeoutMs);
+        MWait::finished(ps, PsTimeoutMs);
     const bool listed = QString::fromLocal8Bit(ps.readAllStandardOutput()).contains(text);
     if (ps.state() != QProcess::NotRunning) {
         ps.kill();

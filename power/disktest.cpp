@@ -2,14 +2,13 @@
 
 #include "linuxfunction.h"
 #include "msystemroot.h"
+#include "mwait.h"
 #include "usbsignal.h"
 
 #include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
-#include <QEventLoop>
 #include <QFile>
-#include <QTimer>
 
 namespace {
 const QString MountPoint = QStringLiteral("/sdcard");
@@ -24,8 +23,8 @@ DiskTest::DiskTest(QObject *parent)
 {
     qDebug() << "DiskTest: created.";
     USBSignal *usb = USBSignal::instance();
-    connect(usb, SIGNAL(deviceAdd(QString)), this, SLOT(onUSBDevAdd(QString)));
-    connect(usb, SIGNAL(deviceRemove(QString)), this, SLOT(onUSBDevRemove(QString)));
+    connect(usb, &USBSignal::deviceAdd, this, &DiskTest::onUSBDevAdd);
+    connect(usb, &USBSignal::deviceRemove, this, &DiskTest::onUSBDevRemove);
 }
 
 DiskTest::~DiskTest()
@@ -49,9 +48,7 @@ void DiskTest::onUSBDevAdd(QString devName)
     if (!accepted(devName, onlySDCard))
         return;
     // The node may not be there the moment the event comes.
-    QEventLoop settle;
-    QTimer::singleShot(SettleMs, &settle, &QEventLoop::quit);
-    settle.exec();
+    MWait::instance()->processEvents(SettleMs);
     device = devName;
     work();
 }

@@ -1,6 +1,7 @@
 #include "powerthread.h"
 
 #include "marvofunction.h"
+#include "mwait.h"
 
 #include <QDebug>
 
@@ -44,11 +45,14 @@ void PowerThread::run()
     qDebug().noquote() << "PowerThread: Begin work.";
 
     while (running) {
-        fd_set readSet;
-        FD_ZERO(&readSet);
-        FD_SET(fd, &readSet);
-        timeval timeout = {0, SelectTimeoutUs};
-        if (::select(FD_SETSIZE, &readSet, nullptr, nullptr, &timeout) < 1)
+        const bool readable = MWait::instance()->waitFor(MWait::Descriptor, SelectTimeoutUs / 1000, [this](int ms) {
+            fd_set readSet;
+            FD_ZERO(&readSet);
+            FD_SET(fd, &readSet);
+            timeval timeout = {0, ms * 1000};
+            return ::select(FD_SETSIZE, &readSet, nullptr, nullptr, &timeout) >= 1;
+        });
+        if (!readable)
             continue;
         // One event as this kernel lays it out (the time is two longs).
         input_event event = {};
@@ -74,7 +78,7 @@ void PowerThread::exitThread()
     qDebug().noquote() << "PowerThread shutdown start.";
     running = false;
     quit();
-    if (!wait(StopWaitMs)) {
+    if (!MWait::instance()->waitFor(MWait::Thread, StopWaitMs, [this](int ms) { return wait(ms); })) {
         terminate();
         wait();
     }

@@ -2,6 +2,7 @@
 
 #include "linuxfunction.h"
 #include "mkernel.h"
+#include "mwait.h"
 
 #include <QDebug>
 
@@ -76,7 +77,7 @@ void USBSignal::exitThread()
 {
     qDebug().noquote() << "USBSignal: shutdown start.";
     flagWork = false;
-    wait(StopWaitMs);
+    MWait::instance()->waitFor(MWait::Thread, StopWaitMs, [this](int ms) { return wait(ms); });
 }
 
 void USBSignal::message(const QString &text)
@@ -90,19 +91,24 @@ void USBSignal::run()
 {
     char buffer[MaxDatagram];
     while (flagWork) {
-        pfd.revents = 0;
-        const int ready = ::poll(&pfd, 1, PollMs);
-        if (ready < 0 && errno == EINTR)
+        int ready = 0;
+        int error = 0;
+        MWait::instance()->waitFor(MWait::Descriptor, PollMs, [&ready, &error](int ms) {
+            pfd.revents = 0;
+            ready = ::poll(&pfd, 1, ms);
+            error = errno;
+            return ready > 0;
+        });
+        if (ready < 0 && error == EINTR)
             continue;
         if (ready < 0) {
-            const int error = errno;
             // The text names the number twice; kept as it always was.
             message(tr("USBSignal: Error poll socket (%1: %1).").arg(error));
         }
         // A hang-up without data (a host that went away) is waited out like a quiet socket.
         if (ready <= 0 || !(pfd.revents & POLLIN)) {
             if (flagWork)
-                QThread::msleep(IdleMs);
+                MWait::instance()->sleep(IdleMs);
             continue;
         }
         const ssize_t received = ::recv(pfd.fd, buffer, sizeof buffer, MSG_DONTWAIT);

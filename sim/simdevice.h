@@ -117,6 +117,10 @@ protected:
     // EINVAL, writes are kept in the inbox as one record each.
     virtual void serveRead(Channel &channel, const SimSyscalls::Call &call);
     virtual void serveWrite(Channel &channel, const SimSyscalls::Call &call);
+    // The program set the line settings of descriptor `fd` (any descriptor
+    // of the process, a pseudo-terminal's among them) to `cflag`. Called
+    // without `mutex` held, on the listener's thread.
+    virtual void lineSettingsSet(int fd, quint32 cflag) { Q_UNUSED(fd) Q_UNUSED(cflag) }
 
     // Creates a seqpacket channel and returns the program's descriptor.
     int openSocketChannel();

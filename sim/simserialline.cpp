@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -163,6 +164,67 @@ void SimSerialLine::loseEchoBytes(int after, int count)
     m_echoFaultCount = count;
 }
 
+void SimSerialLine::addEchoBytes(int after, const QByteArray &extra)
+{
+    QMutexLocker lock(&mutex);
+    m_echoFault = extra.isEmpty() ? NoEchoFault : ExtraBytes;
+    m_echoFaultAfter = qMax(after, 0);
+    m_echoExtra = extra;
+}
+
+void SimSerialLine::setFraming(int dataBits, char parity, int stopBits)
+{
+    QMutexLocker lock(&mutex);
+    m_lineFraming = {qBound(5, dataBits, 8), parity, stopBits == 2 ? 2 : 1};
+    m_lineFramingSet = true;
+}
+
+QString SimSerialLine::programFraming() const
+{
+    QMutexLocker lock(&mutex);
+    return QStringLiteral("%1%2%3").arg(m_programFraming.data).arg(m_programFraming.parity).arg(m_programFraming.stop);
+}
+
+void SimSerialLine::lineSettingsSet(int fd, quint32 cflag)
+{
+    struct stat st;
+    QMutexLocker lock(&mutex);
+    if (m_terminalDevice == 0 || ::fstat(fd, &st) != 0 || !S_ISCHR(st.st_mode) || st.st_rdev != m_terminalDevice)
+        return;
+    const quint32 size = cflag & CSIZE;
+    m_programFraming.data = size == CS5 ? 5 : size == CS6 ? 6 : size == CS7 ? 7 : 8;
+    m_programFraming.parity = !(cflag & PARENB) ? 'N' : (cflag & PARODD) ? 'O' : 'E';
+    m_programFraming.stop = (cflag & CSTOPB) ? 2 : 1;
+}
+
+SimSerialLine::Framing SimSerialLine::farFraming() const
+{
+    if (m_lineFramingSet)
+        return m_lineFraming;
+    return m_behaviour == Loopback ? m_programFraming : Framing();
+}
+
+QByteArray SimSerialLine::reframe(const QByteArray &bytes, Framing from, Framing to)
+{
+    if (from == to && from.data == 8)
+        return bytes;
+    QByteArray out(bytes.size(), '\0');
+    for (int k = 0; k < bytes.size(); ++k) {
+        // The frame's bits after the start bit, then the idle line (ones).
+        const quint32 value = quint8(bytes[k]) & ((1u << from.data) - 1);
+        quint32 bits = value;
+        int n = from.data;
+        if (from.parity != 'N') {
+            const int ones = __builtin_popcount(value);
+            bits |= quint32(from.parity == 'E' ? ones & 1 : !(ones & 1)) << n++;
+        }
+        bits |= ~0u << n; // stop bits and the idle line
+        const int stopAt = to.data + (to.parity != 'N' ? 1 : 0);
+        out[k] = ((bits >> stopAt) & 1u) ? char(bits & ((1u << to.data) - 1)) : '\0';
+    }
+    return out;
+}
+
 void SimSerialLine::setOpenRefused(bool refused)
 {
     QMutexLocker lock(&mutex);
@@ -285,6 +347,11 @@ void SimSerialLine::createTerminal()
     }
     m_master = master;
     m_terminalName = name;
+    struct stat st;
+    m_terminalDevice = ::stat(name, &st) == 0 ? st.st_rdev : 0;
+    m_programFraming = Framing();
+    // The program's line settings reach the model through the listener.
+    SimSyscalls::ensureInstalled();
     ++m_generation;
     const QString link = terminal()->hostPath(nodePath());
     terminal()->makeDir(QFileInfo(nodePath()).path());
@@ -390,9 +457,11 @@ void SimSerialLine::onRecheck(quint64 generation)
     startRecheck();
 }
 
-void SimSerialLine::takeInput(const QByteArray &bytes)
+void SimSerialLine::takeInput(const QByteArray &sent)
 {
-    m_received += bytes;
+    m_received += sent;
+    // What the far end hears.
+    const QByteArray bytes = reframe(sent, m_programFraming, farFraming());
     switch (m_behaviour) {
     case Silent:
         break;
@@ -416,12 +485,18 @@ QByteArray SimSerialLine::applyEchoFault(QByteArray bytes)
 {
     if (m_echoFault == NoEchoFault)
         return bytes;
-    if (m_echoFaultAfter >= bytes.size()) {
+    // Extra bytes follow the last byte of a piece too.
+    if (m_echoFaultAfter > bytes.size() || (m_echoFaultAfter == bytes.size() && m_echoFault != ExtraBytes)) {
         m_echoFaultAfter -= bytes.size();
         return bytes;
     }
     const int at = m_echoFaultAfter;
     m_echoFaultAfter = 0;
+    if (m_echoFault == ExtraBytes) {
+        bytes.insert(at, m_echoExtra);
+        m_echoFault = NoEchoFault;
+        return bytes;
+    }
     if (m_echoFault == ChangedByte) {
         bytes[at] = char(~bytes.at(at));
         m_echoFault = NoEchoFault;
@@ -506,7 +581,9 @@ void SimSerialLine::onTransmitDue(quint64 generation)
     if (due > 0) {
         const QByteArray bytes = m_pending.left(due);
         m_pending.remove(0, due);
-        const ssize_t written = ::write(m_master, bytes.constData(), size_t(bytes.size()));
+        // What the program's UART makes of them.
+        const QByteArray heard = reframe(bytes, farFraming(), m_programFraming);
+        const ssize_t written = ::write(m_master, heard.constData(), size_t(heard.size()));
         const int sent = written < 0 ? 0 : int(written);
         m_transmitted += bytes.left(sent);
         m_overruns += bytes.size() - sent; // the program's input buffer is full

@@ -43,10 +43,10 @@
 //    pinoutSignals(), setDataTerminalReady() and setRequestToSend() report an
 //    error, hardware flow control (CRTSCTS) is accepted and has no effect,
 //    and a carrier loss cannot be signalled.
-//  - Framing is not simulated: the kernel forces eight data bits without
-//    parity on a pseudo-terminal, bytes arrive whole whatever the program set
-//    for data bits, parity and stop bits, and there are no framing or parity
-//    errors and no break.
+//  - The kernel forces eight data bits without parity on a pseudo-terminal;
+//    the model learns the framing the program asked for from its requests
+//    and applies it (setFraming()), but there is no break and no parity
+//    error report.
 //  - Writes never wait for the wire: the program's write() returns at once
 //    and close() does not drain; only the answers are paced. A close cuts
 //    short the echo still under way, and what had reached the port but was
@@ -100,6 +100,22 @@ public:
     // ones never come back (a short echo: a loose plug, a lost byte).
     void changeEchoByte(int after);
     void loseEchoBytes(int after, int count);
+    // After `after` bytes went back, `extra` follows them (a plug that
+    // chatters, a device that answers twice).
+    void addEchoBytes(int after, const QByteArray &extra);
+    // The framing of the line's far end: data bits (5-8), parity ('N', 'E',
+    // 'O') and stop bits (1, 2). Where it differs from the framing the
+    // program set, each byte crossing the line is read as a UART at the other
+    // framing reads it: bits land in other places, a stop bit read as 0 is a
+    // framing error and reads as 0. Unset, a loopback plug's far end is the
+    // program's own UART (only its data bits count: a byte comes back with
+    // as many bits as the program sends) and any other far end is 8N1.
+    void setFraming(int dataBits, char parity, int stopBits);
+    // The framing the program set on its side, taken from its line-settings
+    // requests ("8N1" until it sets any). A pseudo-terminal itself forgets
+    // data bits and parity; the simulated terminal shows the model the
+    // requests (simsyscalls.h).
+    QString programFraming() const;
     // The port cannot be opened: the pseudo-terminal is locked again, so every
     // open of the node, by the port module or through the kernel boundary,
     // fails with EIO while the node is still there (a port whose driver gave
@@ -138,6 +154,7 @@ public:
 protected:
     // Opening the node through the kernel boundary opens the terminal side.
     int open(int flags) override;
+    void lineSettingsSet(int fd, quint32 cflag) override;
 
 private:
     void createTerminal();
@@ -149,6 +166,16 @@ private:
     void onRecheck(quint64 generation);
     void takeInput(const QByteArray &bytes);
     QByteArray applyEchoFault(QByteArray bytes);
+    struct Framing
+    {
+        int data = 8;
+        char parity = 'N';
+        int stop = 1;
+        bool operator==(const Framing &o) const { return data == o.data && parity == o.parity && stop == o.stop; }
+    };
+    // `bytes` sent at `from` as a UART at `to` reads them.
+    static QByteArray reframe(const QByteArray &bytes, Framing from, Framing to);
+    Framing farFraming() const;
     void applyOpenRefused();
     void answerCommand(const QByteArray &line);
     void queueTransmit(const QByteArray &bytes);
@@ -173,10 +200,15 @@ private:
     qint64 m_nextDueNs = 0;   // when the first pending byte has fully arrived
     qint64 m_lineFreeNs = 0;  // when the last byte sent finished
 
-    enum EchoFault { NoEchoFault, ChangedByte, LostBytes };
+    enum EchoFault { NoEchoFault, ChangedByte, LostBytes, ExtraBytes };
     EchoFault m_echoFault = NoEchoFault;
     int m_echoFaultAfter = 0; // bytes still to echo unchanged before the fault
     int m_echoFaultCount = 0; // bytes lost
+    QByteArray m_echoExtra;
+    Framing m_programFraming;
+    Framing m_lineFraming;
+    bool m_lineFramingSet = false;
+    dev_t m_terminalDevice = 0; // the terminal side's device number
     bool m_openRefused = false;
 
     QByteArray m_commandLine;

@@ -133,6 +133,18 @@ void SimSmartCard::setNullBytes(int count)
     m_nulls = count;
 }
 
+void SimSmartCard::setProcedureByte(int byte)
+{
+    QMutexLocker lock(&mutex);
+    m_procedureByte = byte;
+}
+
+void SimSmartCard::failWrite(int after)
+{
+    QMutexLocker lock(&mutex);
+    m_failWriteAfter = after;
+}
+
 void SimSmartCard::setPtsAccepted(bool accepted)
 {
     QMutexLocker lock(&mutex);
@@ -339,6 +351,11 @@ void SimSmartCard::startCommand()
     const quint8 cla = quint8(m_current.header[0]);
     const quint8 ins = quint8(m_current.header[1]);
     const int p3 = quint8(m_current.header[4]);
+    if (m_procedureByte >= 0) {
+        // Nothing the protocol knows: the command goes no further.
+        send(QByteArray(m_nulls, char(NullByte)) + char(m_procedureByte));
+        return;
+    }
 
     bool classKnown = false;
     bool insKnown = false;
@@ -567,10 +584,13 @@ void SimSmartCard::serveRead(Channel &, const SimSyscalls::Call &call)
 
 void SimSmartCard::serveWrite(Channel &, const SimSyscalls::Call &call)
 {
-    if (!m_present || !m_powered) {
+    if (!m_present || !m_powered || m_failWriteAfter == 0) {
+        m_failWriteAfter = -1;
         finishCall(call, -1, EIO);
         return;
     }
+    if (m_failWriteAfter > 0)
+        --m_failWriteAfter;
     const QByteArray line(call.buffer, int(call.count));
     m_fromProgram.append(line);
     for (char c : line)

@@ -89,6 +89,12 @@ public:
     void setProcedure(Procedure procedure);
     void setNullBytes(int count);
     void setPtsAccepted(bool accepted);
+    // Faults: every command header is answered with `byte` (a procedure byte
+    // no card may send, 0x70-0x8F) and the command ends there; -1 ends the
+    // fault. After `after` more good writes the next write fails with EIO (a
+    // data write the interface could not get onto the line).
+    void setProcedureByte(int byte);
+    void failWrite(int after);
 
     void insertCard();
     void removeCard();
@@ -136,6 +142,8 @@ private:
     int m_currentFile = -1;
     Procedure m_procedure = Ack;
     int m_nulls = 0;
+    int m_procedureByte = -1;
+    int m_failWriteAfter = -1;
     bool m_ptsAccepted = true;
     bool m_present = true;
     bool m_powered = false;

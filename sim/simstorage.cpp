@@ -18,6 +18,7 @@
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace {
@@ -143,7 +144,10 @@ bool copyTree(const QString &from, const QString &to)
     for (const QFileInfo &entry :
          source.entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)) {
         const QString target = QDir(to).filePath(entry.fileName());
-        if (entry.isDir() && !entry.isSymLink())
+        struct stat st;
+        if (::lstat(QFile::encodeName(entry.filePath()).constData(), &st) == 0 && S_ISCHR(st.st_mode))
+            ok = ::mknod(QFile::encodeName(target).constData(), st.st_mode, st.st_rdev) == 0 && ok;
+        else if (entry.isDir() && !entry.isSymLink())
             ok = copyTree(entry.filePath(), target) && ok;
         else
             ok = QFile::copy(entry.filePath(), target) && ok;
@@ -352,7 +356,22 @@ QString SimStorage::insert(const QString &diskNode, const QString &partitionNode
     m.partition = partitionNode;
     m.what = medium;
     const bool real = m_backing == Automatic && realMountsPossible(&why);
-    if (!medium.image.isEmpty() && !QFileInfo(medium.image).isDir()) {
+    QString nodeError;
+    if (!medium.lostFiles.isEmpty()) {
+        // The image with a null device under each lost name.
+        m.what.image = m_private.filePath(QStringLiteral("image-%1").arg(m.id));
+        QDir().mkpath(m.what.image);
+        if (!medium.image.isEmpty())
+            copyTree(medium.image, m.what.image);
+        for (const QString &name : medium.lostFiles) {
+            const QByteArray node = QFile::encodeName(QDir(m.what.image).filePath(name));
+            if (::mknod(node.constData(), S_IFCHR | 0666, makedev(1, 3)) != 0)
+                nodeError = QStringLiteral("lost files need root (%1)").arg(QString::fromLocal8Bit(strerror(errno)));
+        }
+    }
+    if (!nodeError.isEmpty()) {
+        why = nodeError;
+    } else if (!medium.image.isEmpty() && !QFileInfo(medium.image).isDir()) {
         why = QStringLiteral("the image folder %1 does not exist").arg(medium.image);
     } else if (!real && medium.fault == SimMedium::Full) {
         why = QStringLiteral("a full medium needs real loop mounts (%1)")
@@ -363,7 +382,7 @@ QString SimStorage::insert(const QString &diskNode, const QString &partitionNode
     } else {
         why.clear();
         m.folder = m_private.filePath(QStringLiteral("medium-%1").arg(m.id));
-        if (!QDir().mkpath(m.folder) || (!medium.image.isEmpty() && !copyTree(medium.image, m.folder)))
+        if (!QDir().mkpath(m.folder) || (!m.what.image.isEmpty() && !copyTree(m.what.image, m.folder)))
             why = QStringLiteral("cannot copy %1 onto the medium").arg(medium.image);
     }
     if (!why.isEmpty()) {
@@ -432,6 +451,57 @@ void SimStorage::release(Medium &medium)
         setTreeReadOnly(medium.folder, false);
         QDir(medium.folder).removeRecursively();
     }
+}
+
+void SimStorage::failUnmount(int err)
+{
+    QMutexLocker lock(&m_mutex);
+    m_unmountError = err;
+}
+
+namespace {
+void readTree(const QString &root, const QString &dir, QMap<QString, QByteArray> *out)
+{
+    const QDir::Filters filter = QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System;
+    for (const QFileInfo &entry : QDir(dir).entryInfoList(filter)) {
+        if (entry.isDir() && !entry.isSymLink()) {
+            readTree(root, entry.filePath(), out);
+            continue;
+        }
+        QFile f(entry.filePath());
+        const bool isFile = entry.isFile() && f.open(QIODevice::ReadOnly);
+        out->insert(QDir(root).relativeFilePath(entry.filePath()), isFile ? f.readAll() : QByteArray());
+    }
+}
+}
+
+QMap<QString, QByteArray> SimStorage::contents(const QString &partitionNode)
+{
+    QMutexLocker lock(&m_mutex);
+    QMap<QString, QByteArray> out;
+    const Medium *medium = nullptr;
+    for (const Medium &m : m_media)
+        if (m.partition == partitionNode)
+            medium = &m;
+    if (!medium)
+        return out;
+    for (const Active &a : m_active)
+        if (a.medium == medium->id) {
+            readTree(a.target, a.target, &out);
+            return out;
+        }
+    if (!medium->real) {
+        readTree(medium->folder, medium->folder, &out);
+        return out;
+    }
+    const QString peek = m_private.filePath(QStringLiteral("peek-%1").arg(medium->id));
+    QDir().mkpath(peek);
+    const QByteArray point = QFile::encodeName(peek);
+    if (::mount(QFile::encodeName(medium->loopDevice).constData(), point.constData(), "ext3", MS_RDONLY, "") == 0) {
+        readTree(peek, peek, &out);
+        ::umount2(point.constData(), MNT_DETACH);
+    }
+    return out;
 }
 
 QList<SimStorage::Mount> SimStorage::mounts() const
@@ -612,6 +682,9 @@ bool SimStorage::serveUmount(const char *target, int *result)
     int err = 0;
     if (index < 0) {
         err = QFileInfo::exists(tgt) || QFileInfo(tgt).isSymLink() ? EINVAL : ENOENT;
+    } else if (m_unmountError) {
+        err = m_unmountError;
+        m_unmountError = 0;
     } else {
         err = unmount(m_active[index], false);
         if (!err) {

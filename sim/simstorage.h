@@ -67,6 +67,10 @@ struct SimMedium
 
     QString image; // a folder whose files the medium holds; empty: a blank medium
     Fault fault = NoFault;
+    // Names whose data the medium never keeps (worn cells): a file written
+    // under one reads back empty. Each is a null device node on the medium,
+    // so making the medium needs root.
+    QStringList lostFiles;
     Format format = Vfat;
     int sizeKiB = 8192;
 };
@@ -115,6 +119,13 @@ public:
 
     QList<Mount> mounts() const;
     QList<MountCall> mountCalls() const;
+    // The files of the medium in `partitionNode` and their contents, by path
+    // from its root, as the card holds them now: through the program's mount
+    // when there is one, else (real media) through a private read-only mount.
+    QMap<QString, QByteArray> contents(const QString &partitionNode);
+    // The next umount() of a medium fails with `err` (EBUSY: a file still
+    // open on it); the medium stays mounted.
+    void failUnmount(int err = EBUSY);
 
     bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
                     const void *data, int *result);
@@ -167,4 +178,5 @@ private:
     QList<MountCall> m_calls;
     QStringList m_tableLines; // the /proc/mounts lines written last
     int m_nextId = 1;
+    int m_unmountError = 0;
 };

@@ -27,6 +27,12 @@ int g_listener = -1;
 bool g_tried = false;
 int g_installError = 0;
 
+// TCSETS2, TCSETSW2 and TCSETSF2: the same settings in the larger termios2
+// (44 bytes), whose header cannot be included beside <termios.h>.
+const __u32 Termios2Set = _IOW('T', 0x2B, char[44]);
+const __u32 Termios2SetWait = _IOW('T', 0x2C, char[44]);
+const __u32 Termios2SetFlush = _IOW('T', 0x2D, char[44]);
+
 int seccompSyscall(unsigned int op, unsigned int flags, void *args)
 {
     return int(::syscall(__NR_seccomp, op, flags, args));
@@ -50,8 +56,9 @@ bool installFilter()
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, arch, 1, 0),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_read, 2, 0),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_write, 1, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_read, 3, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_write, 2, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_ioctl, 6, 0),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
         // The descriptor is an int: only the low word counts, and -1 (all
         // bits set) is above the range.
@@ -60,6 +67,16 @@ bool installFilter()
         BPF_JUMP(BPF_JMP | BPF_JGT | BPF_K, SimSyscalls::LastServedFd, 1, 0),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_USER_NOTIF),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        // ioctl: the requests that set line settings, on any descriptor.
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[1])),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TCSETS, 6, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TCSETSW, 5, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TCSETSF, 4, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, Termios2Set, 3, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, Termios2SetWait, 2, 0),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, Termios2SetFlush, 1, 0),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_USER_NOTIF),
     };
     sock_fprog program = {static_cast<unsigned short>(sizeof filter / sizeof filter[0]), filter};
 
@@ -122,8 +139,9 @@ void listen()
         call.id = request->id;
         call.fd = int(request->data.args[0]);
         call.isWrite = request->data.nr == __NR_write;
-        call.buffer = reinterpret_cast<char *>(request->data.args[1]);
-        call.count = size_t(request->data.args[2]);
+        call.isTermios = request->data.nr == __NR_ioctl;
+        call.buffer = reinterpret_cast<char *>(request->data.args[call.isTermios ? 2 : 1]);
+        call.count = call.isTermios ? 0 : size_t(request->data.args[2]);
 
         std::lock_guard<std::mutex> dispatch(g_dispatch);
         SimSyscalls::Handler handler;
@@ -131,7 +149,9 @@ void listen()
             std::lock_guard<std::mutex> lock(g_mutex);
             handler = g_handler;
         }
-        if (!handler)
+        if (!handler && call.isTermios)
+            sendResponse(call.id, 0, 0, SECCOMP_USER_NOTIF_FLAG_CONTINUE);
+        else if (!handler)
             sendResponse(call.id, -1, EBADF, 0);
         else if (!handler(call))
             sendResponse(call.id, 0, 0, SECCOMP_USER_NOTIF_FLAG_CONTINUE);

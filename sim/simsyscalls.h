@@ -12,8 +12,12 @@
 // later (a blocking read).
 //
 // Served descriptors lie in a reserved range of numbers that nothing else in
-// the process uses; only read() and write() on those numbers are diverted, so
-// every other call of the process runs untouched. The filter is installed once
+// the process uses; only read() and write() on those numbers are diverted.
+// Besides them the listener is shown every request that sets a terminal's
+// line settings (TCSETS and its kin), which the kernel then runs unchanged:
+// a pseudo-terminal forgets the data bits and parity the program asked for,
+// the serial line models learn them here. Every other call of the process
+// runs untouched. The filter is installed once
 // per process on first use and stays; the listener thread lives as long as the
 // process. A call that arrives while no terminal serves it fails with EBADF,
 // so a program outliving its terminal never hangs.
@@ -41,6 +45,9 @@ public:
         bool isWrite = false;
         char *buffer = nullptr; // the program's own buffer, valid until the call is answered
         size_t count = 0;
+        // A line-settings request: `buffer` is the program's termios (its
+        // c_cflag at byte 8); the handler only looks and returns false.
+        bool isTermios = false;
     };
     // Decides a call: returns true when it answered or kept it (to answer with
     // reply() later), false to let the kernel run it unchanged.

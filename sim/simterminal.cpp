@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -155,6 +156,19 @@ bool SimTerminal::serveIoctl(int fd, unsigned long request, void *arg, int *resu
 
 bool SimTerminal::serveSyscall(const SimSyscalls::Call &call)
 {
+    if (call.isTermios) {
+        quint32 cflag = 0;
+        std::memcpy(&cflag, call.buffer + 8, sizeof cflag);
+        QList<SimDevice *> devices;
+        {
+            QMutexLocker lock(&m_mutex);
+            for (const auto &d : m_devices)
+                devices << d.get();
+        }
+        for (SimDevice *d : devices)
+            d->lineSettingsSet(call.fd, cflag);
+        return false;
+    }
     SimDevice *device = ownerOf(call.fd);
     return device && device->handleServedCall(call);
 }

@@ -9,12 +9,12 @@ RunTestQuestionForm::RunTestQuestionForm(QWidget *parent)
     ui->setupUi(this);
     setWindowFlags(windowFlags() | Qt::FramelessWindowHint);
     m_timer->setObjectName(QStringLiteral("countdownTimer"));
-    connect(m_timer, SIGNAL(timeout()), this, SLOT(onTimer()));
+    connect(m_timer, &QTimer::timeout, this, &RunTestQuestionForm::onTimer);
     m_timer->setInterval(1);
     m_timer->start();
     m_remaining = StartTime;
     // Fills the time label before the first tick.
-    QTimer::singleShot(0, this, SLOT(onTimer()));
+    QTimer::singleShot(0, this, &RunTestQuestionForm::onTimer);
 }
 
 RunTestQuestionForm::~RunTestQuestionForm()

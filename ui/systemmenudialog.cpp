@@ -10,6 +10,7 @@ SystemMenuDialog::SystemMenuDialog(QWidget *parent) : QDialog(parent), ui((UiRes
 {
     ui->setupUi(this);
     setWindowFlags(windowFlags() | Qt::FramelessWindowHint);
+    // Connected by the signal's name, as the form's other buttons are.
     connect(ui->butReboot, SIGNAL(clicked()), this, SLOT(pressReboot()));
     connect(ui->butPowerDown, SIGNAL(clicked()), this, SLOT(pressPowerDown()));
     connect(ui->butExit, SIGNAL(clicked()), this, SLOT(pressExit()));

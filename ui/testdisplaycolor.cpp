@@ -17,9 +17,9 @@ TestDisplayColor::TestDisplayColor(QWidget *parent)
     colorIndex = 1;
     timer->setObjectName(QStringLiteral("colorTimer"));
     timer->setInterval(1000);
-    connect(timer, SIGNAL(timeout()), this, SLOT(timerTimeout()));
-    connect(label, SIGNAL(mousePressLeftButton()), this, SLOT(nextTest()));
-    connect(label, SIGNAL(mouseDoubleClick()), this, SLOT(stopTest()));
+    connect(timer, &QTimer::timeout, this, &TestDisplayColor::timerTimeout);
+    connect(label, &QMLabel::mousePressLeftButton, this, &TestDisplayColor::nextTest);
+    connect(label, &QMLabel::mouseDoubleClick, this, &TestDisplayColor::stopTest);
 }
 
 TestDisplayColor::~TestDisplayColor()

@@ -2,6 +2,7 @@
 
 #include "mkernel.h"
 #include "msystemroot.h"
+#include "mwait.h"
 
 #include <QString>
 
@@ -10,7 +11,6 @@
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
-#include <sys/select.h>
 #include <unistd.h>
 
 // The trace lines name the library's source as the terminal's service tools
@@ -35,15 +35,6 @@ const int DiTable[16] = {0, 1, 2, 4, 8, 16, 32, 64, 12, 20, 0, 0, 0, 0, 0, 0};
 bool readerSupports(int fi, int di)
 {
     return fi > 0 && fi <= 2048 && di > 0 && di <= 32;
-}
-
-// Waits with select() on no descriptors, as the card's timing asks for.
-void selectWait(long microseconds)
-{
-    struct timeval tv;
-    tv.tv_sec = microseconds / 1000000;
-    tv.tv_usec = microseconds % 1000000;
-    select(0, nullptr, nullptr, nullptr, &tv);
 }
 
 void printBytes(const unsigned char *bytes, int count)
@@ -95,10 +86,7 @@ void sc_ConvertString(unsigned char *bytes, int count)
 
 void sc_uDelay(unsigned int microseconds)
 {
-    struct timespec ts;
-    ts.tv_sec = microseconds / 1000000;
-    ts.tv_nsec = long(microseconds % 1000000) * 1000;
-    while (nanosleep(&ts, &ts) < 0 && errno == EINTR) {}
+    MWait::instance()->sleepMicroseconds(long(microseconds));
 }
 
 // A transfer that moved nothing gives -1, so that a short count is never
@@ -402,9 +390,9 @@ int sc_ColdReset(SC_HANDLE *handle)
     SC_TRACE_ENTER();
     sc_DeactivateCard(handle);
     sc_PowerOff(handle);
-    selectWait(10000);
+    MWait::instance()->sleepMicroseconds(10000);
     sc_PowerOn(handle);
-    selectWait(10000);
+    MWait::instance()->sleepMicroseconds(10000);
     sc_ActivateCard(handle);
     int retval = sc_ATRCheck(handle);
     if (retval != 0) {

@@ -1,10 +1,10 @@
 // The serial loopback test against the simulated terminal's serial line: a
-// loopback plug paced at the speed the worker set, or the plug's faults.
-// Every run begins with the worker's four-second settling time, so each case
-// here costs at least that; only one case makes a full pass.
+// loopback plug paced at the speed the worker set, or the line's faults. The
+// worker's sleeps are recorded, not spent; its waits on the port are real.
 #include "comthread.h"
 #include "simserialline.h"
 #include "simterminal.h"
+#include "testwaits.h"
 #include "workerprobe.h"
 
 #include <QtTest>
@@ -15,18 +15,26 @@
 namespace {
 const QString Port = QStringLiteral("/dev/ttyS1");
 const QString Finished = QStringLiteral("COMThread <run> finished.");
-// Bounds for a worker that hangs; a full pass takes about twenty seconds.
+// Bounds for a worker that hangs; a full pass takes about ten seconds.
 const int FullPassGiveUpMs = 120000;
-const int FailureGiveUpMs = 30000;
 
 QString verdict(const QString &port, bool ok)
 {
     return QStringLiteral("COMThread: COM port %1 test is %2.").arg(port, ok ? "OK" : "ERROR");
 }
 
+// The waits of one pattern at `baud` whose echo came back whole: settle,
+// send, let the echo start, then collect, pausing 400 ms after every part
+// that leaves the echo short and never after the one that completes it, up
+// to a last 300 ms of silence.
+QString patternWaits(int baud)
+{
+    return QStringLiteral("sleep 100;fd 5000 \\+;sleep %1;(fd 300 \\+;sleep 400;)*fd 300 \\+;fd 300 -;")
+        .arg(baud < 19200 ? 200 : 100);
+}
+
 // The worker's result signals, as "+" (passed) and "-" (failed), each with
-// its port and the line speed the port had when it came, taken on the
-// worker's own thread.
+// the line speed the port had when it came, taken on the worker's thread.
 class ResultRecorder
 {
 public:
@@ -50,25 +58,26 @@ private:
     QList<int> m_speeds;
 };
 
-COMThread *makeWorker(WorkerProbe &probe, const QString &port, bool withParent = false)
+struct Bench
 {
-    auto *worker = probe.create<COMThread>(nullptr, withParent);
-    worker->setCOM(port);
-    return worker;
-}
+    TestWaits waits;
+    SimTerminal sim;
+    SimSerialLine *line = sim.add<SimSerialLine>(Port, SimSerialLine::Loopback);
+    WorkerProbe probe;
+    COMThread *worker;
+    ResultRecorder recorder;
+    explicit Bench(const QString &port = Port)
+        : worker(probe.create<COMThread>()), recorder(worker, line)
+    {
+        worker->setCOM(port);
+    }
+};
 
 QByteArray ascending()
 {
     QByteArray bytes(COMThread::PatternSize, '\0');
     for (int i = 0; i < bytes.size(); ++i)
         bytes[i] = char(i);
-    return bytes;
-}
-
-QByteArray descending()
-{
-    QByteArray bytes = ascending();
-    std::reverse(bytes.begin(), bytes.end());
     return bytes;
 }
 }
@@ -79,40 +88,44 @@ class TestCOMThread : public QObject
 private slots:
     void fullPassOverEverySpeed()
     {
-        SimTerminal sim;
-        auto *line = sim.add<SimSerialLine>(Port, SimSerialLine::Loopback);
-        WorkerProbe probe;
-        auto *worker = makeWorker(probe, Port);
-        ResultRecorder recorder(worker, line);
-        worker->start();
-        QVERIFY2(probe.waitEnded(FullPassGiveUpMs), "the worker did not finish its pass");
+        Bench b;
+        b.worker->start();
+        QVERIFY2(b.probe.waitEnded(FullPassGiveUpMs), "the worker did not finish its pass");
 
         // One result per pattern, each while the port ran at its speed, then
         // the final one after the port was let go.
-        QCOMPARE(recorder.results(), QString(18, '+') + '+');
+        QCOMPARE(b.recorder.results(), QString(18, '+') + '+');
         QList<int> speeds;
-        for (const int baud : {2400, 9600, 19200, 38400, 57600, 115200})
+        QString waits = QStringLiteral("^sleep 4000;");
+        for (const int baud : {2400, 9600, 19200, 38400, 57600, 115200}) {
             speeds << baud << baud << baud;
-        QCOMPARE(recorder.speeds().mid(0, 18), speeds);
-        QCOMPARE(recorder.ports(), QVector<QString>(19, Port).toList());
-        QCOMPARE(probe.events, QStringList() << verdict(Port, true) << Finished);
-        QTRY_COMPARE(probe.logLines.filter("COMThread"), QStringList{"COMThread: COMThread created."});
+            waits += patternWaits(baud).repeated(3);
+        }
+        QCOMPARE(b.recorder.speeds().mid(0, 18), speeds);
+        QCOMPARE(b.recorder.ports(), QVector<QString>(19, Port).toList());
+        QCOMPARE(b.probe.events, QStringList() << verdict(Port, true) << Finished);
+        const QString log = b.waits.log(b.worker).join(';') + ';';
+        QVERIFY2(QRegularExpression(waits + '$').match(log).hasMatch(), qPrintable(log));
+        // The echo at 2400 baud takes a second: it came in parts.
+        QVERIFY(log.left(log.indexOf("sleep 100;", 20)).contains("sleep 400"));
 
         // Ascending, descending and a random pattern at every speed, the
         // port opened and closed once per speed.
-        const QByteArray sent = line->received();
+        const QByteArray sent = b.line->received();
         QCOMPARE(sent.size(), 18 * COMThread::PatternSize);
-        QCOMPARE(line->transmitted(), sent);
+        QCOMPARE(b.line->transmitted(), sent);
+        QByteArray descending = ascending();
+        std::reverse(descending.begin(), descending.end());
         for (int rate = 0; rate < 6; ++rate) {
             const QByteArray chunk = sent.mid(rate * 3 * COMThread::PatternSize, 3 * COMThread::PatternSize);
             QCOMPARE(chunk.left(COMThread::PatternSize), ascending());
-            QCOMPARE(chunk.mid(COMThread::PatternSize, COMThread::PatternSize), descending());
+            QCOMPARE(chunk.mid(COMThread::PatternSize, COMThread::PatternSize), descending);
         }
-        QCOMPARE(line->closes(), 6);
-        QCOMPARE(line->overruns(), 0);
+        QCOMPARE(b.line->closes(), 6);
+        QCOMPARE(b.line->overruns(), 0);
+        QCOMPARE(b.line->programFraming(), QStringLiteral("8N1"));
     }
 
-    // Ascending and descending are checked on the line in the full pass.
     void randomPattern()
     {
         // The random pattern reseeds from the milliseconds of the clock:
@@ -140,41 +153,49 @@ private slots:
         QTest::addColumn<QString>("fault");
         QTest::addColumn<QString>("results");
         QTest::addColumn<int>("bytesSent");
+        QTest::addColumn<QString>("lastWaits");
         // Nothing comes back from the first pattern at 2400 baud.
-        QTest::newRow("no plug") << "silent" << "-" << 256;
+        QTest::newRow("no plug") << "silent" << "-" << 256 << "sleep 200;fd 300 -";
         // The second pattern comes back with one byte changed.
-        QTest::newRow("changed byte") << "changed" << "+-" << 512;
-        // The first pattern comes back one byte short.
-        QTest::newRow("short echo") << "short" << "-" << 256;
+        QTest::newRow("changed byte") << "changed" << "+-" << 512 << "fd 300 +;fd 300 -";
+        // The first pattern comes back one byte short: the echo never completes.
+        QTest::newRow("short echo") << "short" << "-" << 256 << "sleep 400;fd 300 -";
+        // Two bytes more than were sent, in the silence after the echo.
+        QTest::newRow("extra bytes") << "extra" << "-" << 256 << "sleep 400;fd 300 -";
+        // The line runs at seven data bits and even parity.
+        QTest::newRow("wrong framing") << "framing" << "-" << 256 << "fd 300 +;fd 300 -";
         // The open at the first speed fails: reported at once, and again at
-        // the end.
-        QTest::newRow("open refused") << "refused" << "--" << 0;
+        // the end, after a pause.
+        QTest::newRow("open refused") << "refused" << "--" << 0 << "sleep 4000;sleep 500";
     }
     void failures()
     {
         QFETCH(QString, fault);
         QFETCH(QString, results);
         QFETCH(int, bytesSent);
-        SimTerminal sim;
-        auto *line = sim.add<SimSerialLine>(Port, SimSerialLine::Loopback);
+        QFETCH(QString, lastWaits);
+        Bench b;
         if (fault == "silent")
-            line->setBehaviour(SimSerialLine::Silent);
+            b.line->setBehaviour(SimSerialLine::Silent);
         else if (fault == "changed")
-            line->changeEchoByte(256 + 100);
+            b.line->changeEchoByte(256 + 100);
         else if (fault == "short")
-            line->loseEchoBytes(255, 1);
+            b.line->loseEchoBytes(255, 1);
+        else if (fault == "extra")
+            b.line->addEchoBytes(256, QByteArray::fromHex("00ff"));
+        else if (fault == "framing")
+            b.line->setFraming(7, 'E', 1);
         else
-            line->setOpenRefused(true);
-        WorkerProbe probe;
-        auto *worker = makeWorker(probe, Port);
-        ResultRecorder recorder(worker, line);
-        worker->start();
-        QVERIFY2(probe.waitEnded(FailureGiveUpMs), "the worker did not finish");
+            b.line->setOpenRefused(true);
+        b.worker->start();
+        QVERIFY2(b.probe.waitEnded(30000), "the worker did not finish");
 
-        QCOMPARE(recorder.results(), results);
-        QCOMPARE(probe.events, QStringList() << verdict(Port, false) << Finished);
-        QCOMPARE(line->received().size(), bytesSent);
-        QVERIFY(line->received().startsWith(ascending().left(bytesSent)));
+        QCOMPARE(b.recorder.results(), results);
+        QCOMPARE(b.probe.events, QStringList() << verdict(Port, false) << Finished);
+        QCOMPARE(b.line->received().size(), bytesSent);
+        QVERIFY(b.line->received().startsWith(ascending().left(bytesSent)));
+        const QStringList log = b.waits.log(b.worker);
+        QCOMPARE(log.mid(log.size() - 2).join(';'), lastWaits);
     }
 
     void badPortHasNoResult_data()
@@ -186,62 +207,49 @@ private slots:
     void badPortHasNoResult()
     {
         QFETCH(QString, port);
-        SimTerminal sim;
-        sim.add<SimSerialLine>(Port, SimSerialLine::Loopback)->setPresent(false);
-        WorkerProbe probe;
-        auto *worker = makeWorker(probe, port);
-        ResultRecorder recorder(worker, nullptr);
-        worker->start();
-        QVERIFY(probe.waitEnded());
-        QCOMPARE(probe.events, QStringList() << "COMThread: Bad port number " + port << Finished);
-        QCOMPARE(recorder.results(), QString());
+        Bench b(port);
+        b.line->setPresent(false);
+        b.worker->start();
+        QVERIFY(b.probe.waitEnded());
+        QCOMPARE(b.probe.events, QStringList() << "COMThread: Bad port number " + port << Finished);
+        QCOMPARE(b.recorder.results(), QString());
+        QVERIFY(b.waits.log(b.worker).isEmpty());
     }
 
-    // A stop during the settling time is seen right after the port opened at
-    // the first speed: nothing is sent, and a stopped test is no failure. A
-    // port that will not open has failed before the stop is looked at.
-    void stopBeforeThePatterns_data()
+    // A stop is no fault of the port: during the settling time it is seen
+    // once the port is open (nothing sent); during a collection it ends the
+    // test after that pattern, whatever came back. A port that will not open
+    // has failed before the stop is looked at.
+    void stops_data()
     {
-        QTest::addColumn<int>("how");
+        QTest::addColumn<QString>("at");
         QTest::addColumn<bool>("openRefused");
-        QTest::newRow("before start") << int(WorkerProbe::StopBeforeStart) << false;
-        QTest::newRow("right after start") << int(WorkerProbe::StopRightAfterStart) << false;
-        QTest::newRow("during the settling time") << int(WorkerProbe::StopWhileRunning) << false;
-        QTest::newRow("parent destroyed") << int(WorkerProbe::DestroyParentWhileRunning) << false;
-        QTest::newRow("port refuses to open") << int(WorkerProbe::StopWhileRunning) << true;
+        QTest::addColumn<QString>("results");
+        QTest::addColumn<int>("bytesSent");
+        QTest::newRow("settling") << "sleep 4000" << false << "+" << 0;
+        QTest::newRow("settling, port refuses") << "sleep 4000" << true << "--" << 0;
+        QTest::newRow("collecting") << "fd 300 -" << false << "+" << 256;
     }
-    void stopBeforeThePatterns()
+    void stops()
     {
-        QFETCH(int, how);
+        QFETCH(QString, at);
         QFETCH(bool, openRefused);
-        SimTerminal sim;
-        auto *line = sim.add<SimSerialLine>(Port, SimSerialLine::Loopback);
-        line->setOpenRefused(openRefused);
-        WorkerProbe probe;
-        auto *worker = makeWorker(probe, Port, how == WorkerProbe::DestroyParentWhileRunning);
-        ResultRecorder recorder(worker, line);
-        QVERIFY(probe.startAndStop(WorkerProbe::Stop(how), [&] { return worker->isRunning(); }));
-        QTRY_COMPARE(probe.events, QStringList() << verdict(Port, !openRefused) << Finished);
-        QCOMPARE(recorder.results(), QString(openRefused ? "--" : "+"));
-        QCOMPARE(line->received(), QByteArray());
-        QTRY_COMPARE(probe.logLines.filter("COMThread"),
+        QFETCH(QString, results);
+        QFETCH(int, bytesSent);
+        Bench b;
+        b.line->setOpenRefused(openRefused);
+        b.line->setBehaviour(SimSerialLine::Silent);
+        b.waits.onWait(b.worker, [&](const QString &entry, int) {
+            if (entry == at)
+                b.worker->exitThread();
+        });
+        b.worker->start();
+        QVERIFY(b.probe.waitEnded());
+        QCOMPARE(b.probe.events, QStringList() << verdict(Port, !openRefused) << Finished);
+        QCOMPARE(b.recorder.results(), results);
+        QCOMPARE(b.line->received().size(), bytesSent);
+        QTRY_COMPARE(b.probe.logLines.filter("COMThread"),
                      QStringList({"COMThread: COMThread created.", "COMThread: COMThread shutdown start."}));
-    }
-
-    // A stop while an echo is collected ends the test after that pattern,
-    // whatever came back: the operator's stop is no fault of the port.
-    void stopWhileCollecting()
-    {
-        SimTerminal sim;
-        auto *line = sim.add<SimSerialLine>(Port, SimSerialLine::Silent);
-        WorkerProbe probe;
-        auto *worker = makeWorker(probe, Port);
-        ResultRecorder recorder(worker, line);
-        QVERIFY(probe.startAndStop(WorkerProbe::StopWhileRunning,
-                                   [&] { return line->received().size() == COMThread::PatternSize; }));
-        QCOMPARE(probe.events, QStringList() << verdict(Port, true) << Finished);
-        QCOMPARE(recorder.results(), QStringLiteral("+"));
-        QCOMPARE(line->received().size(), COMThread::PatternSize);
     }
 };
 

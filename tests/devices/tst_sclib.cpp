@@ -5,6 +5,7 @@
 #include "sc_lib.h"
 #include "simsmartcard.h"
 #include "simterminal.h"
+#include "testwaits.h"
 
 #include <QtTest>
 
@@ -35,14 +36,6 @@ QByteArray bytes(const unsigned char *p, int n)
     return QByteArray(reinterpret_cast<const char *>(p), n);
 }
 
-// The driver requests that bring the card up, without the state queries.
-QStringList powerCalls(const SimSmartCard *card)
-{
-    QStringList calls = card->driverCalls();
-    calls.removeAll(QStringLiteral("get-state"));
-    calls.removeAll(QStringLiteral("clear-fifo"));
-    return calls;
-}
 
 struct Slot
 {
@@ -323,15 +316,85 @@ private slots:
         QCOMPARE(sc_GetChallenge4(&slot.h, reply), 6);
     }
 
+    // The driver requests and the waits between them, in order.
     void coldResetOrder()
     {
         Slot slot;
-        QVERIFY(slot.ready());
-        QCOMPARE(powerCalls(slot.card), (QStringList{"deactivate", "power-off", "power-on", "activate", "set-para"}));
+        QVERIFY(slot.open());
+        TestWaits waits;
+        QStringList timeline;
+        int seen = 0;
+        const auto catchUp = [&] {
+            const QStringList calls = slot.card->driverCalls();
+            timeline << calls.mid(seen);
+            seen = calls.size();
+        };
+        waits.onWait(QThread::currentThread(), [&](const QString &entry, int) { catchUp(), timeline << entry; });
+        QCOMPARE(sc_ColdReset(&slot.h), 0);
+        catchUp();
+        QCOMPARE(timeline, (QStringList{"deactivate", "power-off", "us 10000", "power-on", "us 10000", "activate",
+                                        "set-para"}));
         // A warm reset reads the answer again without touching the power.
         slot.card->clearDriverCalls();
         QCOMPARE(sc_WarmReset(&slot.h), 0);
-        QCOMPARE(powerCalls(slot.card), (QStringList{"warm-reset", "set-para"}));
+        QCOMPARE(slot.card->driverCalls(), (QStringList{"warm-reset", "set-para"}));
+    }
+
+    // The T=0 exchange's timing: 2 us after each procedure byte and before
+    // a read of data, 200 us before data is sent, 2 us before SW2 and 200 us
+    // after it. The input is cleared before the header goes out.
+    void exchangeWaits_data()
+    {
+        QTest::addColumn<ScCall>("call");
+        QTest::addColumn<QStringList>("waits");
+        QTest::newRow("data from the card") << CALL(sc_GetChallenge8(h, reply))
+                                            << QStringList{"us 2", "us 2", "us 2", "us 2", "us 200"};
+        QTest::newRow("data to the card") << CALL(sc_IssueInvoice(h, block(1), reply))
+                                          << QStringList{"us 2", "us 200", "us 2", "us 2", "us 200"};
+    }
+    void exchangeWaits()
+    {
+        QFETCH(ScCall, call);
+        Slot slot;
+        QVERIFY(slot.ready());
+        slot.card->clearDriverCalls();
+        TestWaits waits;
+        unsigned char reply[SC_MAX_RESPONSE] = {};
+        QVERIFY(call(&slot.h, reply) > 0);
+        QTEST(waits.log(), "waits");
+        QCOMPARE(slot.card->driverCalls(), (QStringList{"get-state", "clear-fifo"}));
+    }
+
+    // What the transport makes of a card or an interface that fails it.
+    void transportFaults_data()
+    {
+        QTest::addColumn<int>("procedureByte");
+        QTest::addColumn<int>("failWriteAfter");
+        QTest::addColumn<int>("result");
+        QTest::newRow("procedure byte 70") << 0x70 << -1 << int(SC_ERR_READ);
+        QTest::newRow("procedure byte 8F") << 0x8F << -1 << int(SC_ERR_READ);
+        QTest::newRow("procedure byte 00") << 0x00 << -1 << int(SC_ERR_READ);
+        QTest::newRow("header write fails") << -1 << 0 << int(SC_ERR_WRITE);
+        QTest::newRow("data write fails") << -1 << 1 << int(SC_ERR_WRITE);
+    }
+    void transportFaults()
+    {
+        QFETCH(int, procedureByte);
+        QFETCH(int, failWriteAfter);
+        QFETCH(int, result);
+        Slot slot;
+        QVERIFY(slot.ready());
+        slot.card->setProcedureByte(procedureByte);
+        slot.card->failWrite(failWriteAfter);
+        const QByteArray apdu = QByteArray::fromHex("c0f200002c") + blockBytes(1, 44);
+        unsigned char reply[SC_MAX_RESPONSE] = {};
+        int count = -1;
+        QCOMPARE(sc_SendCommand(&slot.h, reinterpret_cast<const unsigned char *>(apdu.constData()), apdu.size(),
+                                reply, &count),
+                 result);
+        // The card took no data.
+        for (const auto &e : slot.card->exchanges())
+            QVERIFY(e.data.isEmpty());
     }
 
     void ptsRefused()
@@ -341,7 +404,7 @@ private slots:
         slot.card->setPtsAccepted(false);
         QVERIFY(slot.open());
         QCOMPARE(sc_ColdReset(&slot.h), int(SC_ERR_READ));
-        QVERIFY(!powerCalls(slot.card).contains("set-para"));
+        QVERIFY(!slot.card->driverCalls().contains("set-para"));
     }
 
     // The card leaves the slot after the program has read this many bytes of

@@ -1,6 +1,11 @@
+// The customer display test on the simulated display. The worker's waits are
+// recorded, not spent, and woven into the display's journal in the order
+// they came (the display answers each write while the worker waits for it),
+// so each case checks bytes, requests and waits in one sequence.
 #include "drivers/lcd.h"
 #include "simcustomerdisplay.h"
 #include "simterminal.h"
+#include "testwaits.h"
 #include "vfddisplaythread.h"
 #include "workerprobe.h"
 
@@ -10,7 +15,6 @@
 
 namespace {
 const QString Initialise = QStringLiteral("write 1b4000");
-const QString SetMode = QStringLiteral("write 1f4000");
 const QString Clear = QStringLiteral("write 0c");
 const QStringList Closing = {QStringLiteral("VFD: Thread customer end."),
                              QStringLiteral("VFDDisplayThread <run> finished.")};
@@ -20,39 +24,27 @@ QString writeOf(int byte)
     return QStringLiteral("write %1").arg(byte, 2, 16, QLatin1Char('0'));
 }
 
-// What the display must see from a worker at contrast 5 on a panel of
-// `perScreen` characters (0: one whose size is unknown), entry by entry, as
-// far as `entries` entries.
-QStringList expectedJournal(int perScreen, int entries, bool geometryFails = false)
+// What a worker at contrast 5 must do on a panel of `perScreen` characters
+// (0: one whose size is unknown): display entries and waits, as far as
+// `entries` of them.
+QStringList expected(int perScreen, int entries, bool geometryFails = false)
 {
     const QString failed = geometryFails ? QStringLiteral(" failed") : QString();
     QStringList j = {QStringLiteral("light 1"), "row dots" + failed, "col dots" + failed, Initialise,
-                     QStringLiteral("write 1b5206"), SetMode};
+                     QStringLiteral("write 1b5206"), QStringLiteral("write 1f4000"), QStringLiteral("sleep 500")};
     const QStringList contrast = {QStringLiteral("write 1f5805"), QStringLiteral("contrast 5")};
     for (int reverse = 0; j.size() < entries; reverse ^= 1) {
         j << Initialise << QStringLiteral("write 1f72%1").arg(reverse, 2, 10, QLatin1Char('0'))
-          << QStringLiteral("light 1") << contrast;
+          << QStringLiteral("light 1") << contrast << QStringLiteral("sleep 500");
         int code = 32;
         while (code < 255 && j.size() < entries) {
             j << Clear;
             for (int n = 0; n < perScreen && code < 255; ++n)
-                j << writeOf(code++);
-            j << contrast;
+                j << QStringLiteral("sleep 100") << writeOf(code++);
+            j << contrast << TestWaits::times(4, QStringLiteral("sleep 100"));
         }
     }
     return j.mid(0, entries);
-}
-
-// Stops `worker` from inside the display's driver when it makes the
-// `occurrence`-th entry for which `match` holds: the worker is then between
-// two of its own steps, and the next wait must end it.
-void stopAt(SimCustomerDisplay *display, VFDDisplayThread *worker, std::function<bool(const QString &)> match,
-            int occurrence = 1)
-{
-    display->setEntryHook([=, seen = 0](const QString &entry, int) mutable {
-        if (match(entry) && ++seen == occurrence)
-            worker->exitThread();
-    });
 }
 
 bool isCharacter(const QString &entry)
@@ -66,6 +58,46 @@ QStringList opening(int rows, int cols, int rowDots, int colDots)
             QStringLiteral("VFD: Dots: row=%1, col=%2.").arg(rowDots).arg(colDots),
             QStringLiteral("VFD: Symb: row=%1, col=%2.").arg(rows).arg(cols)};
 }
+
+// A display and a worker whose waits and display entries land in one
+// timeline; the worker is stopped from inside the display's driver at the
+// `occurrence`-th entry that `stopAt` matches, so its next wait ends it.
+struct Bench
+{
+    SimTerminal sim;
+    SimCustomerDisplay *display = sim.add<SimCustomerDisplay>();
+    TestWaits waits;
+    WorkerProbe probe;
+    VFDDisplayThread *worker = probe.create<VFDDisplayThread>();
+    QMutex mutex;
+    QStringList timeline;
+
+    void stopAt(std::function<bool(const QString &)> match, int occurrence,
+                std::function<void(const QString &)> also = nullptr)
+    {
+        display->setEntryHook([=, seen = 0](const QString &entry, int) mutable {
+            note(entry);
+            if (also)
+                also(entry);
+            if (match(entry) && ++seen == occurrence)
+                worker->exitThread();
+        });
+        waits.onWait(worker, [this](const QString &entry, int) { note(entry); });
+    }
+    void note(const QString &entry)
+    {
+        QMutexLocker lock(&mutex);
+        timeline << entry;
+    }
+    QStringList run()
+    {
+        worker->start();
+        if (!probe.waitEnded())
+            return {QStringLiteral("the worker did not end")};
+        QMutexLocker lock(&mutex);
+        return timeline;
+    }
+};
 }
 
 class TestVFDDisplayThread : public QObject
@@ -85,7 +117,6 @@ private slots:
         QTest::newRow("161 column dots") << 32 << 161 << 2 << 21 << 43;
         QTest::newRow("a row and a half") << 31 << 160 << 1 << 20 << 21;
         QTest::newRow("one cell") << 16 << 8 << 1 << 1 << 3;
-        // In the middle of a screen.
         QTest::newRow("stop mid-screen") << 32 << 160 << 2 << 20 << 5;
     }
     void screens()
@@ -95,47 +126,39 @@ private slots:
         QFETCH(int, rows);
         QFETCH(int, cols);
         QFETCH(int, stopAtCharacter);
-        SimTerminal sim;
-        auto *display = sim.add<SimCustomerDisplay>();
-        display->setDots(rowDots, colDots);
-        WorkerProbe probe;
-        auto *worker = probe.create<VFDDisplayThread>();
-        stopAt(display, worker, isCharacter, stopAtCharacter);
-        worker->start();
-        QVERIFY(probe.waitEnded(30000));
-
+        Bench b;
+        b.display->setDots(rowDots, colDots);
+        b.stopAt(isCharacter, stopAtCharacter);
+        const QStringList timeline = b.run();
         // Nothing after the character that came with the stop: the worker's
         // next step was a wait, and the stop ended it there.
-        const QStringList journal = display->journal();
-        QCOMPARE(journal, expectedJournal(rows * cols, journal.size()));
-        QCOMPARE(journal.last(), writeOf(32 + stopAtCharacter - 1));
-        QCOMPARE(display->characterCount(), stopAtCharacter);
-        QCOMPARE(display->unknownBytes(), 0);
-        QCOMPARE(probe.events, opening(rows, cols, rowDots, colDots) << Closing);
-        QCOMPARE(display->openHandles(), 0);
+        QCOMPARE(timeline, expected(rows * cols, timeline.size()));
+        QCOMPARE(timeline.last(), writeOf(32 + stopAtCharacter - 1));
+        QCOMPARE(b.display->characterCount(), stopAtCharacter);
+        QCOMPARE(b.display->unknownBytes(), 0);
+        QCOMPARE(b.probe.events, opening(rows, cols, rowDots, colDots) << Closing);
+        QCOMPARE(b.display->openHandles(), 0);
     }
 
     void wholePasses()
     {
         // Codes 32 to 254 on a 20 by 2 panel: six screens, the last one of 23;
         // the next pass is in reverse video and starts again at 32.
-        SimTerminal sim;
-        auto *display = sim.add<SimCustomerDisplay>();
-        WorkerProbe probe;
-        auto *worker = probe.create<VFDDisplayThread>();
-        stopAt(display, worker, isCharacter, 223 + 21);
-        worker->start();
-        QVERIFY(probe.waitEnded(120000));
-        const QStringList journal = display->journal();
-        QCOMPARE(journal, expectedJournal(40, journal.size()));
-        QCOMPARE(journal.count(Clear), 6 + 1);
-        QVERIFY(!journal.contains(writeOf(255)));
-        QCOMPARE(journal.count(QStringLiteral("write 1f7201")), 1);
+        Bench b;
+        b.stopAt(isCharacter, 223 + 21);
+        const QStringList timeline = b.run();
+        QCOMPARE(timeline, expected(40, timeline.size()));
+        QCOMPARE(timeline.count(Clear), 6 + 1);
+        QVERIFY(!timeline.contains(writeOf(255)));
+        QCOMPARE(timeline.count(QStringLiteral("write 1f7201")), 1);
         // The second pass's first row, in reverse video, over the cleared panel.
-        QCOMPARE(display->textLines(), QStringList() << " !\"#$%&'()*+,-./0123" << "4" + QString(19, ' '));
-        const QVector<bool> reverse = display->reverseCells();
+        QCOMPARE(b.display->textLines(), QStringList() << " !\"#$%&'()*+,-./0123" << "4" + QString(19, ' '));
+        const QVector<bool> reverse = b.display->reverseCells();
         QCOMPARE(reverse.count(true), 21);
         QVERIFY(reverse.first() && reverse.at(20) && !reverse.at(21));
+        QTRY_COMPARE(b.probe.logLines.filter("VFDDisplayThread"),
+                     QStringList() << "VFDDisplayThread: VFDDisplayThread created."
+                                   << "VFDDisplayThread: VFDDisplayThread shutdown start.");
     }
 
     void unknownGeometry_data()
@@ -151,104 +174,52 @@ private slots:
         // contrast, until the stop.
         QFETCH(bool, rowFails);
         QFETCH(bool, colFails);
-        SimTerminal sim;
-        auto *display = sim.add<SimCustomerDisplay>();
-        display->setRequestFails(VFD_IOCTL_GET_ROW_DOTS, rowFails);
-        display->setRequestFails(VFD_IOCTL_GET_COL_DOTS, colFails);
-        WorkerProbe probe;
-        auto *worker = probe.create<VFDDisplayThread>();
-        stopAt(display, worker, [](const QString &e) { return e == Clear; }, 4);
-        worker->start();
-        QVERIFY(probe.waitEnded(30000));
-        // Ends with the fourth clear: the stop came with it, and nothing more
-        // is sent once the worker sees it.
-        QStringList expected = expectedJournal(0, 21, true);
+        Bench b;
+        b.display->setRequestFails(VFD_IOCTL_GET_ROW_DOTS, rowFails);
+        b.display->setRequestFails(VFD_IOCTL_GET_COL_DOTS, colFails);
+        b.stopAt([](const QString &e) { return e == Clear; }, 4);
+        const QStringList timeline = b.run();
+        // Ends with the fourth clear: the stop came with it.
+        QStringList want = expected(0, 100, true);
+        for (int i = 0, clears = 0; i < want.size(); ++i)
+            if (want[i] == Clear && ++clears == 4)
+                want = want.mid(0, i + 1);
         if (!rowFails)
-            expected[1] = "row dots";
+            want[1] = "row dots";
         if (!colFails)
-            expected[2] = "col dots";
-        QCOMPARE(display->journal(), expected);
-        QCOMPARE(display->characterCount(), 0);
+            want[2] = "col dots";
+        QCOMPARE(timeline, want);
+        QCOMPARE(b.display->characterCount(), 0);
         const int rowDots = rowFails ? 0 : 32;
         const int colDots = colFails ? 0 : 160;
-        QCOMPARE(probe.events, opening(rowDots / 16, (colDots + 7) / 8, rowDots, colDots) << Closing);
+        QCOMPARE(b.probe.events, opening(rowDots / 16, (colDots + 7) / 8, rowDots, colDots) << Closing);
     }
 
     void failingLightAndContrast()
     {
         // Reported on every use, and the test goes on; a new contrast level
         // takes effect with the next screen.
-        SimTerminal sim;
-        auto *display = sim.add<SimCustomerDisplay>();
-        display->setDots(16, 8);
-        display->setRequestFails(VFD_IOCTL_LIGHT);
-        display->setRequestFails(VFD_IOCTL_CONTRAST);
-        WorkerProbe probe;
-        auto *worker = probe.create<VFDDisplayThread>();
-        display->setEntryHook([worker, characters = 0](const QString &entry, int) mutable {
-            if (!isCharacter(entry))
-                return;
-            if (++characters == 1)
-                QMetaObject::invokeMethod(worker, "setContrast", Qt::DirectConnection, Q_ARG(int, 12));
-            else if (characters == 3)
-                worker->exitThread();
+        Bench b;
+        b.display->setDots(16, 8);
+        b.display->setRequestFails(VFD_IOCTL_LIGHT);
+        b.display->setRequestFails(VFD_IOCTL_CONTRAST);
+        b.stopAt(isCharacter, 3, [&b, characters = 0](const QString &entry) mutable {
+            if (isCharacter(entry) && ++characters == 1)
+                QMetaObject::invokeMethod(b.worker, "setContrast", Qt::DirectConnection, Q_ARG(int, 12));
         });
-        worker->start();
-        QVERIFY(probe.waitEnded(30000));
+        b.run();
         const QString lightError = QStringLiteral("VFD: Set light error.");
-        QCOMPARE(probe.events, QStringList() << "VFD: Open customer display OK." << lightError << "VFD: Light On."
-                                             << "VFD: Dots: row=16, col=8." << "VFD: Symb: row=1, col=1."
-                                             << lightError << "VFD: Set contrast error (contrast = 5)."
-                                             << "VFD: Set contrast error (contrast = 12)."
-                                             << "VFD: Set contrast error (contrast = 12)." << Closing);
-        const QStringList journal = display->journal();
+        QCOMPARE(b.probe.events, QStringList() << "VFD: Open customer display OK." << lightError << "VFD: Light On."
+                                               << "VFD: Dots: row=16, col=8." << "VFD: Symb: row=1, col=1."
+                                               << lightError << "VFD: Set contrast error (contrast = 5)."
+                                               << "VFD: Set contrast error (contrast = 12)."
+                                               << "VFD: Set contrast error (contrast = 12)." << Closing);
+        const QStringList journal = b.display->journal();
         QCOMPARE(journal.count("light 1 failed"), 2);
         QCOMPARE(journal.mid(journal.indexOf(writeOf(32))),
                  QStringList() << writeOf(32) << "write 1f580c" << "contrast 12 failed" << Clear << writeOf(33)
                                << "write 1f580c" << "contrast 12 failed" << Clear << writeOf(34));
-        QCOMPARE(display->contrastCommand(), 12);
-    }
-
-    void stops_data()
-    {
-        QTest::addColumn<int>("how");
-        QTest::addColumn<QString>("atEntry");
-        QTest::addColumn<int>("entries");
-        const int hook = -1;
-        // Before the first wait the worker has lit the panel, asked its size
-        // and set it up; nothing more.
-        QTest::newRow("before start") << int(WorkerProbe::StopBeforeStart) << QString() << 6;
-        QTest::newRow("right after start") << int(WorkerProbe::StopRightAfterStart) << QString() << 6;
-        QTest::newRow("before the first wait") << hook << SetMode << 6;
-        QTest::newRow("before a pass's wait") << hook << "contrast 5" << 11;
-        QTest::newRow("parent destroyed") << int(WorkerProbe::DestroyParentWhileRunning) << QString() << -1;
-    }
-    void stops()
-    {
-        QFETCH(int, how);
-        QFETCH(QString, atEntry);
-        QFETCH(int, entries);
-        SimTerminal sim;
-        auto *display = sim.add<SimCustomerDisplay>();
-        WorkerProbe probe;
-        auto *worker = probe.create<VFDDisplayThread>(nullptr, how == WorkerProbe::DestroyParentWhileRunning);
-        if (how < 0) {
-            stopAt(display, worker, [atEntry](const QString &e) { return e == atEntry; });
-            worker->start();
-            QVERIFY(probe.waitEnded(30000));
-        } else {
-            QVERIFY(probe.startAndStop(WorkerProbe::Stop(how), [display] { return display->characterCount() > 0; }));
-        }
-        QTRY_VERIFY(probe.events.contains("VFDDisplayThread <run> finished."));
-        const QStringList journal = display->journal();
-        if (entries >= 0)
-            QCOMPARE(journal.size(), entries);
-        QCOMPARE(journal, expectedJournal(40, journal.size()));
-        QCOMPARE(probe.events, opening(2, 20, 32, 160) << Closing);
-        QCOMPARE(display->openHandles(), 0);
-        QTRY_COMPARE(probe.logLines.filter("VFDDisplayThread"),
-                     QStringList() << "VFDDisplayThread: VFDDisplayThread created."
-                                   << "VFDDisplayThread: VFDDisplayThread shutdown start.");
+        QCOMPARE(b.display->contrastCommand(), 12);
     }
 
     void openError_data()
@@ -262,16 +233,14 @@ private slots:
     {
         QFETCH(bool, present);
         QFETCH(QString, error);
-        SimTerminal sim;
-        auto *display = sim.add<SimCustomerDisplay>();
-        display->setPresent(present);
-        display->setOpenError(EACCES);
-        WorkerProbe probe;
-        probe.create<VFDDisplayThread>()->start();
-        QVERIFY(probe.waitEnded());
-        QCOMPARE(probe.events, QStringList() << "VFD: Error open customer display [" + error + "]."
-                                             << "VFDDisplayThread <run> finished.");
-        QVERIFY(display->journal().isEmpty());
+        Bench b;
+        b.display->setPresent(present);
+        b.display->setOpenError(EACCES);
+        b.run();
+        QCOMPARE(b.probe.events, QStringList() << "VFD: Error open customer display [" + error + "]."
+                                               << "VFDDisplayThread <run> finished.");
+        QVERIFY(b.display->journal().isEmpty());
+        QVERIFY(b.waits.log(b.worker).isEmpty());
     }
 };
 

@@ -8,6 +8,7 @@
 #include "simterminal.h"
 #include "tempappdir.h"
 #include "testsupport.h"
+#include "testwaits.h"
 #include "usbsignal.h"
 
 #include <QtTest>
@@ -81,8 +82,11 @@ private slots:
         MModem modem;
         modem.port = QStringLiteral("/dev/ttyS0");
         modem.pppProgram = m_scratch.filePath(QStringLiteral("no-pppd-here"));
-        modem.waitMs = 300;
+        // 30 s each, of which the test grants 300 ms.
+        TestWaits waits;
+        waits.grant(MWait::Process, 300);
         QCOMPARE(modem.modemDial(), -1);
+        QCOMPARE(waits.log(QThread::currentThread()), QStringList({"proc 30000 -", "proc 30000 -"}));
         QCOMPARE(calls(), (QList<QStringList>{{"route", "del", "default"}}));
         QVERIFY(!modem.isLinkUp());
     }

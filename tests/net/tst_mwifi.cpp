@@ -5,6 +5,7 @@
 #include "simnetwork.h"
 #include "simterminal.h"
 #include "testsupport.h"
+#include "testwaits.h"
 
 #include <QtTest>
 
@@ -47,6 +48,7 @@ class TestMWiFi : public QObject
 private:
     std::unique_ptr<QTemporaryDir> m_dir;
     std::unique_ptr<SimTerminal> m_sim;
+    std::unique_ptr<TestWaits> m_waits;
     QByteArray m_path;
     QString m_log;
 
@@ -76,7 +78,6 @@ private:
     {
         auto *w = new MWiFi(this);
         w->setCurrentInterface(QStringLiteral("wlan0"));
-        w->setWaitTimes(50, 1);
         return w;
     }
 
@@ -89,6 +90,7 @@ private slots:
     void init()
     {
         m_dir.reset(new QTemporaryDir);
+        m_waits.reset(new TestWaits);
         m_sim.reset(new SimTerminal);
         m_sim->addPreset(SimTerminal::Board::A9);
         m_log = m_dir->filePath(QStringLiteral("calls.log"));
@@ -117,6 +119,7 @@ private slots:
                                           && !QFileInfo(QStringLiteral("/proc/%1/exe").arg(pid)).exists(),
                                       qPrintable(pid + QStringLiteral(" still runs")), 10000);
         m_sim.reset();
+        m_waits.reset();
         m_dir.reset();
     }
 
@@ -134,8 +137,9 @@ private slots:
             << QStringList{"02:00:00:00:00:01\t2412\t-50\t[WPA2-PSK-CCMP][WPA-PSK-CCMP][ESS]\t Caf\u00e9  de la  Gare "}
             << QStringList{"02:00:00:00:00:01|2412|-50|WPA2|WPA2-PSK-CCMP,WPA-PSK-CCMP,ESS|Caf\u00e9 de la Gare|0"};
         QTest::newRow("ad hoc, odd numbers")
-            << QStringList{"02:00:00:00:00:02\tx\t-9x\t[IBSS]\tpeer", "02:00:00:00:00:03\t2412\t-50\t\tnoflags"}
-            << QStringList{"02:00:00:00:00:02|0|0|IBSS|IBSS|peer|0"};
+            << QStringList{"02:00:00:00:00:02\tx\t-9x\t[IBSS]\tpeer", "02:00:00:00:00:03\t2412\t-50\t\tnoflags",
+                           "02:00:00:00:00:04\t2412\t-60\t[WEP][IBSS]\twep peer"}
+            << QStringList{"02:00:00:00:00:02|0|0|IBSS|IBSS|peer|0", "02:00:00:00:00:04|2412|-60|WEP|WEP,IBSS|wep peer|0"};
     }
     void scan()
     {
@@ -199,6 +203,14 @@ private slots:
         if (!variable.isEmpty())
             qputenv(variable.constData(), variable.endsWith("REPLY") ? "FAIL-BUSY" : "1");
         const bool fails = !message.isEmpty() || interface != QLatin1String("wlan0");
+        // The supplicant's grace time passes once it has come up, or given up.
+        m_waits->onWait(QThread::currentThread(), [this, variable](const QString &entry, int) {
+            if (entry == "events 2000")
+                QTest::qWaitFor([&] {
+                    return variable.isEmpty() ? QFile::exists(m_log + ".run/wpa_supplicant.pid")
+                                              : !calls(QStringLiteral("wpa_supplicant")).isEmpty();
+                }, 10000);
+        });
         auto *w = new MWiFi(this);
         w->setCurrentInterface(interface);
         w->apList << MAPProperty();
@@ -206,6 +218,11 @@ private slots:
         QCOMPARE(w->apList.size(), fails ? 0 : 4);
         QCOMPARE(fails ? this->programs() : this->programs().mid(0, programs.size()), programs);
         QCOMPARE(g_debug, message.isEmpty() ? QStringList() : QStringList{message});
+        // Each program is given a second; a supplicant just started, two.
+        const QStringList waits = m_waits->log(QThread::currentThread());
+        QCOMPARE(waits.filter("proc"), TestWaits::times(waits.filter("proc").size(), "proc 1000 +"));
+        QCOMPARE(waits.filter("proc").size(), programs.size() - programs.count("wpa_supplicant") + (fails ? 0 : 1));
+        QCOMPARE(waits.filter("events"), running || interface != "wlan0" ? QStringList() : QStringList{"events 2000"});
         if (!running)
             QCOMPARE(
                 calls(QStringLiteral("wpa_supplicant")),
@@ -230,6 +247,8 @@ private slots:
         QVERIFY(w->scanAP());
         QCOMPARE(w->apList.size(), found);
         QCOMPARE(calls(QStringLiteral("wpa_cli")).size(), 1 + reads);
+        // 200 ms between two reads.
+        QCOMPARE(m_waits->log(QThread::currentThread()).filter("events"), TestWaits::times(reads - 1, "events 200"));
     }
 
     void save_data()

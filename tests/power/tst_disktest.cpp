@@ -1,26 +1,20 @@
 // The disk test on the simulated terminal: cards and sticks plugged in and
-// pulled out reach it as hot-plug events through USBSignal. Media are real
-// ext3 images on loop devices where this machine allows it (root, loop
-// devices), else folders the terminal serves; each row says which ran. Once,
-// with the terminal's kernel host stepped aside, the real kernel mounts an
-// ext3 image behind the root's /dev/mmcblk0p1.
+// pulled out reach it as hot-plug events through USBSignal; what is left on a
+// card is read from the card itself after the run. The settling wait is
+// recorded, not spent.
 #include "disktest.h"
-#include "mkernel.h"
-#include "msystemroot.h"
+#include "linuxfunction.h"
 #include "simterminal.h"
+#include "testwaits.h"
 #include "usbsignal.h"
 
 #include <QtTest>
 
 #include <cerrno>
-#include <cstring>
 #include <memory>
-#include <sys/mount.h>
 #include <unistd.h>
 
-Q_DECLARE_METATYPE(SimMedium::Fault)
-Q_DECLARE_METATYPE(SimMedium::Format)
-Q_DECLARE_METATYPE(SimStorage::Backing)
+Q_DECLARE_METATYPE(SimMedium)
 
 namespace {
 
@@ -31,6 +25,8 @@ struct Results : QObject
     explicit Results(DiskTest *t)
     {
         connect(t, &DiskTest::deviceNotPresent, this, [this] { results << "deviceNotPresent"; });
+        connect(t, &DiskTest::devicePresent, this, [this] { results << "devicePresent"; });
+        connect(t, &DiskTest::mountOk, this, [this] { results << "mountOk"; });
         connect(t, &DiskTest::diskOk, this, [this] { results << "diskOk"; });
         connect(t, &DiskTest::diskError, this, [this](int c) { results << QStringLiteral("diskError(%1)").arg(c); });
         connect(t, &DiskTest::mountError, this, [this](int c) { results << QStringLiteral("mountError(%1)").arg(c); });
@@ -38,35 +34,9 @@ struct Results : QObject
     }
     void clear() { results.clear(), messages.clear(); }
     QStringList devices() const { return messages.filter(QStringLiteral("DiskTest: dev = ")); }
+    // The runs that have ended: each ends with one result other than mountOk.
+    int runs() const { return results.size() - results.count(QStringLiteral("mountOk")); }
 };
-
-// Hands every mount()/umount() to the real kernel, noting the types tried
-// and their errno.
-struct RealKernel : MKernelHost
-{
-    MKernelHost *previous;
-    QStringList types;
-    QList<int> errors;
-    RealKernel() : previous(MKernel::host()) { MKernel::setHost(this); }
-    ~RealKernel() override { MKernel::setHost(previous); }
-    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
-                    const void *data, int *result) override
-    {
-        *result = ::mount(source, target, fsType, flags, data);
-        types << QString::fromLatin1(fsType);
-        errors << (*result == 0 ? 0 : errno);
-        return true;
-    }
-};
-
-bool runTool(const QString &program, const QStringList &args, QString *out)
-{
-    QProcess p;
-    p.start(program, args);
-    const bool ok = p.waitForFinished(60000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0;
-    *out = QString::fromLocal8Bit(ok ? p.readAllStandardOutput() : p.readAllStandardError()).trimmed();
-    return ok;
-}
 
 } // namespace
 
@@ -75,6 +45,7 @@ class TestDiskTest : public QObject
     Q_OBJECT
     std::unique_ptr<SimTerminal> m_sim;
     SimStorage *m_storage = nullptr;
+    QTemporaryDir m_images;
 
     // Waits until every hot-plug event so far has reached the program (a
     // barrier interface comes and goes last).
@@ -85,8 +56,22 @@ class TestDiskTest : public QObject
         QTRY_VERIFY_WITH_TIMEOUT(removed.contains(QVariantList{"barrier0"}), 20000);
     }
 
-    // Nothing left mounted, and every mount the run made is gone again.
-    bool nothingMounted() const { return m_storage->mounts().isEmpty(); }
+    // A card image holding one file of its own.
+    QString image(const QByteArray &staleTestFile = QByteArray())
+    {
+        static int made = 0;
+        const QString dir = m_images.filePath(QString::number(++made));
+        QDir().mkpath(dir);
+        QFile own(dir + "/own.txt");
+        own.open(QIODevice::WriteOnly);
+        own.write("kept\n");
+        if (!staleTestFile.isNull()) {
+            QFile stale(dir + "/DeskTest.$$$");
+            stale.open(QIODevice::WriteOnly);
+            stale.write(staleTestFile);
+        }
+        return dir;
+    }
 
 private slots:
     void initTestCase()
@@ -102,17 +87,17 @@ private slots:
     }
 
     // Everything out, and every event of it delivered before the next test's
-    // disk test exists (a barrier interface goes last).
+    // disk test exists.
     void cleanup()
     {
-        m_storage->setBacking(SimStorage::Automatic);
         for (int slot = 0; slot < SimHotplug::CardSlots; ++slot)
             m_sim->removeCard(slot);
         m_sim->unplugUsb(1);
         deliverEvents();
     }
 
-    // Which kernel names start a run (one result) and which are ignored.
+    // Which kernel names start a run (one result) and which are ignored; an
+    // added device is given 300 ms to settle, a removed one is not.
     void names_data()
     {
         QTest::addColumn<bool>("onlySDCard");
@@ -140,10 +125,13 @@ private slots:
         DiskTest disk;
         disk.onlySDCard = onlySDCard;
         Results r(&disk);
+        TestWaits waits;
         removal ? disk.onUSBDevRemove(name) : disk.onUSBDevAdd(name);
         // Nothing is plugged in: a run ends at the missing node.
         QCOMPARE(r.results, runs ? QStringList{"deviceNotPresent"} : QStringList());
         QCOMPARE(disk.device, runs ? name : QString());
+        QCOMPARE(waits.log(QThread::currentThread()),
+                 runs && !removal ? QStringList{"events 300"} : QStringList());
         if (runs)
             QCOMPARE(r.messages, (QStringList{"DiskTest: dev = /dev/sda1", "DiskTest: device not present."}));
     }
@@ -165,20 +153,21 @@ private slots:
         DiskTest disk;
         disk.onlySDCard = onlySDCard;
         Results r(&disk);
+        TestWaits waits;
         // One after the other: a second device while the first is mounted
         // finds /sdcard busy.
         QVERIFY(m_sim->plugUsb(1, SimHotplug::UsbKind::Storage));
         deliverEvents();
-        QTRY_COMPARE_WITH_TIMEOUT(r.results.size(), devices.size() - 1, 20000);
-        QVERIFY(m_sim->insertCard(0));
-        QTRY_COMPARE_WITH_TIMEOUT(r.results.size(), devices.size(), 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(r.runs(), devices.size() - 1, 20000);
+        QVERIFY(m_sim->insertCard(0, image()));
+        QTRY_COMPARE_WITH_TIMEOUT(r.runs(), devices.size(), 20000);
         QCOMPARE(r.devices(), devices);
-        QCOMPARE(r.results.size(), devices.size());
-        QCOMPARE(r.results.count(QStringLiteral("diskOk")), devices.size());
-        QVERIFY(r.messages.contains("DiskTest: Ok."));
-        QVERIFY(nothingMounted());
+        QCOMPARE(r.results.join(' '), QStringLiteral("mountOk diskOk ").repeated(devices.size()).trimmed());
+        QCOMPARE(waits.log(QThread::currentThread()).count("events 300"), devices.size());
+        QVERIFY(m_storage->mounts().isEmpty());
         QCOMPARE(m_storage->mountCalls().last().target, QStringLiteral("/sdcard"));
-        QVERIFY(!m_sim->exists("/sdcard/DeskTest.$$$"));
+        // The card as it was: its own file, no test file left behind.
+        QCOMPARE(m_storage->contents("/dev/mmcblk0p1").keys(), QStringList{"own.txt"});
 
         // Pulled out, stick first (a run on the card's removal would fall
         // back to a stick still plugged in): removals ignore the mode.
@@ -189,58 +178,82 @@ private slots:
         QCOMPARE(r.messages.filter("device not present").size(), 2);
     }
 
-    // What a card does to the run; always unmounted after a mount.
+    // What a card does to the run. Always unmounted after a mount, and the
+    // card keeps its own files and no test file.
     void media_data()
     {
-        QTest::addColumn<SimStorage::Backing>("backing");
-        QTest::addColumn<SimMedium::Fault>("fault");
-        QTest::addColumn<SimMedium::Format>("format");
-        QTest::addColumn<QString>("result");
+        QTest::addColumn<SimMedium>("medium");
+        QTest::addColumn<QStringList>("results");
         QTest::addColumn<QString>("message");
         QTest::addColumn<QStringList>("types");
         const QStringList vfat{"vfat"}, all{"vfat", "ext3", "ntfs"};
-        for (auto backing : {SimStorage::Automatic, SimStorage::Served}) {
-            const char *b = backing == SimStorage::Served ? "served" : "real where possible";
-            auto row = [&](const char *name) -> QTestData & { return QTest::addRow("%s, %s", name, b) << backing; };
-            row("vfat") << SimMedium::NoFault << SimMedium::Vfat << "diskOk" << "DiskTest: Ok." << vfat;
-            row("ntfs") << SimMedium::NoFault << SimMedium::Ntfs << "diskOk" << "DiskTest: Ok." << all;
-            row("read-only") << SimMedium::ReadOnly << SimMedium::Vfat << "diskError(1)"
-                             << "DiskTest: fail create test file." << vfat;
-            row("no file system") << SimMedium::NoFileSystem << SimMedium::Vfat << "mountError(0)"
-                                  << "DiskTest: fail mount SD card." << all;
-            // A full card takes the file but not its data.
-            row("full") << SimMedium::Full << SimMedium::Vfat << "diskError(3)" << "DiskTest: fail write file."
-                        << vfat;
-        }
+        SimMedium m;
+        QTest::newRow("vfat") << m << QStringList{"mountOk", "diskOk"} << "DiskTest: Ok." << vfat;
+        // The test file of an earlier run that was cut short is overwritten.
+        m.image = "stale";
+        QTest::newRow("stale test file") << m << QStringList{"mountOk", "diskOk"} << "DiskTest: Ok." << vfat;
+        m = SimMedium();
+        m.format = SimMedium::Ntfs;
+        QTest::newRow("ntfs") << m << QStringList{"mountOk", "diskOk"} << "DiskTest: Ok." << all;
+        m = SimMedium();
+        m.fault = SimMedium::ReadOnly;
+        QTest::newRow("read-only") << m << QStringList{"mountOk", "diskError(1)"}
+                                   << "DiskTest: fail create test file." << vfat;
+        m.fault = SimMedium::NoFileSystem;
+        QTest::newRow("no file system") << m << QStringList{"mountError(0)"} << "DiskTest: fail mount SD card." << all;
+        // A full card takes the file but not its data.
+        m.fault = SimMedium::Full;
+        QTest::newRow("full") << m << QStringList{"mountOk", "diskError(3)"} << "DiskTest: fail write file." << vfat;
+        // A card that reads back something else than was written.
+        m.fault = SimMedium::NoFault;
+        m.lostFiles = QStringList{"DeskTest.$$$"};
+        QTest::newRow("reads back wrong") << m << QStringList{"mountOk", "diskError(3)"}
+                                          << "DiskTest: Wrong test write/read." << vfat;
     }
     void media()
     {
-        QFETCH(SimStorage::Backing, backing);
-        QFETCH(SimMedium::Fault, fault);
-        QFETCH(SimMedium::Format, format);
-        QFETCH(QString, result);
+        QFETCH(SimMedium, medium);
+        QFETCH(QStringList, results);
         QFETCH(QString, message);
         QFETCH(QStringList, types);
-        m_storage->setBacking(backing);
-        SimMedium medium;
-        medium.fault = fault;
-        medium.format = format;
-        const bool real = backing == SimStorage::Automatic && m_storage->realMountsPossible();
-        if (fault == SimMedium::Full && !real)
+        const bool real = m_storage->realMountsPossible();
+        if (medium.fault == SimMedium::Full && !real)
             QSKIP("a full card needs real loop mounts");
+        if (!medium.lostFiles.isEmpty() && ::geteuid() != 0)
+            QSKIP("a card that loses data needs root");
+        medium.image = image(medium.image == "stale" ? QByteArray("stale content, longer than the test's") : QByteArray());
         DiskTest disk;
         disk.onlySDCard = true;
         Results r(&disk);
         const int calls = m_storage->mountCalls().size();
         QVERIFY(m_sim->insertCard(1, medium));
-        qInfo("medium: %s", m_storage->isReal("/dev/mmcblk1p1") ? "real loop device" : "served folder");
-        QTRY_COMPARE_WITH_TIMEOUT(r.results, QStringList{result}, 20000);
+        QTRY_COMPARE_WITH_TIMEOUT(r.results, results, 20000);
         QVERIFY2(r.messages.contains(message), qPrintable(r.messages.join(" | ")));
         QStringList tried;
         for (const auto &call : m_storage->mountCalls().mid(calls))
             tried << call.type;
         QCOMPARE(tried, types);
-        QVERIFY(nothingMounted());
+        QVERIFY(m_storage->mounts().isEmpty());
+        if (medium.fault != SimMedium::NoFileSystem) {
+            const auto card = m_storage->contents("/dev/mmcblk1p1");
+            QCOMPARE(card.value("own.txt"), QByteArray("kept\n"));
+            QVERIFY(!card.contains("DeskTest.$$$"));
+        }
+    }
+
+    // An unmount that fails is reported and changes nothing of the result.
+    void unmountFails()
+    {
+        DiskTest disk;
+        Results r(&disk);
+        m_storage->failUnmount(EBUSY);
+        QVERIFY(m_sim->insertCard(0, image()));
+        QTRY_COMPARE_WITH_TIMEOUT(r.results, (QStringList{"mountOk", "diskOk"}), 20000);
+        QCOMPARE(r.messages.mid(r.messages.size() - 2),
+                 QStringList({"DiskTest: fail unmount /sdcard.", "DiskTest: Ok."}));
+        QCOMPARE(m_storage->mounts().size(), 1);
+        QVERIFY(!m_storage->contents("/dev/mmcblk0p1").contains("DeskTest.$$$"));
+        QVERIFY(LinuxFunction::USBUMount("/sdcard"));
     }
 
     // A second card while the first one settles: each run tests its own card.
@@ -248,80 +261,22 @@ private slots:
     {
         DiskTest disk;
         Results r(&disk);
-        QVERIFY(m_sim->insertCard(1));
-        QTRY_COMPARE_WITH_TIMEOUT(r.results.size(), 1, 20000);
+        QVERIFY(m_sim->insertCard(1, image()));
+        QTRY_COMPARE_WITH_TIMEOUT(r.runs(), 1, 20000);
         r.clear();
-        // A second event is posted once the first card's settling wait has
-        // begun (its event loop is about to block), as a queued hot-plug
-        // signal would arrive.
-        bool nested = false;
-        QMetaObject::Connection c =
-            connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, this, [&] {
-                if (!nested && QThread::currentThread()->loopLevel() == 1) {
-                    nested = true;
-                    QMetaObject::invokeMethod(&disk, "onUSBDevAdd", Qt::QueuedConnection, Q_ARG(QString, "mmcblk1p1"));
-                }
-            });
-        QVERIFY(m_sim->insertCard(0));
-        QTRY_COMPARE_WITH_TIMEOUT(r.results.size(), 2, 20000);
-        disconnect(c);
-        QVERIFY(nested);
-        QCOMPARE(r.results, (QStringList{"diskOk", "diskOk"}));
+        // The second card's event arrives during the first one's settling
+        // wait, as a queued hot-plug signal would.
+        TestWaits waits;
+        waits.onWait(QThread::currentThread(), [&](const QString &, int n) {
+            if (n == 1)
+                disk.onUSBDevAdd("mmcblk1p1");
+        });
+        QVERIFY(m_sim->insertCard(0, image()));
+        QTRY_COMPARE_WITH_TIMEOUT(r.runs(), 2, 20000);
+        QCOMPARE(r.results, (QStringList{"mountOk", "diskOk", "mountOk", "diskOk"}));
         QCOMPARE(r.devices(), (QStringList{"DiskTest: dev = /dev/mmcblk1p1", "DiskTest: dev = /dev/mmcblk0p1"}));
         QCOMPARE(disk.device, QStringLiteral("mmcblk0p1"));
-        QVERIFY(nothingMounted());
-    }
-
-    // The terminal's kernel host steps aside: an ext3 image on a real loop
-    // device behind the root's /dev/mmcblk0p1, mounted by the real kernel.
-    void realKernelExt3()
-    {
-        if (::geteuid() != 0)
-            QSKIP("real kernel path not run: mounting needs root (the served path ran above)");
-        const QStringList dirs = qEnvironmentVariable("PATH").split(':') << "/sbin" << "/usr/sbin";
-        const QString losetup = QStandardPaths::findExecutable("losetup", dirs);
-        const QString mkfs = QStandardPaths::findExecutable("mkfs.ext3", dirs);
-        if (losetup.isEmpty() || mkfs.isEmpty() || !QFile::exists("/dev/loop-control"))
-            QSKIP("real kernel path not run: no loop devices, losetup or mkfs.ext3");
-        QTemporaryDir dir;
-        const QString image = dir.filePath("card.img");
-        QVERIFY(QFile(image).open(QIODevice::WriteOnly) && QFile::resize(image, 8 * 1024 * 1024));
-        QString loop;
-        QVERIFY2(runTool(mkfs, {"-q", "-F", image}, &loop), qPrintable(loop));
-        if (!runTool(losetup, {"--find", "--show", image}, &loop))
-            QSKIP(qPrintable("real kernel path not run: " + loop));
-        struct Detach
-        {
-            QString losetup, loop, point;
-            ~Detach()
-            {
-                ::umount2(QFile::encodeName(point).constData(), MNT_DETACH);
-                QString ignored;
-                runTool(losetup, {"-d", loop}, &ignored);
-            }
-        } detach{losetup, loop, MSystemRoot::path("/sdcard")};
-        QVERIFY(QFile::link(loop, MSystemRoot::path("/dev/mmcblk0p1")));
-
-        DiskTest disk;
-        disk.device = "mmcblk0p1";
-        Results r(&disk);
-        QStringList types;
-        QList<int> errors;
-        {
-            RealKernel kernel;
-            disk.work();
-            types = kernel.types;
-            errors = kernel.errors;
-        }
-        QFile::remove(MSystemRoot::path("/dev/mmcblk0p1"));
-        if (r.results == QStringList{"mountError(0)"} && (errors.value(0) == EPERM || errors.value(0) == EACCES))
-            QSKIP("real kernel path not run: the kernel refuses mounts here");
-        qInfo("real kernel path ran: %s", qPrintable(loop));
-        QCOMPARE(r.results, QStringList{"diskOk"});
-        QCOMPARE(types, (QStringList{"vfat", "ext3"}));
-        QVERIFY2(errors[0] == ENODEV || errors[0] == EINVAL, strerror(errors[0]));
-        QCOMPARE(errors[1], 0);
-        QVERIFY(QStorageInfo(MSystemRoot::path("/sdcard")).rootPath() != MSystemRoot::path("/sdcard"));
+        QVERIFY(m_storage->mounts().isEmpty());
     }
 
     void cleanupTestCase()

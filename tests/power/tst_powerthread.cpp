@@ -3,6 +3,7 @@
 #include "powerthread.h"
 #include "simpowerkey.h"
 #include "simterminal.h"
+#include "testwaits.h"
 
 #include <QtTest>
 
@@ -123,6 +124,7 @@ void TestPowerThread::keys()
     SimTerminal sim;
     sim.addPreset(SimTerminal::Board::A9);
     auto *keys = sim.find<SimPowerKey>();
+    TestWaits waits;
     PowerThread thread;
     Watcher watcher(&thread);
     thread.start();
@@ -133,6 +135,12 @@ void TestPowerThread::keys()
     thread.exitThread();
     QTRY_COMPARE(watcher.messages.mid(1), messages + QStringList{Closed});
     QCOMPARE(watcher.states, states);
+    // The key device is watched in waits of 100 ms; the stop waits up to 5 s
+    // for the thread's end.
+    const QString log = waits.log(&thread).join(';');
+    QVERIFY2(QRegularExpression("^fd 100 [-+](;fd 100 [-+])*$").match(log).hasMatch(), qPrintable(log));
+    QVERIFY(log.contains("fd 100 +"));
+    QCOMPARE(waits.log(QThread::currentThread()), QStringList{"thread 5000 +"});
 }
 
 void TestPowerThread::stopBeforeItRuns()

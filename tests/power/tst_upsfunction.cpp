@@ -16,7 +16,7 @@ const QString GoodPower = QStringLiteral("msg:UPS: Good power! Print enable!");
 const QString AcFail = QStringLiteral("msg:UPS: Open AC fail! Please check UPS!");
 }
 
-class TstUpsFunction : public QObject
+class TestUPSFunction : public QObject
 {
     Q_OBJECT
 
@@ -247,5 +247,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TstUpsFunction)
+QTEST_GUILESS_MAIN(TestUPSFunction)
 #include "tst_upsfunction.moc"

@@ -3,6 +3,7 @@
 #include "mkernel.h"
 #include "simpowersupply.h"
 #include "simterminal.h"
+#include "testwaits.h"
 #include "usbsignal.h"
 
 #include <QMutex>
@@ -79,7 +80,7 @@ QStringList fieldsOf(const QByteArray &datagram)
 }
 }
 
-class TstUsbSignal : public QObject
+class TestUSBSignal : public QObject
 {
     Q_OBJECT
 
@@ -236,7 +237,7 @@ private slots:
             const QRegularExpressionMatch skip = QRegularExpression("SKIP   : [^\\n]*realKernel\\(\\) ([^\\n]*)").match(out);
             if (skip.hasMatch())
                 QSKIP(qPrintable(skip.captured(1)));
-            QVERIFY2(child.exitCode() == 0 && out.contains("PASS   : TstUsbSignal::realKernel()"), qPrintable(out));
+            QVERIFY2(child.exitCode() == 0 && out.contains("PASS   : TestUSBSignal::realKernel()"), qPrintable(out));
             return;
         }
         // A netlink socket bound first takes the process id as its port:
@@ -269,7 +270,22 @@ private slots:
         QVERIFY(s->wait(5000));
     }
 
-    // Last: the listener stops for good.
+    // The socket is watched in waits of 200 ms, each one that brings nothing
+    // followed by a pause of 200 ms.
+    void waits()
+    {
+        if (inNamespace())
+            return;
+        TestWaits waits;
+        QByteArray datagram;
+        QVERIFY(!deliver(SimUevent{"add", "/devices/virtual/net/ppp0", "net", {}}, &datagram).isEmpty());
+        QTRY_VERIFY(waits.log(USBSignal::instance()).contains("fd 200 -"));
+        const QString log = waits.log(USBSignal::instance()).join(';') + ';';
+        QVERIFY2(QRegularExpression("^(fd 200 -;sleep 200;|fd 200 \\+;)+$").match(log).hasMatch(), qPrintable(log));
+        QVERIFY(log.contains("fd 200 +"));
+    }
+
+    // Last: the listener stops for good, waited for at most 300 ms.
     void stop()
     {
         if (inNamespace())
@@ -277,7 +293,9 @@ private slots:
         USBSignal *s = USBSignal::instance();
         QSignalSpy finished(s, &QThread::finished);
         events.clear();
+        TestWaits waits;
         s->exitThread();
+        QCOMPARE(waits.log(QThread::currentThread()).value(0).left(11), QStringLiteral("thread 300 "));
         // The loop sees the cleared flag after one wait and one pause at most.
         QVERIFY(s->isFinished() || finished.wait(2000));
         QTRY_VERIFY(events.contains("msg:USBSignal: Socket closed."));
@@ -296,5 +314,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(TstUsbSignal)
+QTEST_GUILESS_MAIN(TestUSBSignal)
 #include "tst_usbsignal.moc"

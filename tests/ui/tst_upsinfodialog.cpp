@@ -13,7 +13,7 @@
 
 #include <memory>
 
-class TstUpsInfoDialog : public QObject
+class TestUPSInfoDialog : public QObject
 {
     Q_OBJECT
 
@@ -98,5 +98,5 @@ private slots:
     }
 };
 
-QTEST_MAIN(TstUpsInfoDialog)
+QTEST_MAIN(TestUPSInfoDialog)
 #include "tst_upsinfodialog.moc"
