@@ -15,15 +15,18 @@ standin_register() {
 }
 
 # standin_pids NAME: the registered processes of NAME that still run as NAME
-# (a process id reused by another program is not named).
+# (a process id reused by another program is not named). The kernel keeps a
+# program's name, cut to 15 bytes, in comm; shell built-ins only, as every
+# call of a client stand-in asks.
 standin_pids() {
     [ -n "${KX4_STANDIN_RUN:-}" ] && [ -f "$KX4_STANDIN_RUN/$1.pid" ] || return 0
+    want=$(printf '%.15s' "$1")
     while read -r pid; do
-        [ -r "/proc/$pid/cmdline" ] || continue
-        if tr '\0' '\n' <"/proc/$pid/cmdline" | sed 's|.*/||' | grep -qx -- "$1"; then
-            printf '%s\n' "$pid"
-        fi
+        comm=""
+        { read -r comm <"/proc/$pid/comm"; } 2>/dev/null || continue
+        [ "$comm" = "$want" ] && printf '%s\n' "$pid"
     done <"$KX4_STANDIN_RUN/$1.pid"
+    return 0
 }
 
 # standin_state: the folder where the simulated terminal keeps the state the

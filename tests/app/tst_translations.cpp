@@ -176,7 +176,8 @@ void TestTranslations::everyTextTranslated()
             problems << QStringLiteral("no translation: %1").arg(show(s));
             continue;
         }
-        const Message &m = *it;
+        // A copy: the entry goes from the hash right here.
+        const Message m = *it;
         byKey.remove(key(s));
         if (m.type == QLatin1String("unfinished") || m.translations.isEmpty() || m.translations.contains(QString())) {
             problems << QStringLiteral("unfinished: %1").arg(show(m));

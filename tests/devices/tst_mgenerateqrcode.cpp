@@ -65,6 +65,37 @@ private slots:
             }
     }
 
+    // The 24-bit picture at sizes whose rows need padding to four bytes,
+    // read back pixel by pixel by Qt's BMP reader.
+    void bmp24Pixels_data()
+    {
+        QTest::addColumn<int>("scale");
+        QTest::newRow("scale 1: 63-byte rows") << 1;
+        QTest::newRow("scale 2: 126-byte rows") << 2;
+        QTest::newRow("scale 3: 189-byte rows") << 3;
+    }
+    void bmp24Pixels()
+    {
+        QFETCH(int, scale);
+        QTemporaryDir dir;
+        MGenerateQRCode qr;
+        QVERIFY(qr.generateQRCode("KX4"));
+        QCOMPARE(qr.width(), 21);
+        const QString file = dir.filePath("code.bmp");
+        QVERIFY(qr.saveToBMP24(file, scale));
+        const int side = qr.width() * scale;
+        QCOMPARE(QFileInfo(file).size(), qint64(54 + ((side * 3 + 3) / 4 * 4) * side));
+        const QImage image(file);
+        QCOMPARE(image.size(), QSize(side, side));
+        const QByteArray modules = qr.modules();
+        for (int y = 0; y < side; ++y)
+            for (int x = 0; x < side; ++x) {
+                const bool dark = modules[(y / scale) * qr.width() + x / scale] & 1;
+                if (image.pixel(x, y) != (dark ? qRgb(0, 0, 0) : qRgb(255, 255, 255)))
+                    QFAIL(qPrintable(QString("pixel %1,%2").arg(x).arg(y)));
+            }
+    }
+
     void decodedByZbar_data()
     {
         QTest::addColumn<int>("bits");

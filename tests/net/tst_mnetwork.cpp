@@ -6,6 +6,7 @@
 #include "simterminal.h"
 #include "testroot.h"
 #include "testsupport.h"
+#include "testwaits.h"
 
 #include <QtTest>
 
@@ -114,19 +115,26 @@ private slots:
         QVERIFY(ip({"addr", "add", "192.0.2.10/24", "dev", "kx4b"}));
         QVERIFY(ip({"addr", "add", "169.254.7.7/16", "dev", "kx4b"}));
         QVERIFY(ip({"link", "set", "kx4b", "up"}));
-        QCOMPARE(MNetwork::getAllIPsToString(), QStringList{"192.0.2.10"});
+        // Only the addresses of interfaces that are up count, and the kernel
+        // tells a link's new state to its listeners a moment after ip has
+        // returned (the link watch runs deferred): wait for it.
+        QTRY_COMPARE(MNetwork::getAllIPsToString(), QStringList{"192.0.2.10"});
     }
 
     void standinIfconfig_data()
     {
         QTest::addColumn<QString>("hang");
-        QTest::newRow("answers") << "";
-        // Abandoned after a second; what it printed is judged as it stands.
-        QTest::newRow("hangs") << "30";
+        QTest::addColumn<QString>("wait");
+        QTest::newRow("answers") << "" << "proc 1000 +";
+        // Abandoned after a second; what it printed by then is judged as it
+        // stands.
+        QTest::newRow("hangs") << "30" << "proc 1000 -";
     }
     void standinIfconfig()
     {
         QFETCH(QString, hang);
+        QFETCH(QString, wait);
+        TestWaits waits;
         SimTerminal sim;
         sim.addPreset(SimTerminal::Board::A9);
         const QString log = m_dir.filePath(QStringLiteral("ifconfig.log"));
@@ -143,6 +151,7 @@ private slots:
                                              {"ifconfig", "-a", "eth0"},  {"ifconfig", "wlan0"},
                                              {"ifconfig", "-a", "wlan0"}, {"ifconfig", "-a", "wlan1"}};
         QCOMPARE(TestSupport::standinCalls(log), expected);
+        QCOMPARE(waits.log(QThread::currentThread()), TestWaits::times(6, wait));
     }
 
     void interfacesList()

@@ -268,6 +268,19 @@ private slots:
         }
     }
 
+    // A hosts file that cannot be edited fails the NetBIOS name before the
+    // Samba configuration is touched.
+    void failedHostsEdit()
+    {
+        QVERIFY(QFile::remove(hostPath(QStringLiteral("/etc/hosts"))));
+        const QByteArray config = read(ConfigPath);
+        QCOMPARE(SambaFunctions::setNetbiosName(QStringLiteral("KX4-0003")), 1);
+        QCOMPARE(read(QStringLiteral("/etc/hostname")), QByteArray("KX4-0003"));
+        QCOMPARE(read(ConfigPath), config);
+        QCOMPARE(g_commands.size(), 1);
+        QVERIFY(g_commands[0].contains("/etc/hosts"));
+    }
+
     // With the system's own paths (no root), the command is exactly the one
     // the terminal has always run; a sed of the test's own records it.
     void commandsWithoutRoot()

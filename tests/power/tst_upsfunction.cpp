@@ -124,6 +124,8 @@ private slots:
         const QStringList bad{"bad", LowPower}, good{"good", GoodPower};
         QTest::newRow("first pass at 50") << QList<int>{50} << QStringList();
         QTest::newRow("first pass at 14") << QList<int>{14} << bad;
+        // 0 % is where the monitor starts from: no change to announce, and printing stops.
+        QTest::newRow("first pass at 0") << QList<int>{0} << bad;
         QTest::newRow("14 after 15") << QList<int>{15, 14} << bad;
         QTest::newRow("15 after 14") << QList<int>{14, 15} << bad + good;
         QTest::newRow("staying above") << QList<int>{14, 15, 15, 60} << bad + good;
@@ -137,6 +139,7 @@ private slots:
         QFETCH(QStringList, gate);
         power->setCapacity(capacities.first());
         const auto ups = start();
+        QCOMPARE(events.filter("value:").size(), capacities.first() > 0 ? 1 : 0);
         for (int i = 1; i < capacities.size(); ++i) {
             power->setCapacity(capacities[i]);
             QVERIFY(waitPasses(i + 1));

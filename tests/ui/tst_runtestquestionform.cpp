@@ -5,12 +5,16 @@
 #include "adform.h"
 #include "runtestquestionform.h"
 #include "screenshot.h"
+#include "systemmenudialog.h"
+#include "testdisplaycolor.h"
 #include "waitform.h"
 
 #include <QLabel>
 #include <QPushButton>
 #include <QTimer>
 #include <QtTest>
+
+#include <memory>
 
 class TestRunTestQuestionForm : public QObject
 {
@@ -20,6 +24,8 @@ private slots:
     void answerStopsTheCountdown_data();
     void answerStopsTheCountdown();
     void minutesAndFirstFill();
+    void formTexts_data();
+    void formTexts();
     void screenshots();
 };
 
@@ -113,6 +119,53 @@ void TestRunTestQuestionForm::minutesAndFirstFill()
     // The label is filled before the first tick of the timer.
     Question q;
     QTRY_VERIFY(q.time->text().startsWith(QStringLiteral("00:19.")));
+}
+
+// The small windows' own texts, names and flags, as the forms give them
+// (deliberate oddities included).
+void TestRunTestQuestionForm::formTexts_data()
+{
+    QTest::addColumn<QString>("form");
+    QTest::addColumn<QString>("object");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("auto") << "question" << "butAutoTest" << "Auto test";
+    QTest::newRow("manual") << "question" << "butManualTest" << "Manual test";
+    QTest::newRow("time to start") << "question" << "labTimeToStart" << "Time to start:";
+    QTest::newRow("menu title") << "menu" << "" << "System menu";
+    QTest::newRow("cancel") << "menu" << "butCancel" << "Отмена";
+    QTest::newRow("kovakas") << "menu" << "butRunKOVAKas" << "Выполнить \"KOVAKas\"";
+    QTest::newRow("update local") << "menu" << "butRunSoftUpdate" << "Обновление МО - local";
+    QTest::newRow("update FTP, no blank") << "menu" << "butRunSoftUpdateFTP" << "ОбновлениеМО - FTP";
+    QTest::newRow("colour test title") << "colour" << "" << "Dialog";
+    QTest::newRow("colour test label cleared") << "colour" << "label" << "";
+}
+
+void TestRunTestQuestionForm::formTexts()
+{
+    QFETCH(QString, form);
+    QFETCH(QString, object);
+    QFETCH(QString, text);
+    std::unique_ptr<QWidget> w;
+    if (form == "question")
+        w.reset(new RunTestQuestionForm);
+    else if (form == "menu")
+        w.reset(new SystemMenuDialog);
+    else
+        w.reset(new TestDisplayColor(nullptr));
+    // Each is frameless; the colour test is a dialog without anything else.
+    QVERIFY(w->windowFlags() & Qt::FramelessWindowHint);
+    if (form == "colour") {
+        QCOMPARE(w->windowFlags(), Qt::Dialog | Qt::FramelessWindowHint);
+        QCOMPARE(w->objectName(), QStringLiteral("TestDisplayColor"));
+    }
+    if (object.isEmpty()) {
+        QCOMPARE(w->windowTitle(), text);
+        return;
+    }
+    auto *button = w->findChild<QAbstractButton *>(object);
+    auto *label = w->findChild<QLabel *>(object);
+    QVERIFY2(button || label, qPrintable(object));
+    QCOMPARE(button ? button->text() : label->text(), text);
 }
 
 void TestRunTestQuestionForm::screenshots()

@@ -23,6 +23,7 @@ private slots:
     void pressOnCoastingListStopsIt();
     void singleAxisFlingStopsAtOnce();
     void removedScrollerLeavesTheList();
+    void movedToASecondList();
     void mScrollerFollowsTheFinger();
 };
 
@@ -113,6 +114,7 @@ void TestTouchScroller::pressOnCoastingListStopsIt()
     for (int i = 1; i <= 5; ++i)
         t.move(p + QPoint(i, i)); // the fifth starts the drag
     QVERIFY(t.timer()->isActive());
+    QCOMPARE(t.timer()->interval(), 30); // one tick: 30 ms
     const int v0 = t.v(), h0 = t.h();
     t.move(p + QPoint(-35, -55)); // the content follows the finger
     QCOMPARE(t.v(), v0 + 55);
@@ -172,6 +174,34 @@ void TestTouchScroller::removedScrollerLeavesTheList()
     for (int i = 1; i <= 6; ++i)
         t.move(p + QPoint(0, -10 * i));
     t.release(p + QPoint(0, -60));
+    QCOMPARE(t.v(), 0);
+}
+
+void TestTouchScroller::movedToASecondList()
+{
+    // Served first the list of `t`, then a second one: the first is its own
+    // again (its press is no longer taken), the second scrolls.
+    TouchList t;
+    TouchScroller *scroller = t.touch.findChild<TouchScroller *>();
+    QVERIFY(scroller);
+    QListWidget second;
+    for (int i = 0; i < 300; ++i)
+        second.addItem(QStringLiteral("Other %1").arg(i));
+    second.resize(200, 300);
+    second.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&second));
+    scroller->enableTouchScrollFor(&second);
+    const QPoint p(40, 150);
+    t.press(p);
+    QCOMPARE(t.pressed.size(), 1);
+    t.release(p);
+    QWindow *w = second.windowHandle();
+    const QPoint q = second.viewport()->mapTo(&second, p);
+    QTest::mousePress(w, Qt::LeftButton, {}, q);
+    for (int i = 1; i <= 6; ++i)
+        QTest::mouseMove(w, q + QPoint(0, -10 * i));
+    QTest::mouseRelease(w, Qt::LeftButton, {}, q + QPoint(0, -60));
+    QCOMPARE(second.verticalScrollBar()->value(), 60);
     QCOMPARE(t.v(), 0);
 }
 
