@@ -191,9 +191,14 @@ void SimSerialLine::lineSettingsSet(int fd, quint32 cflag)
     QMutexLocker lock(&mutex);
     if (m_terminalDevice == 0 || ::fstat(fd, &st) != 0 || !S_ISCHR(st.st_mode) || st.st_rdev != m_terminalDevice)
         return;
+    // The kernel answers eight bits without parity whatever was set, so a
+    // program that changes one setting at a time (read, change, write) sends
+    // CS8 back: only what differs from that is the program's choice.
     const quint32 size = cflag & CSIZE;
-    m_programFraming.data = size == CS5 ? 5 : size == CS6 ? 6 : size == CS7 ? 7 : 8;
-    m_programFraming.parity = !(cflag & PARENB) ? 'N' : (cflag & PARODD) ? 'O' : 'E';
+    if (size != CS8 || (cflag & PARENB)) {
+        m_programFraming.data = size == CS5 ? 5 : size == CS6 ? 6 : size == CS7 ? 7 : 8;
+        m_programFraming.parity = !(cflag & PARENB) ? 'N' : (cflag & PARODD) ? 'O' : 'E';
+    }
     m_programFraming.stop = (cflag & CSTOPB) ? 2 : 1;
 }
 

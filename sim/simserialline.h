@@ -113,8 +113,10 @@ public:
     void setFraming(int dataBits, char parity, int stopBits);
     // The framing the program set on its side, taken from its line-settings
     // requests ("8N1" until it sets any). A pseudo-terminal itself forgets
-    // data bits and parity; the simulated terminal shows the model the
-    // requests (simsyscalls.h).
+    // data bits and parity and answers eight without parity, which a program
+    // changing one setting at a time writes back: so fewer bits or a parity,
+    // once set, stay until the line is unplugged, and a later request for
+    // eight bits without parity is not seen.
     QString programFraming() const;
     // The port cannot be opened: the pseudo-terminal is locked again, so every
     // open of the node, by the port module or through the kernel boundary,

@@ -175,6 +175,7 @@ private slots:
         // The three images, row by row, between the image switch on and off.
         QCOMPARE(b.printer->rasterRows(), imageRows());
         QCOMPARE(requestValues(b.printer, MARVO_IOCTL_PRN_IMAGE_MODE), QList<int>({1, 0}));
+        QVERIFY(b.printer->saveRollPng(QStringLiteral(QT_TESTCASE_BUILDDIR "/tests/printerroll.png")));
     }
 
     // Paper out: asked again after a second, with a beep each time, and no

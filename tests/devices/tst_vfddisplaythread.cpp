@@ -12,6 +12,7 @@
 #include <QtTest>
 
 #include <cerrno>
+#include <numeric>
 
 namespace {
 const QString Initialise = QStringLiteral("write 1b4000");
@@ -24,27 +25,34 @@ QString writeOf(int byte)
     return QStringLiteral("write %1").arg(byte, 2, 16, QLatin1Char('0'));
 }
 
-// What a worker at contrast 5 must do on a panel of `perScreen` characters
-// (0: one whose size is unknown): display entries and waits, as far as
-// `entries` of them.
-QStringList expected(int perScreen, int entries, bool geometryFails = false)
+// The start every run makes at contrast 5, up to the first screen's clear.
+const QStringList Opening = {"light 1", "row dots", "col dots", Initialise, "write 1b5206", "write 1f4000",
+                             "sleep 500", Initialise, "write 1f7200", "light 1", "write 1f5805", "contrast 5",
+                             "sleep 500", Clear};
+// After each screen: the contrast again and four short pauses, then the next clear.
+const QStringList BetweenScreens = {"write 1f5805", "contrast 5", "sleep 100", "sleep 100", "sleep 100",
+                                    "sleep 100", Clear};
+
+// How many characters each screen of `timeline` got; each must be the
+// character after the one before, 100 ms after the step before it, and
+// screens must be separated by exactly BetweenScreens.
+QList<int> screenSizes(const QStringList &timeline, int firstCode = 32)
 {
-    const QString failed = geometryFails ? QStringLiteral(" failed") : QString();
-    QStringList j = {QStringLiteral("light 1"), "row dots" + failed, "col dots" + failed, Initialise,
-                     QStringLiteral("write 1b5206"), QStringLiteral("write 1f4000"), QStringLiteral("sleep 500")};
-    const QStringList contrast = {QStringLiteral("write 1f5805"), QStringLiteral("contrast 5")};
-    for (int reverse = 0; j.size() < entries; reverse ^= 1) {
-        j << Initialise << QStringLiteral("write 1f72%1").arg(reverse, 2, 10, QLatin1Char('0'))
-          << QStringLiteral("light 1") << contrast << QStringLiteral("sleep 500");
-        int code = 32;
-        while (code < 255 && j.size() < entries) {
-            j << Clear;
-            for (int n = 0; n < perScreen && code < 255; ++n)
-                j << QStringLiteral("sleep 100") << writeOf(code++);
-            j << contrast << TestWaits::times(4, QStringLiteral("sleep 100"));
+    QList<int> sizes;
+    int at = timeline.indexOf(Clear) + 1, code = firstCode;
+    while (at > 0 && at < timeline.size()) {
+        int n = 0;
+        while (at + 1 < timeline.size() && timeline[at] == "sleep 100" && timeline[at + 1] == writeOf(code)) {
+            at += 2;
+            ++n;
+            ++code;
         }
+        sizes << n;
+        if (timeline.mid(at, BetweenScreens.size()) != BetweenScreens)
+            break;
+        at += BetweenScreens.size();
     }
-    return j.mid(0, entries);
+    return sizes;
 }
 
 bool isCharacter(const QString &entry)
@@ -130,9 +138,13 @@ private slots:
         b.display->setDots(rowDots, colDots);
         b.stopAt(isCharacter, stopAtCharacter);
         const QStringList timeline = b.run();
-        // Nothing after the character that came with the stop: the worker's
-        // next step was a wait, and the stop ended it there.
-        QCOMPARE(timeline, expected(rows * cols, timeline.size()));
+        QCOMPARE(timeline.mid(0, Opening.size()), Opening);
+        // Whole screens of rows times columns; nothing after the character
+        // that came with the stop: the worker's next step was a wait.
+        QList<int> sizes = screenSizes(timeline);
+        QCOMPARE(std::accumulate(sizes.begin(), sizes.end(), 0), stopAtCharacter);
+        sizes.removeLast();
+        QCOMPARE(sizes, QVector<int>(sizes.size(), rows * cols).toList());
         QCOMPARE(timeline.last(), writeOf(32 + stopAtCharacter - 1));
         QCOMPARE(b.display->characterCount(), stopAtCharacter);
         QCOMPARE(b.display->unknownBytes(), 0);
@@ -147,14 +159,21 @@ private slots:
         Bench b;
         b.stopAt(isCharacter, 223 + 21);
         const QStringList timeline = b.run();
-        QCOMPARE(timeline, expected(40, timeline.size()));
-        QCOMPARE(timeline.count(Clear), 6 + 1);
+        // Codes 32 to 254: five whole screens and one of 23.
+        QCOMPARE(screenSizes(timeline), QList<int>({40, 40, 40, 40, 40, 23}));
+        const int second = timeline.indexOf(QStringLiteral("write 1f7201"));
+        QCOMPARE(timeline.mid(second - 7, 14), QStringList({"write 1f5805", "contrast 5", "sleep 100", "sleep 100",
+                                                            "sleep 100", "sleep 100", Initialise, "write 1f7201",
+                                                            "light 1", "write 1f5805", "contrast 5", "sleep 500",
+                                                            Clear, "sleep 100"}));
+        QCOMPARE(screenSizes(timeline.mid(second)), QList<int>({21}));
         QVERIFY(!timeline.contains(writeOf(255)));
         QCOMPARE(timeline.count(QStringLiteral("write 1f7201")), 1);
         // The second pass's first row, in reverse video, over the cleared panel.
         QCOMPARE(b.display->textLines(), QStringList() << " !\"#$%&'()*+,-./0123" << "4" + QString(19, ' '));
         const QVector<bool> reverse = b.display->reverseCells();
         QCOMPARE(reverse.count(true), 21);
+        QVERIFY(b.display->image().save(QStringLiteral(QT_TESTCASE_BUILDDIR "/tests/customerdisplay.png")));
         QVERIFY(reverse.first() && reverse.at(20) && !reverse.at(21));
         QTRY_COMPARE(b.probe.logLines.filter("VFDDisplayThread"),
                      QStringList() << "VFDDisplayThread: VFDDisplayThread created."
@@ -179,16 +198,12 @@ private slots:
         b.display->setRequestFails(VFD_IOCTL_GET_COL_DOTS, colFails);
         b.stopAt([](const QString &e) { return e == Clear; }, 4);
         const QStringList timeline = b.run();
-        // Ends with the fourth clear: the stop came with it.
-        QStringList want = expected(0, 100, true);
-        for (int i = 0, clears = 0; i < want.size(); ++i)
-            if (want[i] == Clear && ++clears == 4)
-                want = want.mid(0, i + 1);
-        if (!rowFails)
-            want[1] = "row dots";
-        if (!colFails)
-            want[2] = "col dots";
-        QCOMPARE(timeline, want);
+        QStringList start = Opening;
+        start[1] = rowFails ? "row dots failed" : "row dots";
+        start[2] = "col dots failed";
+        // No characters, yet the screens keep coming until the stop, which
+        // came with the fourth clear.
+        QCOMPARE(timeline, start + BetweenScreens + BetweenScreens + BetweenScreens);
         QCOMPARE(b.display->characterCount(), 0);
         const int rowDots = rowFails ? 0 : 32;
         const int colDots = colFails ? 0 : 160;

@@ -281,28 +281,6 @@ private slots:
         QVERIFY(g_commands[0].contains("/etc/hosts"));
     }
 
-    // With the system's own paths (no root), the command is exactly the one
-    // the terminal has always run; a sed of the test's own records it.
-    void commandsWithoutRoot()
-    {
-        const QString bin = m_dir.filePath(QStringLiteral("bin"));
-        QVERIFY(writeFile(bin + QStringLiteral("/sed"), "#!/bin/sh\nprintf '%s\\n' \"$@\" >\"$KX4_TEST_SED\"\n", true));
-        const QString args = m_dir.filePath(QStringLiteral("sed.args"));
-        QFile::remove(args);
-        const QByteArray path = qgetenv("PATH");
-        qputenv("PATH", QFile::encodeName(bin) + ':' + path);
-        qputenv("KX4_TEST_SED", QFile::encodeName(args));
-        qputenv(MSystemRoot::EnvName, "");
-        const int status = SambaFunctions::setWorkgroup(QStringLiteral("KX4 terminal"));
-        qputenv("PATH", path);
-        QCOMPARE(status, 0);
-        QCOMPARE(g_commands,
-                 QStringList{"sed -e 's/^workgroup.*/workgroup = KX4 terminal/g' -i /etc/samba/smb.conf"});
-        QFile recorded(args);
-        QVERIFY(recorded.open(QIODevice::ReadOnly));
-        QCOMPARE(recorded.readAll(), QByteArray("-e\ns/^workgroup.*/workgroup = KX4 terminal/g\n-i\n/etc/samba/smb.conf\n"));
-    }
-
     void password_data()
     {
         QTest::addColumn<bool>("installed");

@@ -205,18 +205,6 @@ private slots:
         QVERIFY(events.contains("change:Battery"));
     }
 
-    void secondInstanceNeitherRebindsNorRestarts()
-    {
-        USBSignal *first = USBSignal::instance();
-        events.clear();
-        QCOMPARE(USBSignal::instance(), first);
-        QCOMPARE(host->sockets.load(), 1);
-        QByteArray datagram;
-        const QStringList got = deliver(SimUevent{"add", "/devices/virtual/net/ppp0", "net", {}}, &datagram);
-        QCOMPARE(got.filter(QRegularExpression("^add:")), QStringList{"add:ppp0"});
-        QCOMPARE(debugLines().filter("init complete").size(), 1);
-    }
-
     // The kernel's own events for a tun device made and deleted in a network
     // namespace of this test; this program runs itself again in one.
     void realKernel()

@@ -193,46 +193,6 @@ private slots:
         QCOMPARE(misplaced, QStringList());
         ::close(fd);
     }
-
-    void everySocketGetsEveryEvent()
-    {
-        SimTerminal sim;
-        const int first = MKernel::openUeventSocket();
-        const int second = MKernel::openUeventSocket();
-        QVERIFY(first >= 0 && second >= 0);
-        QVERIFY(sim.addNetworkInterface("ppp0"));
-        QCOMPARE(summary({receive(first)}), QStringLiteral("add@ppp0"));
-        QCOMPARE(summary({receive(second)}), QStringLiteral("add@ppp0"));
-        // A socket the program closed is dropped; the other still hears.
-        ::close(first);
-        QVERIFY(sim.removeNetworkInterface("ppp0"));
-        QVERIFY(sim.addNetworkInterface("ppp0"));
-        QCOMPARE(summary(receiveAll(second, 2)), QStringLiteral("remove@ppp0 add@ppp0"));
-        // A socket opened later hears only what comes after it.
-        const int third = MKernel::openUeventSocket();
-        QVERIFY(sim.removeNetworkInterface("ppp0"));
-        QCOMPARE(summary({receive(third)}), QStringLiteral("remove@ppp0"));
-        ::close(second);
-        ::close(third);
-    }
-
-    void aSlowReaderLosesNothing()
-    {
-        // Far more than a socket buffer holds, read only at the end.
-        SimTerminal sim;
-        const int fd = MKernel::openUeventSocket();
-        QVERIFY(fd >= 0);
-        const int cycles = 1000;
-        for (int i = 0; i < cycles; ++i)
-            QVERIFY(sim.addNetworkInterface("ppp0") && sim.removeNetworkInterface("ppp0"));
-        const QList<QByteArray> got = receiveAll(fd, 2 * cycles);
-        QCOMPARE(got.size(), 2 * cycles);
-        for (int i = 0; i < got.size(); ++i)
-            QCOMPARE(seqnum(got[i]), quint64(1001 + i));
-        QCOMPARE(sim.hotplug()->lostDatagrams(), 0);
-        ::close(fd);
-    }
-
 };
 
 QTEST_GUILESS_MAIN(TestSimHotplug)

@@ -1,16 +1,14 @@
 // The attribute-file models: what they lay out and take away, which writes
-// they take for the program's, and how the backlight and the power supplies
-// answer.
+// they take for the program's, and how the backlight answers (the power
+// supplies are read by the battery monitor's test).
 #include "loophold.h"
 #include "marvofunction.h"
 #include "simbacklight.h"
-#include "simpowersupply.h"
 #include "simterminal.h"
 
 #include <QtTest>
 
 #include <atomic>
-#include <functional>
 
 namespace {
 // A device with two attributes that notes every write it is told about.
@@ -52,19 +50,7 @@ bool programWrite(SimTerminal &sim, const QString &path, const QByteArray &bytes
     return file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Unbuffered)
            && file.write(bytes) == bytes.size();
 }
-
-using PowerSetup = std::function<void(SimPowerSupply *)>;
-
-const QByteArray FreshBattery = "POWER_SUPPLY_NAME=Battery\n"
-                                "POWER_SUPPLY_STATUS=Charging\n"
-                                "POWER_SUPPLY_PRESENT=1\n"
-                                "POWER_SUPPLY_HEALTH=Good\n"
-                                "POWER_SUPPLY_TECHNOLOGY=Li-ion\n"
-                                "POWER_SUPPLY_VOLTAGE_NOW=4100000\n"
-                                "POWER_SUPPLY_CAPACITY=80\n"
-                                "POWER_SUPPLY_CHARGE_FULL_DESIGN=2200000\n";
 }
-Q_DECLARE_METATYPE(PowerSetup)
 
 class TestSimSysfsDevice : public QObject
 {
@@ -183,102 +169,6 @@ private slots:
         QCOMPARE(light->actualBrightness(second), actual);
         QCOMPARE(light->brightness(second), bytes);
         QCOMPARE(light->actualBrightness(!second), full);
-    }
-
-    void powerSupply_data()
-    {
-        QTest::addColumn<PowerSetup>("setup");
-        QTest::addColumn<QByteArray>("uevent");
-        QTest::addColumn<QByteArray>("online");
-        QTest::addColumn<QStringList>("events"); // announced by the setup
-        const QString change = QStringLiteral("change Battery");
-        QTest::newRow("as registered") << PowerSetup([](SimPowerSupply *) {}) << FreshBattery << QByteArray("1\n")
-                                       << QStringList();
-        QTest::newRow("weak battery, no mains") << PowerSetup([](SimPowerSupply *p) {
-            p->setCapacity(14);
-            p->setStatus(QStringLiteral("Discharging"));
-            p->setVoltageNow(4012000);
-            p->setMains(false);
-        }) << QByteArray("POWER_SUPPLY_NAME=Battery\nPOWER_SUPPLY_STATUS=Discharging\nPOWER_SUPPLY_PRESENT=1\n"
-                         "POWER_SUPPLY_HEALTH=Good\nPOWER_SUPPLY_TECHNOLOGY=Li-ion\n"
-                         "POWER_SUPPLY_VOLTAGE_NOW=4012000\nPOWER_SUPPLY_CAPACITY=14\n"
-                         "POWER_SUPPLY_CHARGE_FULL_DESIGN=2200000\n")
-                                           << QByteArray("0\n")
-                                           << QStringList({change, change, change, "change Ac", change});
-        QTest::newRow("pack out") << PowerSetup([](SimPowerSupply *p) { p->setPackPresent(false); })
-                                  << QByteArray("POWER_SUPPLY_NAME=Battery\nPOWER_SUPPLY_PRESENT=0\n") << QByteArray("1\n")
-                                  << QStringList({change});
-        QTest::newRow("odd driver") << PowerSetup([](SimPowerSupply *p) {
-            p->setProperty("capacity", "abc");
-            p->removeProperty("health");
-            p->setProperty("capacity_level", "Low");
-            p->setHealth(QStringLiteral("Overheat")); // gone from its place: reported last
-        }) << QByteArray("POWER_SUPPLY_NAME=Battery\nPOWER_SUPPLY_STATUS=Charging\nPOWER_SUPPLY_PRESENT=1\n"
-                         "POWER_SUPPLY_TECHNOLOGY=Li-ion\nPOWER_SUPPLY_VOLTAGE_NOW=4100000\n"
-                         "POWER_SUPPLY_CAPACITY=abc\nPOWER_SUPPLY_CHARGE_FULL_DESIGN=2200000\n"
-                         "POWER_SUPPLY_CAPACITY_LEVEL=Low\nPOWER_SUPPLY_HEALTH=Overheat\n")
-                                    << QByteArray("1\n") << QStringList({change, change, change, change});
-    }
-    void powerSupply()
-    {
-        QFETCH(PowerSetup, setup);
-        QFETCH(QByteArray, uevent);
-        QFETCH(QByteArray, online);
-        QFETCH(QStringList, events);
-        SimTerminal sim;
-        auto *power = sim.add<SimPowerSupply>();
-        const int registration = sim.hotplug()->datagrams().size();
-        setup(power);
-        const QList<QByteArray> sent = sim.hotplug()->datagrams().mid(registration);
-        QStringList announced;
-        for (const QByteArray &datagram : sent) {
-            const QByteArray header = datagram.left(datagram.indexOf('\0'));
-            announced << QString::fromLatin1(header.left(header.indexOf('@')) + ' ' + header.mid(header.lastIndexOf('/') + 1));
-        }
-        QCOMPARE(announced, events);
-        // A change carries what the uevent file says, field by field.
-        if (!sent.isEmpty() && announced.last() == QLatin1String("change Battery")) {
-            const QList<QByteArray> fields = sent.last().split('\0');
-            QVERIFY(fields.contains("SUBSYSTEM=power_supply"));
-            for (const QByteArray &line : uevent.split('\n'))
-                QVERIFY2(line.isEmpty() || fields.contains(line), line.constData());
-        }
-        QCOMPARE(sim.readFile(UPS_BAT_PATH_NAME), uevent);
-        QCOMPARE(sim.readFile(UPS_AC_PATH_NAME), online);
-        // Each property reported is also its own file, and no other is.
-        QStringList files;
-        for (const QByteArray &line : uevent.split('\n')) {
-            if (line.isEmpty() || line.startsWith("POWER_SUPPLY_NAME="))
-                continue;
-            const QString name = QString::fromLatin1(line.mid(13, line.indexOf('=') - 13)).toLower();
-            QCOMPARE(power->attribute(QStringLiteral("Battery/") + name), line.mid(line.indexOf('=') + 1) + '\n');
-            files << name;
-        }
-        files << QStringLiteral("type") << QStringLiteral("uevent");
-        files.sort();
-        const QDir battery(sim.hostPath(QStringLiteral("/sys/class/power_supply/Battery")));
-        QCOMPARE(battery.entryList(QDir::Files, QDir::Name), files);
-        QCOMPARE(sim.readFile(QStringLiteral("/sys/class/power_supply/Ac/uevent")),
-                 "POWER_SUPPLY_NAME=Ac\nPOWER_SUPPLY_ONLINE=" + online);
-    }
-
-    void powerSupplyUnregistered()
-    {
-        // The class folder stays; the supplies come back as they were left.
-        SimTerminal sim;
-        auto *power = sim.add<SimPowerSupply>();
-        power->setCapacity(14);
-        power->setPresent(false);
-        QVERIFY(!power->isPresent());
-        QVERIFY(sim.hotplug()->datagrams().constLast().startsWith("remove@"));
-        QVERIFY(!sim.exists(QStringLiteral("/sys/class/power_supply/Battery")));
-        QVERIFY(!sim.exists(QStringLiteral("/sys/class/power_supply/Ac")));
-        QVERIFY(sim.exists(QStringLiteral("/sys/class/power_supply")));
-        power->setMains(false); // while unregistered: no files appear
-        QVERIFY(!sim.exists(UPS_AC_PATH_NAME));
-        power->setPresent(true);
-        QVERIFY(sim.readFile(UPS_BAT_PATH_NAME).contains("POWER_SUPPLY_CAPACITY=14\n"));
-        QCOMPARE(power->acOnline(), QByteArray("0\n"));
     }
 };
 

@@ -71,13 +71,6 @@ int openNode(const QString &node)
     return MKernel::open(MSystemRoot::nativePath(node).constData(), O_RDWR);
 }
 
-ino_t inodeOf(int fd)
-{
-    struct stat st = {};
-    return ::fstat(fd, &st) == 0 ? st.st_ino : 0;
-}
-
-
 // An eventfd that is readable until its callback reads it.
 int readableEventFd()
 {
@@ -249,30 +242,6 @@ private slots:
         QCOMPARE(a->events(), QStringList({"closed"}));
         QTRY_COMPARE(b->closedCount.load(), 1);
         QCOMPARE(b->events(), QStringList({"ioctl", "closed"}));
-    }
-
-    void descriptorZero()
-    {
-        // Each open hands out 0 and replaces the one before it; stdin comes
-        // back when the model stops.
-        SimTerminal sim;
-        auto *probe = sim.add<ProbeDevice>(QStringLiteral("/dev/probe"));
-        const ino_t stdinBefore = inodeOf(0);
-        probe->setHandOutDescriptorZero(true);
-        QCOMPARE(openNode(QStringLiteral("/dev/probe")), 0);
-        QCOMPARE(MKernel::ioctl(0, ProbeRequest, nullptr), 0);
-        QCOMPARE(::write(0, "zero", 4), ssize_t(4));
-        QTRY_COMPARE(probe->receivedCount.load(), 1);
-        QCOMPARE(openNode(QStringLiteral("/dev/probe")), 0);
-        QTRY_COMPARE(probe->closedCount.load(), 1); // the first 0 went with the second open
-        QCOMPARE(probe->openHandles(), 1);
-        probe->setHandOutDescriptorZero(false);
-        QCOMPARE(inodeOf(0), stdinBefore);
-        QTRY_COMPARE(probe->closedCount.load(), 2);
-        QCOMPARE(probe->events(), QStringList({"ioctl", "record zero", "closed", "closed"}));
-        const int fd = openNode(QStringLiteral("/dev/probe"));
-        QVERIFY(fd > 0);
-        ::close(fd);
     }
 
     void channelCleanUp_data()

@@ -5,7 +5,6 @@
 #include "adform.h"
 #include "runtestquestionform.h"
 #include "screenshot.h"
-#include "systemmenudialog.h"
 #include "testdisplaycolor.h"
 #include "waitform.h"
 
@@ -122,7 +121,7 @@ void TestRunTestQuestionForm::minutesAndFirstFill()
 }
 
 // The small windows' own texts, names and flags, as the forms give them
-// (deliberate oddities included).
+// (the service menu's are in its own test).
 void TestRunTestQuestionForm::formTexts_data()
 {
     QTest::addColumn<QString>("form");
@@ -131,11 +130,6 @@ void TestRunTestQuestionForm::formTexts_data()
     QTest::newRow("auto") << "question" << "butAutoTest" << "Auto test";
     QTest::newRow("manual") << "question" << "butManualTest" << "Manual test";
     QTest::newRow("time to start") << "question" << "labTimeToStart" << "Time to start:";
-    QTest::newRow("menu title") << "menu" << "" << "System menu";
-    QTest::newRow("cancel") << "menu" << "butCancel" << "Отмена";
-    QTest::newRow("kovakas") << "menu" << "butRunKOVAKas" << "Выполнить \"KOVAKas\"";
-    QTest::newRow("update local") << "menu" << "butRunSoftUpdate" << "Обновление МО - local";
-    QTest::newRow("update FTP, no blank") << "menu" << "butRunSoftUpdateFTP" << "ОбновлениеМО - FTP";
     QTest::newRow("colour test title") << "colour" << "" << "Dialog";
     QTest::newRow("colour test label cleared") << "colour" << "label" << "";
 }
@@ -148,8 +142,6 @@ void TestRunTestQuestionForm::formTexts()
     std::unique_ptr<QWidget> w;
     if (form == "question")
         w.reset(new RunTestQuestionForm);
-    else if (form == "menu")
-        w.reset(new SystemMenuDialog);
     else
         w.reset(new TestDisplayColor(nullptr));
     // Each is frameless; the colour test is a dialog without anything else.

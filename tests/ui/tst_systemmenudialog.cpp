@@ -79,16 +79,29 @@ QList<QStringList> TestSystemMenuDialog::recorded() const
     return TestSupport::standinCalls(m_record);
 }
 
+// In the form's order, with the form's texts (the missing blank of the FTP
+// update is deliberate).
 void TestSystemMenuDialog::buttonsGiveTheirCodes_data()
 {
     QTest::addColumn<QString>("button");
     QTest::addColumn<int>("code");
-    const char *const buttons[] = {"butCancel",           "butReboot",         "butPowerDown",   "butExit",
-                                   "butRunKOVAKas",       "butCalibrate",      "butRunSoftUpdate",
-                                   "butRunSoftUpdateFTP", "butRunArchManager", "butRunShtrihTD", "butRunAtolTD",
-                                   "butRunV3Sensor"};
+    QTest::addColumn<QString>("text");
+    const char *const buttons[][2] = {
+        {"butCancel", "Отмена"},
+        {"butReboot", "Перезагрузить"},
+        {"butPowerDown", "Выключить"},
+        {"butExit", "Выход"},
+        {"butRunKOVAKas", "Выполнить \"KOVAKas\""},
+        {"butCalibrate", "Калибровка экрана"},
+        {"butRunSoftUpdate", "Обновление МО - local"},
+        {"butRunSoftUpdateFTP", "ОбновлениеМО - FTP"},
+        {"butRunArchManager", "Запуск ArchManager"},
+        {"butRunShtrihTD", "Запуск ShtrihTD"},
+        {"butRunAtolTD", "Запуск AtolTD"},
+        {"butRunV3Sensor", "Запуск V3Sensor"}};
     for (int code = 0; code < 12; ++code)
-        QTest::newRow(buttons[code]) << QString::fromLatin1(buttons[code]) << code;
+        QTest::newRow(buttons[code][0]) << QString::fromLatin1(buttons[code][0]) << code
+                                        << QString::fromUtf8(buttons[code][1]);
 }
 
 void TestSystemMenuDialog::buttonsGiveTheirCodes()
@@ -96,9 +109,13 @@ void TestSystemMenuDialog::buttonsGiveTheirCodes()
     QFETCH(QString, button);
     QFETCH(int, code);
     SystemMenuDialog menu;
+    QCOMPARE(menu.windowTitle(), QStringLiteral("System menu"));
+    QVERIFY(menu.windowFlags() & Qt::FramelessWindowHint);
     QSignalSpy finished(&menu, &QDialog::finished);
     auto *b = menu.findChild<QPushButton *>(button);
     QVERIFY(b);
+    QTEST(b->text(), "text");
+    QCOMPARE(menu.findChildren<QPushButton *>().indexOf(b), code);
     QTest::mouseClick(b, Qt::LeftButton);
     QCOMPARE(finished.size(), 1);
     QCOMPARE(finished.at(0).at(0).toInt(), code);
