@@ -28,12 +28,12 @@ class MWait
 public:
     // What is waited on.
     enum Kind {
-        Sleep,      // nothing: a plain sleep, in milliseconds
-        Events,     // the event loop runs meanwhile, in milliseconds
-        Micro,      // a short sleep in microseconds (the card's timing)
+        Sleep, // nothing: a plain sleep, in milliseconds
+        Events, // the event loop runs meanwhile, in milliseconds
+        Micro, // a short sleep in microseconds (the card's timing)
         Descriptor, // a descriptor or a port: ends early when it is ready
-        Process,    // a child program starting or finishing
-        Thread      // a thread's end
+        Process, // a child program starting or finishing
+        Thread // a thread's end
     };
 
     virtual ~MWait() = default;

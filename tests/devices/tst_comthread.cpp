@@ -40,16 +40,31 @@ class ResultRecorder
 public:
     ResultRecorder(COMThread *worker, SimSerialLine *line)
     {
-        QObject::connect(worker, &COMThread::COMTestComplete, worker, [this, line](const QString &port, bool ok) {
-            QMutexLocker lock(&m_mutex);
-            m_results += ok ? '+' : '-';
-            m_ports << port;
-            m_speeds << (line ? line->lineSpeed() : 0);
-        }, Qt::DirectConnection);
+        QObject::connect(
+            worker, &COMThread::COMTestComplete, worker,
+            [this, line](const QString &port, bool ok) {
+                QMutexLocker lock(&m_mutex);
+                m_results += ok ? '+' : '-';
+                m_ports << port;
+                m_speeds << (line ? line->lineSpeed() : 0);
+            },
+            Qt::DirectConnection);
     }
-    QString results() const { QMutexLocker lock(&m_mutex); return m_results; }
-    QStringList ports() const { QMutexLocker lock(&m_mutex); return m_ports; }
-    QList<int> speeds() const { QMutexLocker lock(&m_mutex); return m_speeds; }
+    QString results() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_results;
+    }
+    QStringList ports() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_ports;
+    }
+    QList<int> speeds() const
+    {
+        QMutexLocker lock(&m_mutex);
+        return m_speeds;
+    }
 
 private:
     mutable QMutex m_mutex;
@@ -66,8 +81,7 @@ struct Bench
     WorkerProbe probe;
     COMThread *worker;
     ResultRecorder recorder;
-    explicit Bench(const QString &port = Port)
-        : worker(probe.create<COMThread>()), recorder(worker, line)
+    explicit Bench(const QString &port = Port) : worker(probe.create<COMThread>()), recorder(worker, line)
     {
         worker->setCOM(port);
     }
@@ -155,18 +169,24 @@ private slots:
         QTest::addColumn<int>("bytesSent");
         QTest::addColumn<QString>("lastWaits");
         // Nothing comes back from the first pattern at 2400 baud.
-        QTest::newRow("no plug") << "silent" << "-" << 256 << "sleep 200;fd 300 -";
+        QTest::newRow("no plug") << "silent"
+                                 << "-" << 256 << "sleep 200;fd 300 -";
         // The second pattern comes back with one byte changed.
-        QTest::newRow("changed byte") << "changed" << "+-" << 512 << "fd 300 +;fd 300 -";
+        QTest::newRow("changed byte") << "changed"
+                                      << "+-" << 512 << "fd 300 +;fd 300 -";
         // The first pattern comes back one byte short: the echo never completes.
-        QTest::newRow("short echo") << "short" << "-" << 256 << "sleep 400;fd 300 -";
+        QTest::newRow("short echo") << "short"
+                                    << "-" << 256 << "sleep 400;fd 300 -";
         // Two bytes more than were sent, in the silence after the echo.
-        QTest::newRow("extra bytes") << "extra" << "-" << 256 << "sleep 400;fd 300 -";
+        QTest::newRow("extra bytes") << "extra"
+                                     << "-" << 256 << "sleep 400;fd 300 -";
         // The line runs at seven data bits and even parity.
-        QTest::newRow("wrong framing") << "framing" << "-" << 256 << "fd 300 +;fd 300 -";
+        QTest::newRow("wrong framing") << "framing"
+                                       << "-" << 256 << "fd 300 +;fd 300 -";
         // The open at the first speed fails: reported at once, and again at
         // the end, after a pause.
-        QTest::newRow("open refused") << "refused" << "--" << 0 << "sleep 4000;sleep 500";
+        QTest::newRow("open refused") << "refused"
+                                      << "--" << 0 << "sleep 4000;sleep 500";
     }
     void failures()
     {

@@ -36,12 +36,25 @@ private slots:
         // without a key says nothing more, then the next key.
         waits.onWait(worker, [&](const QString &, int n) {
             switch (n) {
-            case 1: bus->failReads(4); break;
-            case 2: bus->failReads(5); break;
-            case 4: bus->detachKey(); break;
-            case 6: bus->attachKey(QByteArray::fromHex("80ff7f00fe01c3a5")); break;
-            case 7: bus->detachKey(); break;
-            case 8: worker->exitThread(); readsAtStop = bus->readCount(); break;
+            case 1:
+                bus->failReads(4);
+                break;
+            case 2:
+                bus->failReads(5);
+                break;
+            case 4:
+                bus->detachKey();
+                break;
+            case 6:
+                bus->attachKey(QByteArray::fromHex("80ff7f00fe01c3a5"));
+                break;
+            case 7:
+                bus->detachKey();
+                break;
+            case 8:
+                worker->exitThread();
+                readsAtStop = bus->readCount();
+                break;
             }
         });
         // On the contact before the start; bus order, family code first.
@@ -50,17 +63,18 @@ private slots:
         QVERIFY(probe.waitEnded());
         QCOMPARE(waits.log(worker), TestWaits::times(8, "sleep 300"));
         QCOMPARE(bus->readCount(), readsAtStop);
-        QCOMPARE(probe.events, QStringList() << "IB: IButton Device open success." << keyReport("efcdab8967452301")
-                                             << Disconnect << keyReport("efcdab8967452301") << Disconnect
-                                             << keyReport("a5c301fe007fff80") << Disconnect
-                                             << "IB: IButton device Close." << "IButtonThread <run> finished.");
+        QCOMPARE(probe.events, QStringList()
+                                   << "IB: IButton Device open success." << keyReport("efcdab8967452301") << Disconnect
+                                   << keyReport("efcdab8967452301") << Disconnect << keyReport("a5c301fe007fff80")
+                                   << Disconnect << "IB: IButton device Close."
+                                   << "IButtonThread <run> finished.");
         // Every exchange was READ ROM: one per attempt.
         const QByteArray exchanges = bus->exchanges();
         QCOMPARE(exchanges, QByteArray(readsAtStop, '\x33'));
         QCOMPARE(bus->openHandles(), 0);
-        QTRY_COMPARE(probe.logLines.filter("IButtonThread"),
-                     QStringList({"IButtonThread: IButtonThread created.",
-                                  "IButtonThread: IButtonThread shutdown start."}));
+        QTRY_COMPARE(
+            probe.logLines.filter("IButtonThread"),
+            QStringList({"IButtonThread: IButtonThread created.", "IButtonThread: IButtonThread shutdown start."}));
     }
 
     void openError()
@@ -70,7 +84,8 @@ private slots:
         WorkerProbe probe;
         probe.create<IButtonThread>()->start();
         QVERIFY(probe.waitEnded());
-        QCOMPARE(probe.events, QStringList() << "MarvoFunction: DeviceFile error." << "IButtonThread <run> finished.");
+        QCOMPARE(probe.events, QStringList() << "MarvoFunction: DeviceFile error."
+                                             << "IButtonThread <run> finished.");
     }
 };
 

@@ -140,9 +140,14 @@ private slots:
         b.worker->start();
         QVERIFY(b.probe.waitEnded());
 
-        QStringList lines = {"PRN: Begin printer test.", "PRN: Open print device OK.", "PRN: Begin print message",
-                             "PRN: Print start.", "PRN: consistence is 8", "PRN: Test starting...",
-                             "PRN: Printer status: 00000000 (00).", "PRN: Print finish (time elapsed: ",
+        QStringList lines = {"PRN: Begin printer test.",
+                             "PRN: Open print device OK.",
+                             "PRN: Begin print message",
+                             "PRN: Print start.",
+                             "PRN: consistence is 8",
+                             "PRN: Test starting...",
+                             "PRN: Printer status: 00000000 (00).",
+                             "PRN: Print finish (time elapsed: ",
                              "PRN: Printer buffer: "};
         if (contrastFails)
             lines.insert(4, "PRN: ioctl set contrast error.");
@@ -199,8 +204,8 @@ private slots:
         QVERIFY(refused);
         const QString out = "PRN: Printer status: 00100000 (32).";
         const QStringList paperCheck = b.probe.events.filter("PRN: Printer status") + b.probe.events.filter("paper");
-        QCOMPARE(paperCheck, QStringList({out, out, "PRN: Printer status: 00000000 (00).", "PRN: No paper.",
-                                          "PRN: No paper."}));
+        QCOMPARE(paperCheck,
+                 QStringList({out, out, "PRN: Printer status: 00000000 (00).", "PRN: No paper.", "PRN: No paper."}));
         QCOMPARE(b.probe.events.indexOf("PRN: No paper."), b.probe.events.indexOf(out) + 1);
         const auto beeps = b.buzzer->beeps();
         QCOMPARE(beeps.size(), 2);
@@ -349,7 +354,8 @@ private slots:
             p.cutHalfPage(1);
             p.cutFullPage(1);
             p.lineFeed(2);
-        }) << QByteArray("\x1b@\x1bR\x11") + partial + lf + lf + full + lf + lf + lf + lf << none << none;
+        }) << QByteArray("\x1b@\x1bR\x11") + partial + lf + lf + full + lf + lf + lf + lf
+                                                 << none << none;
         QTest::newRow("MPrinter contrast and stop") << Call([](PrintThread &, MPrinter &p) {
             QCOMPARE(p.setContrast(12), 0);
             QCOMPARE(p.stopPrint(), 0);

@@ -65,11 +65,23 @@ private slots:
         // (still gone), answering again (reported again), then the stop.
         waits.onWait(worker, [&](const QString &, int n) {
             switch (n) {
-            case 2: reader->present(second); break;
-            case 3: reader->remove(); break;
-            case 4: reader->failCommand('C', 6); reader->present(second); break;
-            case 5: reader->failCommand('C', 0); break;
-            case 6: worker->exitThread(); commandsAtStop = reader->commands().size(); break;
+            case 2:
+                reader->present(second);
+                break;
+            case 3:
+                reader->remove();
+                break;
+            case 4:
+                reader->failCommand('C', 6);
+                reader->present(second);
+                break;
+            case 5:
+                reader->failCommand('C', 0);
+                break;
+            case 6:
+                worker->exitThread();
+                commandsAtStop = reader->commands().size();
+                break;
             }
         });
         worker->start();
@@ -80,8 +92,9 @@ private slots:
         // card number read, the wake-up request first; a poll without a card
         // ends at the request.
         const QString sent = trace(reader->commands());
-        QVERIFY2(QRegularExpression(R"(^R\(\)( R\(\) A\(01\)( q\(0000\) C\([0-9a-f]{8}\))?){6}$)").match(sent).hasMatch(),
-                 qPrintable(sent));
+        QVERIFY2(
+            QRegularExpression(R"(^R\(\)( R\(\) A\(01\)( q\(0000\) C\([0-9a-f]{8}\))?){6}$)").match(sent).hasMatch(),
+            qPrintable(sent));
         QCOMPARE(reader->openDescriptorCount(), 0);
         QCOMPARE(probe.events[0], QStringLiteral("RFID: RFID device open success."));
         QVERIFY2(QRegularExpression("^RFID: config = 0, fd = \\d+$").match(probe.events[1]).hasMatch(),

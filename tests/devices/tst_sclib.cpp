@@ -389,12 +389,12 @@ private slots:
         const QByteArray apdu = QByteArray::fromHex("c0f200002c") + blockBytes(1, 44);
         unsigned char reply[SC_MAX_RESPONSE] = {};
         int count = -1;
+        const int before = slot.card->lineFromProgram().size();
         QCOMPARE(sc_SendCommand(&slot.h, reinterpret_cast<const unsigned char *>(apdu.constData()), apdu.size(),
                                 reply, &count),
                  result);
-        // The card took no data.
-        for (const auto &e : slot.card->exchanges())
-            QVERIFY(e.data.isEmpty());
+        // Nothing went out after the fault: at most the header.
+        QCOMPARE(slot.card->lineFromProgram().mid(before).toHex(), apdu.left(failWriteAfter == 0 ? 0 : 5).toHex());
     }
 
     void ptsRefused()

@@ -26,12 +26,12 @@ QString writeOf(int byte)
 }
 
 // The start every run makes at contrast 5, up to the first screen's clear.
-const QStringList Opening = {"light 1", "row dots", "col dots", Initialise, "write 1b5206", "write 1f4000",
-                             "sleep 500", Initialise, "write 1f7200", "light 1", "write 1f5805", "contrast 5",
-                             "sleep 500", Clear};
+const QStringList Opening = {"light 1",      "row dots",   "col dots",  Initialise,     "write 1b5206",
+                             "write 1f4000", "sleep 500",  Initialise,  "write 1f7200", "light 1",
+                             "write 1f5805", "contrast 5", "sleep 500", Clear};
 // After each screen: the contrast again and four short pauses, then the next clear.
-const QStringList BetweenScreens = {"write 1f5805", "contrast 5", "sleep 100", "sleep 100", "sleep 100",
-                                    "sleep 100", Clear};
+const QStringList BetweenScreens = {"write 1f5805", "contrast 5", "sleep 100", "sleep 100",
+                                    "sleep 100",    "sleep 100",  Clear};
 
 // How many characters each screen of `timeline` got; each must be the
 // character after the one before, 100 ms after the step before it, and
@@ -162,15 +162,16 @@ private slots:
         // Codes 32 to 254: five whole screens and one of 23.
         QCOMPARE(screenSizes(timeline), QList<int>({40, 40, 40, 40, 40, 23}));
         const int second = timeline.indexOf(QStringLiteral("write 1f7201"));
-        QCOMPARE(timeline.mid(second - 7, 14), QStringList({"write 1f5805", "contrast 5", "sleep 100", "sleep 100",
-                                                            "sleep 100", "sleep 100", Initialise, "write 1f7201",
-                                                            "light 1", "write 1f5805", "contrast 5", "sleep 500",
-                                                            Clear, "sleep 100"}));
+        QCOMPARE(
+            timeline.mid(second - 7, 14),
+            QStringList({"write 1f5805", "contrast 5", "sleep 100", "sleep 100", "sleep 100", "sleep 100", Initialise,
+                         "write 1f7201", "light 1", "write 1f5805", "contrast 5", "sleep 500", Clear, "sleep 100"}));
         QCOMPARE(screenSizes(timeline.mid(second)), QList<int>({21}));
         QVERIFY(!timeline.contains(writeOf(255)));
         QCOMPARE(timeline.count(QStringLiteral("write 1f7201")), 1);
         // The second pass's first row, in reverse video, over the cleared panel.
-        QCOMPARE(b.display->textLines(), QStringList() << " !\"#$%&'()*+,-./0123" << "4" + QString(19, ' '));
+        QCOMPARE(b.display->textLines(), QStringList() << " !\"#$%&'()*+,-./0123"
+                                                       << "4" + QString(19, ' '));
         const QVector<bool> reverse = b.display->reverseCells();
         QCOMPARE(reverse.count(true), 21);
         QVERIFY(b.display->image().save(QStringLiteral(QT_TESTCASE_BUILDDIR "/tests/customerdisplay.png")));
@@ -225,15 +226,17 @@ private slots:
         b.run();
         const QString lightError = QStringLiteral("VFD: Set light error.");
         QCOMPARE(b.probe.events, QStringList() << "VFD: Open customer display OK." << lightError << "VFD: Light On."
-                                               << "VFD: Dots: row=16, col=8." << "VFD: Symb: row=1, col=1."
-                                               << lightError << "VFD: Set contrast error (contrast = 5)."
+                                               << "VFD: Dots: row=16, col=8."
+                                               << "VFD: Symb: row=1, col=1." << lightError
+                                               << "VFD: Set contrast error (contrast = 5)."
                                                << "VFD: Set contrast error (contrast = 12)."
                                                << "VFD: Set contrast error (contrast = 12)." << Closing);
         const QStringList journal = b.display->journal();
         QCOMPARE(journal.count("light 1 failed"), 2);
         QCOMPARE(journal.mid(journal.indexOf(writeOf(32))),
-                 QStringList() << writeOf(32) << "write 1f580c" << "contrast 12 failed" << Clear << writeOf(33)
-                               << "write 1f580c" << "contrast 12 failed" << Clear << writeOf(34));
+                 QStringList() << writeOf(32) << "write 1f580c"
+                               << "contrast 12 failed" << Clear << writeOf(33) << "write 1f580c"
+                               << "contrast 12 failed" << Clear << writeOf(34));
         QCOMPARE(b.display->contrastCommand(), 12);
     }
 

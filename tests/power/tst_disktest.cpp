@@ -130,8 +130,7 @@ private slots:
         // Nothing is plugged in: a run ends at the missing node.
         QCOMPARE(r.results, runs ? QStringList{"deviceNotPresent"} : QStringList());
         QCOMPARE(disk.device, runs ? name : QString());
-        QCOMPARE(waits.log(QThread::currentThread()),
-                 runs && !removal ? QStringList{"events 300"} : QStringList());
+        QCOMPARE(waits.log(QThread::currentThread()), runs && !removal ? QStringList{"events 300"} : QStringList());
         if (runs)
             QCOMPARE(r.messages, (QStringList{"DiskTest: dev = /dev/sda1", "DiskTest: device not present."}));
     }
@@ -143,8 +142,7 @@ private slots:
         QTest::addColumn<bool>("onlySDCard");
         QTest::addColumn<QStringList>("devices");
         QTest::newRow("automatic") << true << QStringList{"DiskTest: dev = /dev/mmcblk0p1"};
-        QTest::newRow("manual") << false
-                                << QStringList{"DiskTest: dev = /dev/sda1", "DiskTest: dev = /dev/mmcblk0p1"};
+        QTest::newRow("manual") << false << QStringList{"DiskTest: dev = /dev/sda1", "DiskTest: dev = /dev/mmcblk0p1"};
     }
     void hotplug()
     {
@@ -195,8 +193,7 @@ private slots:
         QTest::newRow("ntfs") << m << QStringList{"mountOk", "diskOk"} << "DiskTest: Ok.";
         m = SimMedium();
         m.fault = SimMedium::ReadOnly;
-        QTest::newRow("read-only") << m << QStringList{"mountOk", "diskError(1)"}
-                                   << "DiskTest: fail create test file.";
+        QTest::newRow("read-only") << m << QStringList{"mountOk", "diskError(1)"} << "DiskTest: fail create test file.";
         m.fault = SimMedium::NoFileSystem;
         QTest::newRow("no file system") << m << QStringList{"mountError(0)"} << "DiskTest: fail mount SD card.";
         // A full card takes the file but not its data.
@@ -205,8 +202,8 @@ private slots:
         // A card that reads back something else than was written.
         m.fault = SimMedium::NoFault;
         m.lostFiles = QStringList{"DeskTest.$$$"};
-        QTest::newRow("reads back wrong") << m << QStringList{"mountOk", "diskError(3)"}
-                                          << "DiskTest: Wrong test write/read.";
+        QTest::newRow("reads back wrong")
+            << m << QStringList{"mountOk", "diskError(3)"} << "DiskTest: Wrong test write/read.";
     }
     void media()
     {
@@ -218,7 +215,8 @@ private slots:
             QSKIP("a full card needs real loop mounts");
         if (!medium.lostFiles.isEmpty() && ::geteuid() != 0)
             QSKIP("a card that loses data needs root");
-        medium.image = image(medium.image == "stale" ? QByteArray("stale content, longer than the test's") : QByteArray());
+        medium.image =
+            image(medium.image == "stale" ? QByteArray("stale content, longer than the test's") : QByteArray());
         DiskTest disk;
         disk.onlySDCard = true;
         Results r(&disk);

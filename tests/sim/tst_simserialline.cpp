@@ -121,53 +121,6 @@ private slots:
         QCOMPARE(readBytes(port, 2).toHex(), echo.toHex());
     }
 
-    void replyTable_data()
-    {
-        QTest::addColumn<QByteArray>("sent");
-        QTest::addColumn<QByteArray>("expected");
-        QTest::addColumn<QStringList>("commands");
-        QTest::newRow("AT") << QByteArray("AT\r") << QByteArray("\r\nOK\r\n") << QStringList{"AT"};
-        QTest::newRow("case and blanks ignored") << QByteArray(" at \r") << QByteArray("\r\nOK\r\n")
-                                                 << QStringList{"at"};
-        QTest::newRow("several reply lines") << QByteArray("ATI0\r") << QByteArray("\r\nTEST MODEM\r\n\r\nOK\r\n")
-                                             << QStringList{"ATI0"};
-        QTest::newRow("unknown command") << QByteArray("AT+FOO\r") << QByteArray("\r\nERROR\r\n")
-                                         << QStringList{"AT+FOO"};
-        QTest::newRow("LF ignored") << QByteArray("AT\r\nA\nT\r\n") << QByteArray("\r\nOK\r\n\r\nOK\r\n")
-                                    << QStringList{"AT", "AT"};
-        QTest::newRow("command without reply") << QByteArray("ATH\rAT\r") << QByteArray("\r\nOK\r\n")
-                                               << QStringList{"ATH", "AT"};
-        QTest::newRow("empty lines") << QByteArray("\r \rAT\r") << QByteArray("\r\nOK\r\n") << QStringList{"AT"};
-        QTest::newRow("no CR, no answer yet") << QByteArray("AT+X\rAT") << QByteArray("\r\nERROR\r\n")
-                                              << QStringList{"AT+X"};
-    }
-    void replyTable()
-    {
-        QFETCH(QByteArray, sent);
-        QFETCH(QByteArray, expected);
-        QFETCH(QStringList, commands);
-        QTemporaryDir dir;
-        const QString tableFile = dir.filePath(QStringLiteral("modem.table"));
-        QFile f(tableFile);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("# a modem\r\n> AT\r\n< OK\r\n\n>ATI0\n< TEST MODEM\n<OK\n> ATH\n");
-        f.close();
-
-        SimTerminal sim;
-        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyUSB0"));
-        QString error;
-        QVERIFY2(line->loadReplyTable(tableFile, &error), qPrintable(error));
-        QCOMPARE(line->behaviour(), SimSerialLine::ReplyTable);
-        QSerialPort port;
-        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyUSB0"), 115200), qPrintable(port.errorString()));
-        port.write(sent);
-        QCOMPARE(readBytes(port, expected.size()), expected);
-        QTRY_COMPARE(line->received(), sent);
-        QCOMPARE(line->commands(), commands);
-        // Nothing more than the expected answer was sent.
-        QCOMPARE(line->transmitted(), expected);
-    }
-
     void replyTableErrors_data()
     {
         QTest::addColumn<QByteArray>("text");
