@@ -14,6 +14,7 @@
 #include "uiresources.h"
 
 #include <QDebug>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QLocale>
@@ -29,6 +30,17 @@ const QByteArray SDTestContent("01234\n56789");
 const char *const PictureOk = ":images/ok-1.png";
 const char *const PictureError = ":images/err-1.png";
 const int ModemWaitMs = 1000;
+
+// Whether a modem's answer holds its final result code on a line of its own.
+bool finalResult(const QByteArray &answer)
+{
+    for (const QByteArray &line : answer.split('\n')) {
+        const QByteArray code = line.trimmed().toUpper();
+        if (line.endsWith('\r') && (code == "OK" || code == "ERROR" || code.startsWith("+CME ERROR")))
+            return true;
+    }
+    return false;
+}
 
 void probeLine(const char *key, bool present)
 {
@@ -202,9 +214,13 @@ QString HardwareInfoForm::modemCommand(QSerialPort &port, const QString &portNam
     port.write(command);
     logLine(QStringLiteral("Modem %1 test: send %2").arg(portName, QString::fromLatin1(command.trimmed())));
     port.waitForBytesWritten(ModemWaitMs);
+    // The answer comes in pieces at the line's pace: collect it until its
+    // final result line ("OK" or "ERROR") has arrived, within the one second
+    // a modem gets to answer. A silent one costs exactly that second.
     QByteArray answer;
-    if (port.waitForReadyRead(ModemWaitMs))
-        answer = port.readAll();
+    QDeadlineTimer deadline(ModemWaitMs);
+    while (!finalResult(answer) && port.waitForReadyRead(int(qMax<qint64>(0, deadline.remainingTime()))))
+        answer += port.readAll();
     answer.replace('\r', "").replace('\n', "");
     logLine(QStringLiteral("Modem %1 receive: %2").arg(portName, QString::fromLatin1(answer)));
     return QString::fromLatin1(answer).toLower();
