@@ -76,7 +76,7 @@ QString decodeSCError(int code)
 }
 
 HardwareInfoForm::HardwareInfoForm(QWidget *parent)
-    : QWidget(parent), ui((UiResources::init(), new Ui::HardwareInfoForm))
+    : QWidget(parent), ui((UiResources::init(), new Ui_HardwareInfoForm))
 {
     ui->setupUi(this);
 }
@@ -209,10 +209,11 @@ bool HardwareInfoForm::testSDCard(QString device)
     return same;
 }
 
-QString HardwareInfoForm::modemCommand(QSerialPort &port, const QString &portName, const QByteArray &command)
+QString HardwareInfoForm::modemCommand(QSerialPort &port, const QString &portName, const QByteArray &command,
+                                       const QString &sentText)
 {
     port.write(command);
-    logLine(QStringLiteral("Modem %1 test: send %2").arg(portName, QString::fromLatin1(command.trimmed())));
+    logLine(sentText.arg(portName));
     port.waitForBytesWritten(ModemWaitMs);
     // The answer comes in pieces at the line's pace: collect it until its
     // final result line ("OK" or "ERROR") has arrived, within the one second
@@ -233,9 +234,10 @@ bool HardwareInfoForm::testModem(QString port)
         logLine(QStringLiteral("Modem %1 test: not respond").arg(port));
         return false;
     }
-    const QString first = modemCommand(serial, port, QByteArrayLiteral("AT\r"));
+    const QString first = modemCommand(serial, port, QByteArrayLiteral("AT\r"), QStringLiteral("Modem %1 test: send AT"));
     const bool firstOk = first.contains(QLatin1String("ok"));
-    const QString second = modemCommand(serial, port, QByteArrayLiteral("ATI0\r"));
+    const QString second =
+        modemCommand(serial, port, QByteArrayLiteral("ATI0\r"), QStringLiteral("Modem %1 test: send ATI0"));
     serial.close();
     if (first.isEmpty() && second.isEmpty()) {
         logLine(QStringLiteral("Modem %1 test: not respond").arg(port));
