@@ -40,10 +40,10 @@ set(CPACK_DEBIAN_TERMINAL_PACKAGE_NAME kx4test)
 set(CPACK_DEBIAN_TERMINAL_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_TERMINAL_PACKAGE_DEPENDS "${_depends}")
 set(CPACK_COMPONENT_TERMINAL_DESCRIPTION "hardware test program of the KX4 terminal
- The test application that production lines and service engineers run on the
- KX4 touch-screen terminal: it scans the hardware and runs the burn-in monitor
- or the manual console. Installed in /opt/kx4test, started on the console at
- boot by kx4test.service (framebuffer screen, touch input).")
+The test application that production lines and service engineers run on the
+KX4 touch-screen terminal: it scans the hardware and runs the burn-in monitor
+or the manual console. Installed in /opt/kx4test, started on the console at
+boot by kx4test.service (framebuffer screen, touch input).")
 set(CPACK_DEBIAN_TERMINAL_PACKAGE_CONTROL_EXTRA
     ${PROJECT_SOURCE_DIR}/packaging/postinst ${PROJECT_SOURCE_DIR}/packaging/prerm
     ${PROJECT_SOURCE_DIR}/packaging/postrm)
@@ -53,8 +53,8 @@ set(CPACK_DEBIAN_DESKTOP_PACKAGE_NAME kx4test-sim)
 set(CPACK_DEBIAN_DESKTOP_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_DESKTOP_PACKAGE_DEPENDS "${_depends}")
 set(CPACK_COMPONENT_DESKTOP_DESCRIPTION "KX4 terminal hardware test program on a simulated terminal
- kx4test-sim runs the terminal's test program on a desktop against a
- simulated terminal: every peripheral is a model, system programs are
- stand-ins, nothing of the machine is changed. Start it with kx4test-sim.")
+kx4test-sim runs the terminal's test program on a desktop against a
+simulated terminal: every peripheral is a model, system programs are
+stand-ins, nothing of the machine is changed. Start it with kx4test-sim.")
 
 include(CPack)
