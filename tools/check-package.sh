@@ -124,6 +124,15 @@ for deb in "$@"; do
             [ -d "$root/opt/kx4test/$d" ] || fail "$name: /opt/kx4test/$d missing"
         done
         [ -f "$root/lib/systemd/system/kx4test.service" ] || fail "$name: unit not installed"
+        # The unit's directives as this machine's systemd reads them (its
+        # start script taken from the scratch root).
+        if command -v systemd-analyze >/dev/null 2>&1; then
+            sed "s|^ExecStart=/|ExecStart=$root/|; s|^WorkingDirectory=/|WorkingDirectory=$root/|" \
+                "$root/lib/systemd/system/kx4test.service" >"$tmp/kx4test.service"
+            if ! (cd "$tmp" && systemd-analyze verify ./kx4test.service); then
+                fail "$name: systemd-analyze verify finds fault with the unit"
+            fi
+        fi
         link="$root/etc/systemd/system/multi-user.target.wants/kx4test.service"
         if [ -L "$link" ]; then
             echo "enabled: /etc/systemd/system/multi-user.target.wants/kx4test.service -> $(readlink "$link")"

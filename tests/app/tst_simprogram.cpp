@@ -19,6 +19,7 @@ class TestSimProgram : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase();
     void runsUntilSignalled_data();
     void runsUntilSignalled();
     void scanThenUnansweredQuestionStartsTheAutomaticTest();
@@ -70,6 +71,14 @@ QStringList listeners(quint16 port)
 }
 
 } // namespace
+
+void TestSimProgram::initTestCase()
+{
+    // Every case here runs the program as a child.
+    QString why;
+    if (!ProgramRun::startable(QStringLiteral(KX4_SIM_PROGRAM), why))
+        QSKIP(qPrintable(why));
+}
 
 void TestSimProgram::start(QProcess &p, const QString &folder, const QStringList &args, const QString &platform,
                            int countdownMs)

@@ -22,6 +22,7 @@ class TestStartup : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase();
     void noTtys0Switch();
     void twoStartsOnOneDay();
     void logFileCanBeSwitchedOff();
@@ -83,6 +84,14 @@ QStringList readLines(const QString &file)
 }
 
 } // namespace
+
+void TestStartup::initTestCase()
+{
+    // Every case here runs the program as a child.
+    QString why;
+    if (!ProgramRun::startable(QStringLiteral(KX4_PROGRAM), why))
+        QSKIP(qPrintable(why));
+}
 
 void TestStartup::noTtys0Switch()
 {
