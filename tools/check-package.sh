@@ -11,7 +11,9 @@ set -eu
 cd "$(dirname "$0")/.."
 
 if [ "$#" -eq 0 ]; then
-    set -- $(ls build/*.deb build-armhf/*.deb 2>/dev/null || true)
+    for deb in build/*.deb build-armhf/*.deb; do
+        [ -f "$deb" ] && set -- "$@" "$deb"
+    done
 fi
 [ "$#" -gt 0 ] || { echo "check-package: no .deb given or found (cpack -G DEB in a build folder makes them)" >&2; exit 2; }
 
@@ -84,14 +86,13 @@ for deb in "$@"; do
     amd64) want="x86-64" ;;
     *) want="$arch" ;;
     esac
-    for prog in "$tmp/x/opt/$name/$name"; do
-        desc=$(file -b "$prog")
-        echo "$(basename "$prog"): $desc"
-        case "$desc" in
-        *"$want"*) ;;
-        *) fail "$name: $prog is not a $want program" ;;
-        esac
-    done
+    prog="$tmp/x/opt/$name/$name"
+    desc=$(file -b "$prog")
+    echo "$name: $desc"
+    case "$desc" in
+    *"$want"*) ;;
+    *) fail "$name: /opt/$name/$name is not a $want program" ;;
+    esac
 
     # lintian: every finding shown, errors fail unless overridden (the
     # overrides file in the package says why each is as it is).

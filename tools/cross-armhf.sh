@@ -47,10 +47,12 @@ need_host_tools() {
 
 # The release this machine runs and the mirror its apt sources name for it.
 release() {
+    # shellcheck disable=SC1091
     . /etc/os-release
     echo "$VERSION_CODENAME"
 }
 mirror() {
+    # shellcheck disable=SC2016
     apt-get indextargets --format '$(REPO_URI) $(RELEASE)' 'Created-By: Packages' |
         awk -v r="$(release)" '$2 == r { print $1; exit }'
 }
@@ -65,7 +67,7 @@ step_sysroot() {
     [ -n "$uri" ] || { echo "cross-armhf: no mirror for $rel in this machine's apt sources" >&2; exit 1; }
     echo "sysroot: Debian $rel armhf from $uri into $sysroot"
     rm -rf "$sysroot"
-    include=$(echo $SYSROOT_PACKAGES | tr ' ' ',')
+    include=$(printf '%s' "$SYSROOT_PACKAGES" | tr -s ' \n' ',,')
     # --variant=extract unpacks the packages and their dependencies without
     # running anything of them: no emulator needed, nothing configured.
     mmdebstrap --quiet --arch=armhf --variant=extract --include="$include" \
