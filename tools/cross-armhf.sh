@@ -66,7 +66,7 @@ step_sysroot() {
     uri=$(mirror)
     [ -n "$uri" ] || { echo "cross-armhf: no mirror for $rel in this machine's apt sources" >&2; exit 1; }
     echo "sysroot: Debian $rel armhf from $uri into $sysroot"
-    rm -rf "$sysroot"
+    rm -rf "${sysroot:?}"
     include=$(printf '%s' "$SYSROOT_PACKAGES" | tr -s ' \n' ',,')
     # --variant=extract unpacks the packages and their dependencies without
     # running anything of them: no emulator needed, nothing configured.
