@@ -8,6 +8,7 @@
 #include <QNetworkInterface>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSet>
 #include <QTextStream>
 
 namespace {
@@ -329,8 +330,20 @@ QByteArray MNetwork::interfacesText() const
         << tr("# Network configuration file.") << '\n'
         << tr("# Created by Bellwind software (%1).").arg(QString::fromLatin1(ApplicationName)) << '\n'
         << '\n';
+    // Each name once (names are read without regard to case): a second
+    // stanza of a name written already would be read back as the first.
+    QSet<QString> written;
+    auto firstTime = [&written](const QString &name) {
+        const QString key = name.toLower();
+        if (written.contains(key))
+            return false;
+        written.insert(key);
+        return true;
+    };
     for (const MInterfaceSettings &settings : qAsConst(interfaces)) {
         if (settings.method == MInterfaceSettings::MethodLoopback) {
+            if (!firstTime(QStringLiteral("lo")))
+                continue;
             out << tr("# The loopback interface") << '\n'
                 << tr("auto lo") << '\n'
                 << tr("iface lo inet loopback") << '\n'
@@ -343,6 +356,8 @@ QByteArray MNetwork::interfacesText() const
         const bool isStatic = settings.method == MInterfaceSettings::MethodStatic;
         const QString address = optionValue(settings.address, settings.addressText);
         if (isStatic && address.isEmpty())
+            continue;
+        if (!firstTime(settings.name))
             continue;
         if (settings.name.startsWith(QLatin1String("eth")))
             out << tr("# The wired ethernet interface") << '\n';

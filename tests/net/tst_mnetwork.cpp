@@ -187,6 +187,11 @@ private slots:
                      "auto usb0\niface usb0 inet static\n address 10.1.1.1\n\n"
             << QStringList{"lo", "ppp0", "usb0"} << QStringList{"lo 1   ", "ppp0 2   ", "usb0 3 10.1.1.1  "};
         QTest::newRow("empty") << QByteArray() << header << QStringList{"lo"} << QStringList();
+        // The loopback stanza is written as lo: never a second stanza of a
+        // name, which would read back as the first.
+        QTest::newRow("loopback onto an lo of another method")
+            << QByteArray("auto lo\niface lo inet manual\nauto lo0\niface lo0 inet loopback\n")
+            << header + "auto lo\niface lo inet dhcp\n\n" << QStringList{"lo"} << QStringList{"lo 2   "};
     }
     void saveInterfaces()
     {
