@@ -31,12 +31,15 @@ const char *const PictureOk = ":images/ok-1.png";
 const char *const PictureError = ":images/err-1.png";
 const int ModemWaitMs = 1000;
 
-// Whether a modem's answer holds its final result code on a line of its own.
+// Whether a modem's answer holds its final result code on a whole line of its
+// own ("OK" or "ERROR" followed by CR LF).
 bool finalResult(const QByteArray &answer)
 {
-    for (const QByteArray &line : answer.split('\n')) {
-        const QByteArray code = line.trimmed().toUpper();
-        if (line.endsWith('\r') && (code == "OK" || code == "ERROR" || code.startsWith("+CME ERROR")))
+    const QList<QByteArray> lines = answer.split('\n');
+    // The last piece has no line feed yet.
+    for (int i = 0; i + 1 < lines.size(); ++i) {
+        const QByteArray code = lines.at(i).trimmed().toUpper();
+        if (code == "OK" || code == "ERROR" || code.startsWith("+CME ERROR"))
             return true;
     }
     return false;
