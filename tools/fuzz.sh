@@ -21,6 +21,7 @@ while [ "$#" -gt 0 ]; do
         *) break ;;
     esac
 done
+sh tools/install-deps.sh
 launcher=""
 command -v ccache >/dev/null 2>&1 && launcher="-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache"
 # shellcheck disable=SC2086
