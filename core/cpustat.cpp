@@ -163,7 +163,7 @@ void CPUStat::onTimer()
     // A failed read leaves a snapshot unfilled (total 0, which a running
     // kernel never reports). A period with an unfilled end is unknown, not
     // busy: without this the difference would wrap and read as 100 %.
-    last = period(previous, current);
+    delta = period(previous, current);
     emit refreshInfo();
 }
 
@@ -179,12 +179,12 @@ quint64 CPUStat::busyTicks(const Snapshot &s)
 
 int CPUStat::share(quint64 Snapshot::*counter) const
 {
-    return percent(last.*counter, last.total);
+    return percent(delta.*counter, delta.total);
 }
 
 int CPUStat::busy()
 {
-    return percent(busyTicks(last), last.total);
+    return percent(busyTicks(delta), delta.total);
 }
 
 int CPUStat::average()

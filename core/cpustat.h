@@ -83,5 +83,5 @@ private:
     QString path;
     Snapshot current;
     Snapshot previous;
-    Snapshot last; // period(previous, current)
+    Snapshot delta; // period(previous, current)
 };
