@@ -121,7 +121,7 @@ void TestSimProgram::runsUntilSignalled()
                               debug.contains(QStringLiteral("\nShow QWidget\n"))),
                              60000);
     QCOMPARE(p.state(), QProcess::Running);
-    QVERIFY(::kill(pid_t(p.processId()), signal) == 0);
+    QVERIFY(ProgramRun::sendSignal(p, signal));
     QVERIFY(p.waitForFinished(30000));
     QCOMPARE(p.exitStatus(), QProcess::NormalExit);
     QCOMPARE(p.exitCode(), 0);
@@ -238,7 +238,7 @@ void TestSimProgram::sdCardIsDiskTested()
     const int run = log.indexOf(QStringLiteral("DiskTest: dev = /dev/mmcblk0p1"));
     QVERIFY(run > 0);
     QCOMPARE(log.mid(run, 3).last(), QStringLiteral("DiskTest: Ok."));
-    QVERIFY(::kill(pid_t(p.processId()), SIGTERM) == 0);
+    QVERIFY(ProgramRun::sendSignal(p, SIGTERM));
     QVERIFY(p.waitForFinished(30000));
     QCOMPARE(p.exitCode(), 0);
 }

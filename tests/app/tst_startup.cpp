@@ -246,7 +246,7 @@ void TestStartup::signalBeforeTheQuestionIsAnswered()
     p.start(program, QStringList());
     QString debug;
     QVERIFY(ProgramRun::waitForDebugLine(p, debug, QStringLiteral("Create HardwareInfoForm")));
-    QVERIFY(::kill(pid_t(p.processId()), SIGTERM) == 0);
+    QVERIFY(ProgramRun::sendSignal(p, SIGTERM));
     QVERIFY(p.waitForFinished(60000));
     ::close(modem);
     QCOMPARE(p.exitStatus(), QProcess::NormalExit);

@@ -44,7 +44,8 @@ bool terminateOnceStarted(QProcess &p, QString &debug, int timeoutMs)
             return false;
         p.waitForReadyRead(int(qMin<qint64>(200, qMax<qint64>(1, deadline.remainingTime()))));
     }
-    ::kill(pid_t(p.processId()), SIGTERM);
+    if (!sendSignal(p, SIGTERM))
+        return false;
     const bool ended = p.waitForFinished(int(qMax<qint64>(1, deadline.remainingTime())));
     debug += QString::fromLocal8Bit(p.readAllStandardError());
     return ended;
@@ -77,6 +78,14 @@ bool startable(const QString &program, QString &why)
                          "the other programs of its build")
               .arg(QFileInfo(program).fileName(), p.errorString());
     return false;
+}
+
+bool sendSignal(QProcess &p, int signal)
+{
+    const qint64 pid = p.processId();
+    if (p.state() == QProcess::NotRunning || pid <= 0)
+        return false;
+    return ::kill(pid_t(pid), signal) == 0;
 }
 
 } // namespace ProgramRun
