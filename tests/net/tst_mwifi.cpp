@@ -346,17 +346,6 @@ private slots:
             QCOMPARE(wpaCli.at(3 + field).last(), field == 1 ? value : QLatin1Char('"') + value + QLatin1Char('"'));
     }
 
-    void rescan()
-    {
-        MWiFi *w = wifi();
-        QVERIFY(w->scanAP());
-        w->apSettings << settings("Guest", "NONE", "");
-        const int before = TestSupport::standinCalls(m_log).size();
-        QVERIFY(w->rescanAP());
-        QCOMPARE(w->apList.size(), 4);
-        QCOMPARE(w->apSettings.size(), 1);
-        QCOMPARE(TestSupport::standinCalls(m_log).size(), before);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestMWiFi)

@@ -142,31 +142,6 @@ private slots:
         QCOMPARE(line->behaviour(), SimSerialLine::Loopback);
     }
 
-    void closeDropsWhatIsUnderWay()
-    {
-        SimTerminal sim;
-        auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Loopback);
-        {
-            QSerialPort port;
-            QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS1"), 2400), qPrintable(port.errorString()));
-            port.write(ascending(256)); // a second on the wire
-            QVERIFY(port.waitForBytesWritten(GiveUpMs));
-            QVERIFY(!readBytes(port, 1).isEmpty());
-        }
-        QTRY_COMPARE(line->closes(), 1);
-        const int sentBeforeClose = line->transmitted().size();
-        // Talking to a closed port reaches nobody.
-        line->transmit("lost");
-        QSerialPort port;
-        QVERIFY2(openPort(port, QStringLiteral("/dev/ttyS1"), 115200), qPrintable(port.errorString()));
-        port.write("Z");
-        QCOMPARE(readBytes(port, 1), QByteArray("Z"));
-        line->transmit("RING");
-        QCOMPARE(readBytes(port, 4), QByteArray("RING"));
-        // Nothing of the old echo went out after the close.
-        QCOMPARE(line->transmitted().size(), sentBeforeClose + 5);
-    }
-
     void unplugAndPlugAgain()
     {
         SimTerminal sim;

@@ -20,7 +20,7 @@
 #include <unistd.h>
 
 namespace {
-// A served node whose reads take the answers queued for them, or wait for one.
+// A served node whose reads wait until somebody answers them.
 class ServedProbe : public SimDevice
 {
 public:
@@ -29,11 +29,6 @@ public:
     std::atomic<int> reads{0};
     std::atomic<int> writes{0};
 
-    void queue(const QByteArray &answer)
-    {
-        QMutexLocker lock(&mutex);
-        m_answers << answer;
-    }
     int heldCount()
     {
         QMutexLocker lock(&mutex);
@@ -42,37 +37,19 @@ public:
             held += c.heldCalls.size();
         return held;
     }
-    // Answers the oldest read still waiting.
-    bool answerHeld(const QByteArray &answer)
-    {
-        QMutexLocker lock(&mutex);
-        for (Channel &c : channels) {
-            if (!c.heldCalls.isEmpty()) {
-                answerRead(c.heldCalls.takeFirst(), answer);
-                return true;
-            }
-        }
-        return false;
-    }
 
 protected:
     int open(int) override { return openServedChannel(false); }
     void serveRead(Channel &channel, const SimSyscalls::Call &call) override
     {
         ++reads;
-        if (m_answers.isEmpty())
-            channel.heldCalls.append(call);
-        else
-            answerRead(call, m_answers.takeFirst());
+        channel.heldCalls.append(call);
     }
     void serveWrite(Channel &channel, const SimSyscalls::Call &call) override
     {
         ++writes;
         SimDevice::serveWrite(channel, call);
     }
-
-private:
-    QByteArrayList m_answers;
 };
 
 struct ReadResult
@@ -105,11 +82,6 @@ std::future<ReadResult> readOnOtherThread(int fd, size_t count)
     });
 }
 
-bool isDone(const std::future<ReadResult> &f)
-{
-    return f.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-}
-
 // A bound for a call nobody answers, never reached when the model works.
 bool finishes(const std::future<ReadResult> &f)
 {
@@ -140,56 +112,6 @@ private slots:
         QTest::addColumn<QByteArray>("got");
         QTest::newRow("fits") << 16 << QByteArray("late") << QByteArray("late");
         QTest::newRow("cut to the buffer") << 3 << QByteArray("late") << QByteArray("lat");
-    }
-    void blockingReadAnsweredLater()
-    {
-        QFETCH(int, count);
-        QFETCH(QByteArray, answer);
-        QFETCH(QByteArray, got);
-        std::future<ReadResult> reader;
-        SimTerminal sim;
-        auto *probe = sim.add<ServedProbe>(QStringLiteral("/dev/served"));
-        const int fd = openNode(QStringLiteral("/dev/served"));
-        QVERIFY(fd >= SimSyscalls::FirstServedFd);
-        reader = readOnOtherThread(fd, size_t(count));
-        QTRY_COMPARE(probe->heldCount(), 1);
-        QVERIFY(!isDone(reader));
-        QVERIFY(probe->answerHeld(answer)); // from this thread, neither the reader's nor the loop's
-        QVERIFY(finishes(reader));
-        const ReadResult r = reader.get();
-        QCOMPARE(r.result, ssize_t(got.size()));
-        QCOMPARE(r.bytes, got);
-        ::close(fd);
-    }
-
-    void reusedNumberGoesToNewOwner()
-    {
-        SimTerminal sim;
-        auto *a = sim.add<ServedProbe>(QStringLiteral("/dev/served-a"));
-        auto *b = sim.add<ServedProbe>(QStringLiteral("/dev/served-b"));
-        a->queue("from-a");
-        b->queue("from-b");
-        const int fdA = openNode(QStringLiteral("/dev/served-a"));
-        QVERIFY(fdA >= SimSyscalls::FirstServedFd);
-        ::close(fdA);
-        const int fdB = openNode(QStringLiteral("/dev/served-b"));
-        QCOMPARE(fdB, fdA);
-        char buffer[16] = {};
-        QCOMPARE(::read(fdB, buffer, sizeof buffer), ssize_t(6));
-        QCOMPARE(QByteArray(buffer), QByteArray("from-b"));
-        QCOMPARE(a->reads.load(), 0);
-        ::close(fdB);
-    }
-
-    void terminalGone_data()
-    {
-        QTest::addColumn<bool>("blockedBefore");
-        QTest::addColumn<bool>("write");
-        QTest::addColumn<int>("err");
-        // A read still waiting when the terminal goes is ended by it.
-        QTest::newRow("waiting read") << true << false << int(EIO);
-        QTest::newRow("read afterwards") << false << false << int(EBADF);
-        QTest::newRow("write afterwards") << false << true << int(EBADF);
     }
     void terminalGone()
     {

@@ -133,19 +133,3 @@ QStringList TestWaits::log(const QObject *thread) const
             out << entry.second;
     return out;
 }
-
-QList<int> TestWaits::sleeps(const QObject *thread) const
-{
-    QList<int> out;
-    for (const QString &entry : log(thread))
-        if (entry.startsWith(QLatin1String("sleep ")))
-            out << entry.mid(6).toInt();
-    return out;
-}
-
-void TestWaits::clear()
-{
-    QMutexLocker lock(&TestWaitRecorder::get().mutex);
-    m_entries.clear();
-    m_counts.clear();
-}

@@ -55,9 +55,6 @@ public:
             out << entry;
         return out;
     }
-    // The sleeps of `thread`, in milliseconds.
-    QList<int> sleeps(const QObject *thread = nullptr) const;
-    void clear();
 
 private:
     friend class TestWaitRecorder;
