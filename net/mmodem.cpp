@@ -14,6 +14,9 @@
 
 namespace {
 const int WaitMs = 30000;
+// How long the daemon of an earlier dial gets to end after the terminate
+// request, and again after a kill.
+const int HangupWaitMs = 5000;
 }
 
 MModem::MModem(QObject *parent)
@@ -64,6 +67,13 @@ int MModem::modemDial()
     if (!QFile::exists(device))
         return -3;
     modemHangup();
+    // The daemon of an earlier dial must be gone before the next starts: a
+    // process object still running would not start it at all.
+    if (pppProcess.state() != QProcess::NotRunning && !MWait::finished(pppProcess, HangupWaitMs)) {
+        pppProcess.kill();
+        if (!MWait::finished(pppProcess, HangupWaitMs))
+            return -1;
+    }
 
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("APN"), apn);

@@ -113,6 +113,16 @@ private slots:
         QTest::newRow("fits") << 16 << QByteArray("late") << QByteArray("late");
         QTest::newRow("cut to the buffer") << 3 << QByteArray("late") << QByteArray("lat");
     }
+    void terminalGone_data()
+    {
+        QTest::addColumn<bool>("blockedBefore");
+        QTest::addColumn<bool>("write");
+        QTest::addColumn<int>("err");
+        // A read still waiting when the terminal goes is ended by it.
+        QTest::newRow("waiting read") << true << false << int(EIO);
+        QTest::newRow("read afterwards") << false << false << int(EBADF);
+        QTest::newRow("write afterwards") << false << true << int(EBADF);
+    }
     void terminalGone()
     {
         QFETCH(bool, blockedBefore);
