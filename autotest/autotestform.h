@@ -12,6 +12,12 @@
 // fourth switches the terminal off. Everything it learns goes to the log
 // file; the operator judges the run from the tiles alone.
 //
+// The generated form (Ui_AutoTestForm) names every tile and button; those
+// names are how tests find them: the tiles labUSBText1..4/labUSBPic1..4,
+// labSDCardText/labSDCardPic, labCOM4PinText/labCOM4PinPic,
+// labCOM6PinText/labCOM6PinPic and labPingPic beside strPingHost, the buttons
+// butCOMTest, butPrinterTest, butOpenCashDriver and butShutDown.
+//
 // It ends on the terminate signal (its own PowerFunction) through exitProg():
 // every worker and the ping are told to stop and the event loop ends with
 // code 0.
