@@ -213,6 +213,9 @@ AutoTestForm::AutoTestForm(QWidget *parent)
 
 AutoTestForm::~AutoTestForm()
 {
+    // A ping still running is killed by its destructor, which hands over its
+    // last output: that must not reach a form already half gone.
+    disconnect(pingProcess, nullptr, this, nullptr);
     // Normally exitProg() has told every worker already; whatever still runs
     // is stopped here and given the time a parent gives its workers.
     const auto stop = [](DeviceThread *worker) {
