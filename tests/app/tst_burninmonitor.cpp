@@ -74,6 +74,9 @@ private slots:
         QVERIFY(requests.write("insert-card 0\n") > 0);
         requests.close();
         QTRY_VERIFY_WITH_TIMEOUT(logTexts(logFile).contains("AutoTestForm: DiskTest: Ok."), 30000);
+        // The monitor's disk test is the only one: two would fight over /sdcard.
+        QCOMPARE(logTexts(logFile).filter(QRegularExpression("DiskTest: dev = ")),
+                 QStringList{"AutoTestForm: DiskTest: dev = /dev/mmcblk0p1"});
 
         QVERIFY(::kill(pid_t(p.processId()), SIGTERM) == 0);
         QVERIFY(p.waitForFinished(30000));
