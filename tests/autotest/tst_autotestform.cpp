@@ -309,7 +309,7 @@ private slots:
     }
 
     // CPU and memory by the reading rules: first block, a later line wins.
-    // The addresses follow an interface that comes.
+    // The addresses follow an interface that comes, and only then.
     void cpuMemoryAndAddresses()
     {
         m_sim->writeFile("/proc/cpuinfo", "Processor\t: ARMv7 Processor rev 10 (v7l)\nprocessor\t: 0\n"
@@ -320,10 +320,17 @@ private slots:
         QCOMPARE(widget<QLineEdit>("strMemoryFree")->text(), QStringLiteral("101010 kB"));
         QVERIFY(widget<QLineEdit>("strCPUBusy")->text().endsWith(" %"));
 
-        QCOMPARE(widget<QLineEdit>("strIP")->text(), QStringLiteral("192.168.1.50"));
         QVERIFY(SimNetwork::addInterface(*m_sim, {"eth0", "00:1A:2B:3C:4D:5E", "10.20.30.40", "255.255.255.0"}));
-        QVERIFY(m_sim->addNetworkInterface("eth1"));
-        QTRY_COMPARE_WITH_TIMEOUT(widget<QLineEdit>("strIP")->text(), QStringLiteral("10.20.30.40"), GiveUpMs);
+        const auto shown = [this] { return widget<QLineEdit>("strIP")->text() == QStringLiteral("10.20.30.40"); };
+        QVERIFY(!shown());
+        // The program gives ifconfig a second to answer: on a very busy
+        // machine another interface may have to come before it is in time.
+        bool refreshed = false;
+        for (int i = 1; i <= 5 && !refreshed; ++i) {
+            QVERIFY(m_sim->addNetworkInterface(QStringLiteral("eth%1").arg(i)));
+            refreshed = QTest::qWaitFor(shown, 5000);
+        }
+        QVERIFY(refreshed);
     }
 
     // Loopback on the first port, nothing on the second: one green, one red.
