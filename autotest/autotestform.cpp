@@ -106,12 +106,8 @@ QString systemCommand(const QString &command)
 } // namespace
 
 AutoTestForm::AutoTestForm(QWidget *parent)
-    : QWidget(parent)
-    , ui((UiResources::init(), new Ui::AutoTestForm))
-    , runTimer(new QTimer(this))
-    , clockTimer(new QTimer(this))
-    , pingTimer(new QTimer(this))
-    , pingProcess(new QProcess(this))
+    : QWidget(parent), ui((UiResources::init(), new Ui::AutoTestForm)), runTimer(new QTimer(this)),
+      clockTimer(new QTimer(this)), pingTimer(new QTimer(this)), pingProcess(new QProcess(this))
 {
     runTimer->setObjectName(QStringLiteral("runTimer"));
     clockTimer->setObjectName(QStringLiteral("clockTimer"));

@@ -407,7 +407,8 @@ bool SimHotplug::plugUsb(int hub, int port, UsbKind kind, const SimMedium &mediu
                       + '.' + upperHex(m_nextHid++, 4);
         hid.subsystem = "hid";
         hid.driver = "hid-generic";
-        hid.fields << SimUevent::Field("HID_ID", "0003:0000" + upperHex(id.vendor, 4) + ":0000" + upperHex(id.product, 4))
+        hid.fields << SimUevent::Field("HID_ID",
+                                       "0003:0000" + upperHex(id.vendor, 4) + ":0000" + upperHex(id.product, 4))
                    << SimUevent::Field("HID_NAME", hidName) << SimUevent::Field("HID_PHYS", phys)
                    << SimUevent::Field("HID_UNIQ", "")
                    << SimUevent::Field("MODALIAS", "hid:b0003g0001v0000" + upperHex(id.vendor, 4) + "p0000"

@@ -64,9 +64,8 @@ private slots:
                                           : QStringList();
             return lines.filter(QRegularExpression(QStringLiteral("^(ping|ntpclient|hwclock)\t")));
         };
-        QTRY_COMPARE_WITH_TIMEOUT(called(),
-                                  (QStringList{"ping\t192.168.0.1", "ntpclient\t-s\t-h\t192.168.0.2", "hwclock\t-w"}),
-                                  30000);
+        QTRY_COMPARE_WITH_TIMEOUT(
+            called(), (QStringList{"ping\t192.168.0.1", "ntpclient\t-s\t-h\t192.168.0.2", "hwclock\t-w"}), 30000);
 
         const QString root = boot.filter(QRegularExpression(QStringLiteral("^\tKX4_ROOT=."))).value(0).section('=', 1);
         QFile requests(root + QStringLiteral("/run/kx4-sim/requests"));

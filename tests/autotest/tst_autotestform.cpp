@@ -22,8 +22,6 @@
 #include "testsupport.h"
 #include "usbsignal.h"
 
-#include "../ui/screenshot.h"
-
 #include <QLabel>
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -43,6 +41,15 @@ const int GiveUpMs = 20000;
 const QString Passed = QStringLiteral("color: rgb(0, 255, 0);");
 const QString Failed = QStringLiteral("color: rgb(255, 0, 0);");
 const QString Pending = QStringLiteral("color: rgb(255, 255, 0);");
+
+// The form as it renders offscreen, for a person to look at, beside the
+// other screens' pictures (tests/screenshots/ in the build folder).
+void saveScreenshot(QWidget *widget, const QString &name)
+{
+    const QString folder = QCoreApplication::applicationDirPath() + QStringLiteral("/screenshots");
+    QDir().mkpath(folder);
+    widget->grab().toImage().save(folder + QLatin1Char('/') + name + QStringLiteral(".png"));
+}
 
 bool showsPicture(const QLabel *label, const QString &resource)
 {
@@ -144,7 +151,8 @@ private slots:
         QCOMPARE(widget<QLineEdit>("strPingHost")->text(), QStringLiteral("192.168.0.1"));
         // The first tick comes at once, the seconds go on.
         QTRY_VERIFY(QRegularExpression("^00:00:0[1-9]$").match(label("labTimeToStart")->text()).hasMatch());
-        QVERIFY(QRegularExpression("^\\d\\d:\\d\\d \\d\\d\\.\\d\\d\\.\\d{4}$").match(label("labDateTime")->text()).hasMatch());
+        const QRegularExpression clock("^\\d\\d:\\d\\d \\d\\d\\.\\d\\d\\.\\d{4}$");
+        QVERIFY(clock.match(label("labDateTime")->text()).hasMatch());
         // The printer is made, not started; the ping runs without a count.
         QCOMPARE(m_sim->find<SimPrinter>()->openCount(), 0);
         QTRY_COMPARE(calls("ping"), QStringList{"192.168.0.1"});
@@ -176,7 +184,8 @@ private slots:
         QVERIFY(calls("ntpclient").isEmpty());
 
         SimBench::setHost(*m_sim, SimBench::Host, SimBench::Reply);
-        QTRY_VERIFY_WITH_TIMEOUT(memoPing().filter(QRegularExpression("^Ping time=0\\.4\\d2 ms$")).size() >= 3, GiveUpMs);
+        const QRegularExpression reply("^Ping time=0\\.4\\d2 ms$");
+        QTRY_VERIFY_WITH_TIMEOUT(memoPing().filter(reply).size() >= 3, GiveUpMs);
         QVERIFY(showsPicture(label("labPingPic"), ":/images/ok-1.png"));
         QCOMPARE(widget<QLineEdit>("strPingHost")->styleSheet(), Passed);
         QCOMPARE(calls("ntpclient"), QStringList{"-s -h 192.168.0.2"});
@@ -372,7 +381,8 @@ private slots:
         };
         QTRY_VERIFY(paper().contains("0123456789:;<=>?@ABCDEFGHIJKLMNO"));
         QVERIFY(paper().contains("Begin test: "));
-        QVERIFY(m_log.indexOf("AutoTestForm: PRN: Print start.") > m_log.indexOf("COMThread: COMThread shutdown start."));
+        QVERIFY(m_log.indexOf("AutoTestForm: PRN: Print start.")
+                > m_log.indexOf("COMThread: COMThread shutdown start."));
         QTest::qWait(6000); // longer than a loopback pass would need to report
         for (const char *text : {"labCOM4PinText", "labCOM6PinText"})
             QCOMPARE(label(text)->styleSheet(), Pending);
@@ -396,7 +406,8 @@ private slots:
         QTimer::singleShot(0, [] { ::raise(SIGTERM); });
         QCOMPARE(QCoreApplication::exec(), 0);
         QTRY_VERIFY(m_log.contains("AutoTestForm: Shutdown application."));
-        QCOMPARE(m_log.indexOf("AutoTestForm: Signal <TERM>.") + 1, m_log.indexOf("AutoTestForm: Shutdown application."));
+        QCOMPARE(m_log.indexOf("AutoTestForm: Signal <TERM>.") + 1,
+                 m_log.indexOf("AutoTestForm: Shutdown application."));
         for (const char *worker : {"IButtonThread", "RFIDThread", "MagCardThread", "VFDDisplayThread", "PrintThread"})
             QTRY_VERIFY(m_log.contains(QStringLiteral("%1: %1 shutdown start.").arg(worker)));
         QTRY_COMPARE(m_form->findChild<QProcess *>("pingProcess")->state(), QProcess::NotRunning);
