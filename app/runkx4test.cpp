@@ -1,6 +1,7 @@
 #include "runkx4test.h"
 
 #include "adform.h"
+#include "autotestform.h"
 #include "hardwareinfoform.h"
 #include "marvofunction.h"
 #include "mfilesworks.h"
@@ -140,7 +141,7 @@ int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
     std::unique_ptr<QWidget> window;
     if (seen && !quitRequested) {
         if (result == 1) {
-            window = std::make_unique<StandInWindow>(QStringLiteral("automatic test form"));
+            window = std::make_unique<AutoTestForm>();
             qDebug() << "Auto test starting...";
         } else {
             auto manual = std::make_unique<StandInWindow>(QStringLiteral("manual test window"));

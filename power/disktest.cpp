@@ -72,11 +72,16 @@ void DiskTest::message(const QString &text)
 
 void DiskTest::work()
 {
-    QString file = FallbackDevice;
-    if (!device.isEmpty() && QFile::exists(MSystemRoot::path(QStringLiteral("/dev/") + device)))
+    // The device named is the one tested, present or not: the run after a
+    // removal must find it gone, not fall back to a stick that is still in.
+    // Only a run without a name falls back, and never in the SD-only mode.
+    QString file;
+    if (!device.isEmpty())
         file = QStringLiteral("/dev/") + device;
+    else if (!onlySDCard)
+        file = FallbackDevice;
     message(tr("DiskTest: dev = %1").arg(file));
-    if (!QFile::exists(MSystemRoot::path(file))) {
+    if (file.isEmpty() || !QFile::exists(MSystemRoot::path(file))) {
         message(tr("DiskTest: device not present."));
         emit deviceNotPresent();
         return;

@@ -21,7 +21,8 @@ public:
     explicit DiskTest(QObject *parent = nullptr);
     ~DiskTest() override;
 
-    // One complete test of `device`.
+    // One complete test of `device` (without one, of /dev/sda1 unless only
+    // SD cards are tested). A device that is gone ends in deviceNotPresent().
     void work();
 
     // Only SD cards: USB sticks (sdXN) are ignored.

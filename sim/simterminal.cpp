@@ -310,6 +310,16 @@ bool SimTerminal::unplugUsb(int port)
     return hotplug()->unplugUsb(port);
 }
 
+bool SimTerminal::plugUsb(int hub, int port, SimHotplug::UsbKind kind, const SimMedium &medium)
+{
+    return hotplug()->plugUsb(hub, port, kind, medium);
+}
+
+bool SimTerminal::unplugUsb(int hub, int port)
+{
+    return hotplug()->unplugUsb(hub, port);
+}
+
 bool SimTerminal::insertCard(int slot, const QString &image)
 {
     SimMedium medium;

@@ -120,7 +120,9 @@ public:
     //     /sys/power/state (SimPowerState) and /dev/sleep0
     //     (SimSleepDevice), writes recorded, nothing suspended; the
     //     stand-ins (standinFolder()) linked in as /sbin/reboot,
-    //     /sbin/poweroff and /usr/bin/v3_poweroff.sh;
+    //     /sbin/poweroff, /usr/bin/v3_poweroff.sh, /bin/ping,
+    //     /bin/ntpclient and /bin/hwclock; the bench's host 192.168.0.1 and
+    //     time server 192.168.0.2 replying (SimBench);
     //     lo and eth0 (192.168.1.50/24, static) with /etc/network/interfaces
     //     and /etc/resolv.conf (SimNetwork, for the ifconfig stand-in).
     //   A9: backlights marvo-backlight.0/.1 with a maximum of 255
@@ -157,6 +159,8 @@ public:
     SimHotplug *hotplug();
     bool plugUsb(int port, SimHotplug::UsbKind kind, const SimMedium &medium = SimMedium());
     bool unplugUsb(int port);
+    bool plugUsb(int hub, int port, SimHotplug::UsbKind kind, const SimMedium &medium = SimMedium());
+    bool unplugUsb(int hub, int port);
     // `image`: a folder whose files the card holds; empty for a blank card.
     bool insertCard(int slot, const QString &image = QString());
     bool insertCard(int slot, const SimMedium &medium);

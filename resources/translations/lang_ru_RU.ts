@@ -2,6 +2,237 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="ru_RU">
 <context>
+    <name>AutoTestForm</name>
+    <message>
+        <source>Auto test</source>
+        <translation>Автотест</translation>
+    </message>
+    <message>
+        <source>USB ports</source>
+        <translation>Порты USB</translation>
+    </message>
+    <message>
+        <source>1</source>
+        <translation>1</translation>
+    </message>
+    <message>
+        <source>2</source>
+        <translation>2</translation>
+    </message>
+    <message>
+        <source>3</source>
+        <translation>3</translation>
+    </message>
+    <message>
+        <source>4</source>
+        <translation>4</translation>
+    </message>
+    <message>
+        <source>SD card</source>
+        <translation>SD карта</translation>
+    </message>
+    <message>
+        <source>COM ports</source>
+        <translation>COM-порты</translation>
+    </message>
+    <message>
+        <source>4 pin</source>
+        <translation>4 конт.</translation>
+    </message>
+    <message>
+        <source>6 pin</source>
+        <translation>6 конт.</translation>
+    </message>
+    <message>
+        <source>Charging</source>
+        <translation>Питание</translation>
+    </message>
+    <message>
+        <source>Current time:</source>
+        <translation>Текущее время:</translation>
+    </message>
+    <message>
+        <source>Running time:</source>
+        <translation>Время работы:</translation>
+    </message>
+    <message>
+        <source>Ping test</source>
+        <translation>Проверка связи</translation>
+    </message>
+    <message>
+        <source>Readers</source>
+        <translation>Считыватели</translation>
+    </message>
+    <message>
+        <source>MC reader</source>
+        <translation>Считыватель МК</translation>
+    </message>
+    <message>
+        <source>Track 1</source>
+        <translation>Дорожка 1</translation>
+    </message>
+    <message>
+        <source>Track 2</source>
+        <translation>Дорожка 2</translation>
+    </message>
+    <message>
+        <source>Track 3</source>
+        <translation>Дорожка 3</translation>
+    </message>
+    <message>
+        <source>RFID reader</source>
+        <translation>Считыватель RFID</translation>
+    </message>
+    <message>
+        <source>TB reader</source>
+        <translation>Считыватель TM</translation>
+    </message>
+    <message>
+        <source>CPU stat</source>
+        <translation>Процессор</translation>
+    </message>
+    <message>
+        <source>CPU info:</source>
+        <translation>Процессор:</translation>
+    </message>
+    <message>
+        <source>CPU busy:</source>
+        <translation>Загрузка:</translation>
+    </message>
+    <message>
+        <source>Average:</source>
+        <translation>Средняя:</translation>
+    </message>
+    <message>
+        <source>Memory total:</source>
+        <translation>Память всего:</translation>
+    </message>
+    <message>
+        <source>Memory free:</source>
+        <translation>Память свободно:</translation>
+    </message>
+    <message>
+        <source>IP addresses</source>
+        <translation>IP-адреса</translation>
+    </message>
+    <message>
+        <source>IP address (wired):</source>
+        <translation>IP-адрес (сеть):</translation>
+    </message>
+    <message>
+        <source>IP address (3G):</source>
+        <translation>IP-адрес (3G):</translation>
+    </message>
+    <message>
+        <source>IP address (Wi-Fi):</source>
+        <translation>IP-адрес (Wi-Fi):</translation>
+    </message>
+    <message>
+        <source>Manual test</source>
+        <translation>Ручные тесты</translation>
+    </message>
+    <message>
+        <source>Open cash driver</source>
+        <translation>Денежный ящик</translation>
+    </message>
+    <message>
+        <source>COM port test</source>
+        <translation>Тест COM-портов</translation>
+    </message>
+    <message>
+        <source>Printer &amp;&amp; cutter test</source>
+        <translation>Принтер и отрезчик</translation>
+    </message>
+    <message>
+        <source>Shutdown</source>
+        <translation>Выключить</translation>
+    </message>
+    <message>
+        <source>Auto test main form create begin...</source>
+        <translation>Создание формы автотеста...</translation>
+    </message>
+    <message>
+        <source>Signal &lt;INT&gt;.</source>
+        <translation>Сигнал &lt;INT&gt;.</translation>
+    </message>
+    <message>
+        <source>Init power devices successful.</source>
+        <translation>Устройства питания инициализированы.</translation>
+    </message>
+    <message>
+        <source>Error init power devices.</source>
+        <translation>Ошибка инициализации устройств питания.</translation>
+    </message>
+    <message>
+        <source>IButton monitor is On.</source>
+        <translation>Монитор iButton включён.</translation>
+    </message>
+    <message>
+        <source>RFID monitor is On.</source>
+        <translation>Монитор RFID включён.</translation>
+    </message>
+    <message>
+        <source>MSR monitor is On.</source>
+        <translation>Монитор считывателя МК включён.</translation>
+    </message>
+    <message>
+        <source>Customer display thread is On.</source>
+        <translation>Тест дисплея покупателя включён.</translation>
+    </message>
+    <message>
+        <source>Print thread is On.</source>
+        <translation>Тест принтера создан.</translation>
+    </message>
+    <message>
+        <source>Ping process running.</source>
+        <translation>Проверка связи запущена.</translation>
+    </message>
+    <message>
+        <source>Auto test main form created.</source>
+        <translation>Форма автотеста создана.</translation>
+    </message>
+    <message>
+        <source>Ping timeout (%1)</source>
+        <translation>Нет ответа (%1)</translation>
+    </message>
+    <message>
+        <source>UPS value change: %1.</source>
+        <translation>Заряд батареи: %1.</translation>
+    </message>
+    <message>
+        <source>UPS status change: %1.</source>
+        <translation>Состояние батареи: %1.</translation>
+    </message>
+    <message>
+        <source>Wait...</source>
+        <translation>Ждите...</translation>
+    </message>
+    <message>
+        <source>COM 1 ports test is On.</source>
+        <translation>Тест порта COM 1 включён.</translation>
+    </message>
+    <message>
+        <source>COM 2 ports test is On.</source>
+        <translation>Тест порта COM 2 включён.</translation>
+    </message>
+    <message>
+        <source>Create COM 1 ports test error.</source>
+        <translation>Ошибка создания теста порта COM 1.</translation>
+    </message>
+    <message>
+        <source>Create COM 2 ports test error.</source>
+        <translation>Ошибка создания теста порта COM 2.</translation>
+    </message>
+    <message>
+        <source>Signal &lt;TERM&gt;.</source>
+        <translation>Сигнал &lt;TERM&gt;.</translation>
+    </message>
+    <message>
+        <source>Shutdown application.</source>
+        <translation>Завершение программы.</translation>
+    </message>
+</context>
+<context>
     <name>COMThread</name>
     <message>
         <source>COMThread: Bad port number %1</source>

@@ -17,6 +17,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QEvent>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcessEnvironment>
@@ -34,6 +35,27 @@ void populateA9(SimTerminal &sim)
     for (const QString &name : board.keys())
         qputenv(name.toLocal8Bit().constData(), board.value(name).toLocal8Bit());
 }
+
+// Until the manual window owns a disk test, the desktop program's own one
+// tests the cards put in while the question waits. The burn-in monitor has
+// one of its own, and two would fight over /sdcard (the second mount finds it
+// busy and the SD tile turns red): this one goes when the monitor shows.
+class LeaveDisksToTheMonitor : public QObject
+{
+public:
+    explicit LeaveDisksToTheMonitor(DiskTest *disk) : QObject(disk), m_disk(disk) {}
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Show && watched->inherits("AutoTestForm")) {
+            QCoreApplication::instance()->removeEventFilter(this);
+            m_disk->deleteLater();
+        }
+        return false;
+    }
+
+private:
+    DiskTest *m_disk;
+};
 
 } // namespace
 
@@ -76,6 +98,7 @@ int main(int argc, char *argv[])
         auto *disk = new DiskTest(QCoreApplication::instance());
         QObject::connect(disk, &DiskTest::sendMessage, QCoreApplication::instance(),
                          [](const QString &text) { MLogSystem::instance()->logWrite(text, 1); });
+        QCoreApplication::instance()->installEventFilter(new LeaveDisksToTheMonitor(disk));
         return true;
     };
     const int rc = runKx4Test(argc, argv, hooks);

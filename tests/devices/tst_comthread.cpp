@@ -14,6 +14,8 @@
 
 namespace {
 const QString Port = QStringLiteral("/dev/ttyS1");
+// What the results carry: the port's name.
+const QString PortName = QStringLiteral("ttyS1");
 const QString Finished = QStringLiteral("COMThread <run> finished.");
 // Bounds for a worker that hangs; a full pass takes about twenty seconds.
 const int FullPassGiveUpMs = 120000;
@@ -94,8 +96,8 @@ private slots:
         for (const int baud : {2400, 9600, 19200, 38400, 57600, 115200})
             speeds << baud << baud << baud;
         QCOMPARE(recorder.speeds().mid(0, 18), speeds);
-        QCOMPARE(recorder.ports(), QVector<QString>(19, Port).toList());
-        QCOMPARE(probe.events, QStringList() << verdict(Port, true) << Finished);
+        QCOMPARE(recorder.ports(), QVector<QString>(19, PortName).toList());
+        QCOMPARE(probe.events, QStringList() << verdict(PortName, true) << Finished);
         QTRY_COMPARE(probe.logLines.filter("COMThread"), QStringList{"COMThread: COMThread created."});
 
         // Ascending, descending and a random pattern at every speed, the
@@ -172,7 +174,7 @@ private slots:
         QVERIFY2(probe.waitEnded(FailureGiveUpMs), "the worker did not finish");
 
         QCOMPARE(recorder.results(), results);
-        QCOMPARE(probe.events, QStringList() << verdict(Port, false) << Finished);
+        QCOMPARE(probe.events, QStringList() << verdict(PortName, false) << Finished);
         QCOMPARE(line->received().size(), bytesSent);
         QVERIFY(line->received().startsWith(ascending().left(bytesSent)));
     }
@@ -221,7 +223,7 @@ private slots:
         auto *worker = makeWorker(probe, Port, how == WorkerProbe::DestroyParentWhileRunning);
         ResultRecorder recorder(worker, line);
         QVERIFY(probe.startAndStop(WorkerProbe::Stop(how), [&] { return worker->isRunning(); }));
-        QTRY_COMPARE(probe.events, QStringList() << verdict(Port, !openRefused) << Finished);
+        QTRY_COMPARE(probe.events, QStringList() << verdict(PortName, !openRefused) << Finished);
         QCOMPARE(recorder.results(), QString(openRefused ? "--" : "+"));
         QCOMPARE(line->received(), QByteArray());
         QTRY_COMPARE(probe.logLines.filter("COMThread"),
@@ -239,7 +241,7 @@ private slots:
         ResultRecorder recorder(worker, line);
         QVERIFY(probe.startAndStop(WorkerProbe::StopWhileRunning,
                                    [&] { return line->received().size() == COMThread::PatternSize; }));
-        QCOMPARE(probe.events, QStringList() << verdict(Port, true) << Finished);
+        QCOMPARE(probe.events, QStringList() << verdict(PortName, true) << Finished);
         QCOMPARE(recorder.results(), QStringLiteral("+"));
         QCOMPARE(line->received().size(), COMThread::PatternSize);
     }

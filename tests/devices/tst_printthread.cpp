@@ -328,6 +328,41 @@ private slots:
         QVERIFY(probe.waitEnded());
     }
 
+    // A stop ends the worker and closes the printer whatever the printer
+    // does with the lines it still holds.
+    void stopWhateverThePrinterDoes_data()
+    {
+        QTest::addColumn<bool>("paperOut");
+        QTest::addColumn<bool>("stalled");
+        QTest::addColumn<bool>("silent");
+        QTest::newRow("paper out") << true << false << false;
+        QTest::newRow("head stalled") << false << true << false;
+        QTest::newRow("head stalled, status unanswered") << false << true << true;
+    }
+    void stopWhateverThePrinterDoes()
+    {
+        QFETCH(bool, paperOut);
+        QFETCH(bool, stalled);
+        QFETCH(bool, silent);
+        SimTerminal sim;
+        auto *printer = sim.add<SimPrinter>();
+        sim.add<SimBuzzer>();
+        printer->setPaperOut(paperOut);
+        printer->setStalled(stalled);
+        WorkerProbe probe;
+        auto *worker = probe.create<PrintThread>();
+        worker->start();
+        QTRY_VERIFY_WITH_TIMEOUT(probe.events.contains(paperOut ? "PRN: No paper." : "Wait next cycle."), 10000);
+        QVERIFY(printer->unprintedLines() > 0);
+        printer->setStatusSilent(silent);
+        worker->exitThread();
+        worker->wakeUp();
+        QVERIFY(probe.waitEnded(10000));
+        QCOMPARE(probe.events.mid(probe.events.size() - 3), closingLines);
+        QCOMPARE(printer->openHandles(), 0);
+        QVERIFY(printer->unprintedLines() > 0);
+    }
+
     void contrastFailure()
     {
         SimTerminal sim;

@@ -145,7 +145,7 @@ private slots:
         QCOMPARE(r.results, runs ? QStringList{"deviceNotPresent"} : QStringList());
         QCOMPARE(disk.device, runs ? name : QString());
         if (runs)
-            QCOMPARE(r.messages, (QStringList{"DiskTest: dev = /dev/sda1", "DiskTest: device not present."}));
+            QCOMPARE(r.messages, (QStringList{"DiskTest: dev = /dev/" + name, "DiskTest: device not present."}));
     }
 
     // Plugged in and pulled out: one run each, the SD card only in the
@@ -180,13 +180,40 @@ private slots:
         QCOMPARE(m_storage->mountCalls().last().target, QStringLiteral("/sdcard"));
         QVERIFY(!m_sim->exists("/sdcard/DeskTest.$$$"));
 
-        // Pulled out, stick first (a run on the card's removal would fall
-        // back to a stick still plugged in): removals ignore the mode.
+        // Pulled out, the card while the stick is still in: the run finds
+        // the card gone and leaves the stick alone. Removals ignore the mode.
         r.clear();
-        QVERIFY(m_sim->unplugUsb(1));
+        const int mounts = m_storage->mountCalls().size();
         QVERIFY(m_sim->removeCard(0));
+        QVERIFY(m_sim->unplugUsb(1));
         QTRY_COMPARE_WITH_TIMEOUT(r.results, (QStringList{"deviceNotPresent", "deviceNotPresent"}), 20000);
-        QCOMPARE(r.messages.filter("device not present").size(), 2);
+        QCOMPARE(r.devices(), (QStringList{"DiskTest: dev = /dev/mmcblk0p1", "DiskTest: dev = /dev/sda1"}));
+        QCOMPARE(m_storage->mountCalls().size(), mounts);
+    }
+
+    // A run without a device named falls back to the first stick, except
+    // when only SD cards are tested.
+    void fallback_data()
+    {
+        QTest::addColumn<bool>("onlySDCard");
+        QTest::addColumn<QString>("result");
+        QTest::newRow("manual") << false << "diskOk";
+        QTest::newRow("SD only") << true << "deviceNotPresent";
+    }
+    void fallback()
+    {
+        QFETCH(bool, onlySDCard);
+        QFETCH(QString, result);
+        QVERIFY(m_sim->plugUsb(1, SimHotplug::UsbKind::Storage));
+        deliverEvents();
+        DiskTest disk;
+        disk.onlySDCard = onlySDCard;
+        Results r(&disk);
+        disk.work();
+        QCOMPARE(r.results, QStringList{result});
+        QCOMPARE(r.devices().size(), 1);
+        QCOMPARE(r.devices().first() == "DiskTest: dev = /dev/sda1", !onlySDCard);
+        QVERIFY(nothingMounted());
     }
 
     // What a card does to the run; always unmounted after a mount.
