@@ -2,6 +2,7 @@
 
 #include "adform.h"
 #include "hardwareinfoform.h"
+#include "kx4testmainwindow.h"
 #include "marvofunction.h"
 #include "mfilesworks.h"
 #include "mlogsystem.h"
@@ -141,9 +142,8 @@ int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
             window = std::make_unique<StandInWindow>(QStringLiteral("automatic test form"));
             qDebug() << "Auto test starting...";
         } else {
-            auto manual = std::make_unique<StandInWindow>(QStringLiteral("manual test window"));
+            auto manual = std::make_unique<KX4TestMainWindow>(settings.fileName());
             qDebug() << "Manual test starting...";
-            manual->setSettingsFileName(settings.fileName());
             window = std::move(manual);
         }
     }

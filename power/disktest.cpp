@@ -44,24 +44,52 @@ bool DiskTest::accepted(const QString &devName, bool sdCardsOnly) const
     return ok && devName.at(devName.size() - 1).isDigit();
 }
 
+// Marks a run on the stack. The object may only go when none is: the events
+// processed inside a run (the settling wait, the owner's log view) can
+// switch the test off.
+class DiskTest::RunGuard
+{
+public:
+    explicit RunGuard(DiskTest *test) : m_test(test) { ++m_test->runs; }
+    ~RunGuard()
+    {
+        if (--m_test->runs == 0 && m_test->stopped)
+            m_test->deleteLater();
+    }
+
+private:
+    DiskTest *m_test;
+};
+
 void DiskTest::onUSBDevAdd(QString devName)
 {
-    if (!accepted(devName, onlySDCard))
+    if (stopped || !accepted(devName, onlySDCard))
         return;
+    RunGuard guard(this);
     // The node may not be there the moment the event comes.
     QEventLoop settle;
     QTimer::singleShot(SettleMs, &settle, &QEventLoop::quit);
     settle.exec();
+    if (stopped)
+        return;
     device = devName;
     work();
 }
 
 void DiskTest::onUSBDevRemove(QString devName)
 {
-    if (!accepted(devName, false))
+    if (stopped || !accepted(devName, false))
         return;
     device = devName;
     work();
+}
+
+void DiskTest::exitThread()
+{
+    qDebug() << "DiskTest: shutdown start.";
+    stopped = true;
+    if (runs == 0)
+        deleteLater();
 }
 
 void DiskTest::message(const QString &text)
@@ -72,6 +100,7 @@ void DiskTest::message(const QString &text)
 
 void DiskTest::work()
 {
+    RunGuard guard(this);
     QString file = FallbackDevice;
     if (!device.isEmpty() && QFile::exists(MSystemRoot::path(QStringLiteral("/dev/") + device)))
         file = QStringLiteral("/dev/") + device;
