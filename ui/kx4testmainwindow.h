@@ -17,6 +17,9 @@
 // and quits the application; the window itself is destroyed after the event
 // loop, waiting for its workers with one shared deadline.
 //
+// The widgets come from the designer form kx4testmainwindow.ui (class
+// Ui_KX4TestMainWindow); their object names are the window's test interface.
+//
 //     KX4TestMainWindow window(settings.fileName());
 //     window.showMaximized();
 //     app.exec();
