@@ -30,8 +30,8 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
-#include <QHeaderView>
 #include <QEventLoop>
+#include <QHeaderView>
 #include <QHostAddress>
 #include <QRegularExpression>
 #include <QScrollBar>
@@ -60,8 +60,7 @@ const int WiFiStateMs = 2000;
 // Waits up to `ms` for `done` to come true, keeping the screen alive;
 // `wake` is a signal that says it may have (a worker's finished(), a
 // process's finished()). True when it did.
-template <class Sender, class Signal>
-bool until(const std::function<bool()> &done, Sender *sender, Signal wake, int ms)
+template <class Sender, class Signal> bool until(const std::function<bool()> &done, Sender *sender, Signal wake, int ms)
 {
     if (done())
         return true;
@@ -140,12 +139,10 @@ QString stamped(const QString &text)
 } // namespace
 
 KX4TestMainWindow::KX4TestMainWindow(const QString &settingsFileName, QWidget *parent)
-    : QMainWindow(parent)
-    , ui(new Ui::KX4TestMainWindow)
-    , m_settingsFileName(settingsFileName.isEmpty() ? MFilesWorks::getSettingsFileName().absoluteFilePath()
-                                                    : settingsFileName)
-    , m_printTimer(this)
-    , m_ping(this)
+    : QMainWindow(parent), ui(new Ui::KX4TestMainWindow),
+      m_settingsFileName(settingsFileName.isEmpty() ? MFilesWorks::getSettingsFileName().absoluteFilePath()
+                                                    : settingsFileName),
+      m_printTimer(this), m_ping(this)
 {
     UiResources::init();
     ui->setupUi(this);
@@ -156,10 +153,9 @@ KX4TestMainWindow::KX4TestMainWindow(const QString &settingsFileName, QWidget *p
     ui->memoGPRS->document()->setMaximumBlockCount(1000);
     // Finger scrolling: the lists follow the finger, the WiFi list coasts.
     auto *scroller = new mScroller(this);
-    for (QAbstractScrollArea *view : {static_cast<QAbstractScrollArea *>(ui->memoLog),
-                                      static_cast<QAbstractScrollArea *>(ui->memoGPRS),
-                                      static_cast<QAbstractScrollArea *>(ui->listUSB),
-                                      static_cast<QAbstractScrollArea *>(ui->listDisk)})
+    for (QAbstractScrollArea *view :
+         {static_cast<QAbstractScrollArea *>(ui->memoLog), static_cast<QAbstractScrollArea *>(ui->memoGPRS),
+          static_cast<QAbstractScrollArea *>(ui->listUSB), static_cast<QAbstractScrollArea *>(ui->listDisk)})
         view->viewport()->installEventFilter(scroller);
     m_touchScroller = new TouchScrollerInterface(this);
     m_touchScroller->bondTS(ui->treeWiFi);
@@ -210,12 +206,10 @@ KX4TestMainWindow::~KX4TestMainWindow()
 
 void KX4TestMainWindow::stopWorkers()
 {
-    for (DeviceThread *worker : {static_cast<DeviceThread *>(m_magCard.worker()),
-                                 static_cast<DeviceThread *>(m_rfid.worker()),
-                                 static_cast<DeviceThread *>(m_iButton.worker()),
-                                 static_cast<DeviceThread *>(m_customerDisplay.worker()),
-                                 static_cast<DeviceThread *>(m_com[0].worker()),
-                                 static_cast<DeviceThread *>(m_com[1].worker())})
+    for (DeviceThread *worker :
+         {static_cast<DeviceThread *>(m_magCard.worker()), static_cast<DeviceThread *>(m_rfid.worker()),
+          static_cast<DeviceThread *>(m_iButton.worker()), static_cast<DeviceThread *>(m_customerDisplay.worker()),
+          static_cast<DeviceThread *>(m_com[0].worker()), static_cast<DeviceThread *>(m_com[1].worker())})
         if (worker)
             worker->exitThread();
     for (PrintThread *printer : {m_print.worker(), m_singlePrint.data()}) {
@@ -230,9 +224,8 @@ void KX4TestMainWindow::stopWorkers()
 
 QList<QPointer<QThread>> KX4TestMainWindow::workerThreads() const
 {
-    return {m_magCard.worker(), m_rfid.worker(),      m_iButton.worker(),
-            m_print.worker(),   m_singlePrint.data(), m_customerDisplay.worker(),
-            m_com[0].worker(),  m_com[1].worker()};
+    return {m_magCard.worker(),         m_rfid.worker(),   m_iButton.worker(), m_print.worker(), m_singlePrint.data(),
+            m_customerDisplay.worker(), m_com[0].worker(), m_com[1].worker()};
 }
 
 void KX4TestMainWindow::setSettingsFileName(const QString &fileName)
@@ -462,10 +455,9 @@ void KX4TestMainWindow::exitProg()
 
 void KX4TestMainWindow::on_chkMagCardThread_clicked()
 {
-    m_magCard.set(this, ui->chkMagCardThread->isChecked(), tr("MSR monitor is On."), tr("MSR monitor is Off."),
-                  [this](MagCardThread *w) {
-                      connect(w, &MagCardThread::magcardData, this, &KX4TestMainWindow::magcardData);
-                  });
+    m_magCard.set(
+        this, ui->chkMagCardThread->isChecked(), tr("MSR monitor is On."), tr("MSR monitor is Off."),
+        [this](MagCardThread *w) { connect(w, &MagCardThread::magcardData, this, &KX4TestMainWindow::magcardData); });
     writeSettings();
 }
 
@@ -477,10 +469,8 @@ void KX4TestMainWindow::on_chkRFIDThread_clicked()
 
 void KX4TestMainWindow::on_chkIButtonThread_clicked()
 {
-    m_iButton.set(this, ui->chkIButtonThread->isChecked(), tr("IButton monitor is On."),
-                  tr("IButton monitor is Off."), [this](IButtonThread *w) {
-                      connect(w, &IButtonThread::sendData, this, &KX4TestMainWindow::ibData);
-                  });
+    m_iButton.set(this, ui->chkIButtonThread->isChecked(), tr("IButton monitor is On."), tr("IButton monitor is Off."),
+                  [this](IButtonThread *w) { connect(w, &IButtonThread::sendData, this, &KX4TestMainWindow::ibData); });
     writeSettings();
 }
 
@@ -555,8 +545,8 @@ void KX4TestMainWindow::magcardData(QStringList tracks)
 {
     QLabel *const labels[3] = {ui->labMagTrack1, ui->labMagTrack2, ui->labMagTrack3};
     for (int i = 0; i < 3; ++i)
-        labels[i]->setText(QStringLiteral("%1: %2").arg(i + 1).arg(tracks.value(i).isEmpty() ? QStringLiteral("-")
-                                                                                              : tracks.value(i)));
+        labels[i]->setText(
+            QStringLiteral("%1: %2").arg(i + 1).arg(tracks.value(i).isEmpty() ? QStringLiteral("-") : tracks.value(i)));
 }
 
 void KX4TestMainWindow::ibData(QStringList data)
@@ -719,8 +709,9 @@ void KX4TestMainWindow::onDisk_mountOk()
 
 void KX4TestMainWindow::onDisk_mountError(int code)
 {
-    const QString text =
-        tr("%1: mount error %2: no file system that can be mounted (vfat, ext3, ntfs).").arg(diskDeviceName()).arg(code);
+    const QString text = tr("%1: mount error %2: no file system that can be mounted (vfat, ext3, ntfs).")
+                             .arg(diskDeviceName())
+                             .arg(code);
     setDiskState(text, StyleFailed);
     ui->listDisk->addItem(stamped(text));
 }
@@ -904,9 +895,9 @@ void KX4TestMainWindow::restartInterface(const QString &name)
         insertToLog(tr("Network: %1 %2...").arg(program, name));
         QProcess process;
         process.start(program, {name});
-        const bool ended = Waits::until([&process] { return process.state() == QProcess::NotRunning; }, &process,
-                                        qOverload<int, QProcess::ExitStatus>(&QProcess::finished),
-                                        Waits::InterfaceRestartMs);
+        const bool ended =
+            Waits::until([&process] { return process.state() == QProcess::NotRunning; }, &process,
+                         qOverload<int, QProcess::ExitStatus>(&QProcess::finished), Waits::InterfaceRestartMs);
         if (!ended) {
             process.kill();
             process.waitForFinished(1000);
@@ -936,9 +927,10 @@ void KX4TestMainWindow::loadSamba()
         return;
     }
     ui->chkSambaEnabled->setChecked(SambaFunctions::isEnabledSamba());
-    ui->strSambaNetbiosName->setText(SambaFunctions::getSambaParam(QStringLiteral("netbios name"),
-                                                                   QStringLiteral("global")));
-    ui->strSambaWorkgroup->setText(SambaFunctions::getSambaParam(QStringLiteral("workgroup"), QStringLiteral("global")));
+    ui->strSambaNetbiosName->setText(
+        SambaFunctions::getSambaParam(QStringLiteral("netbios name"), QStringLiteral("global")));
+    ui->strSambaWorkgroup->setText(
+        SambaFunctions::getSambaParam(QStringLiteral("workgroup"), QStringLiteral("global")));
     ui->strSambaPassword->clear();
 }
 
@@ -950,9 +942,9 @@ void KX4TestMainWindow::on_butSambaSave_clicked()
     const QString workgroup = ui->strSambaWorkgroup->text().trimmed();
     const QString password = ui->strSambaPassword->text();
     if (!name.match(netbios).hasMatch()) {
-        showSambaState(tr("Samba: bad NetBIOS name \"%1\" (up to 15 letters, digits, dashes). Nothing was saved.")
-                           .arg(netbios),
-                       true);
+        showSambaState(
+            tr("Samba: bad NetBIOS name \"%1\" (up to 15 letters, digits, dashes). Nothing was saved.").arg(netbios),
+            true);
         return;
     }
     if (!name.match(workgroup).hasMatch()) {

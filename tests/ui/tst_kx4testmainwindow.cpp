@@ -19,6 +19,7 @@
 #include "testsupport.h"
 #include "usbsignal.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
@@ -66,8 +67,7 @@ class TestKX4TestMainWindow : public QObject
         }
         return std::make_unique<KX4TestMainWindow>(settingsFile());
     }
-    template <class T>
-    static T *child(QObject *window, const char *name)
+    template <class T> static T *child(QObject *window, const char *name)
     {
         T *widget = window->findChild<T *>(QLatin1String(name));
         if (!widget)
@@ -86,8 +86,11 @@ class TestKX4TestMainWindow : public QObject
     // Only the tests for these keep them on; the rest would just add threads.
     static Settings quiet()
     {
-        return {{"Tests/IButton", false},         {"Tests/MagCard", false}, {"Tests/RFID", false},
-                {"Tests/CustomerDisplay", false}, {"Tests/DiskTest", false}};
+        return {{"Tests/IButton", false},
+                {"Tests/MagCard", false},
+                {"Tests/RFID", false},
+                {"Tests/CustomerDisplay", false},
+                {"Tests/DiskTest", false}};
     }
 
 private slots:
@@ -120,11 +123,11 @@ private slots:
         QTest::addColumn<Settings>("stored");
         QTest::addColumn<Settings>("expected");
         const Settings defaults = {
-            {"Tests/IButton", true},          {"Tests/MagCard", true},           {"Tests/RFID", true},
-            {"Tests/CustomerDisplay", true},  {"Tests/VFDContrast", 3},          {"Tests/COMPorts", false},
-            {"Tests/Print", false},           {"Tests/PrintPeriod", 20},         {"Tests/DiskTest", true},
-            {"GPRS/APN", "internet"},         {"GPRS/DialNo", "*99#"},           {"GPRS/PingHost", "ya.ru"},
-            {"Misc/Brightness", 100},         {"Common/SavePPPDLogToFile", true}};
+            {"Tests/IButton", true},         {"Tests/MagCard", true},           {"Tests/RFID", true},
+            {"Tests/CustomerDisplay", true}, {"Tests/VFDContrast", 3},          {"Tests/COMPorts", false},
+            {"Tests/Print", false},          {"Tests/PrintPeriod", 20},         {"Tests/DiskTest", true},
+            {"GPRS/APN", "internet"},        {"GPRS/DialNo", "*99#"},           {"GPRS/PingHost", "ya.ru"},
+            {"Misc/Brightness", 100},        {"Common/SavePPPDLogToFile", true}};
         QTest::newRow("no file") << Settings() << defaults;
         Settings stored = quiet();
         stored["Tests/VFDContrast"] = 7;
@@ -160,8 +163,9 @@ private slots:
     {
         Settings stored = {{"Tests/RFID", false}, {"Tests/DiskTest", false}};
         auto window = open(stored);
-        const QStringList order = {"MSR monitor is On.", "RFID monitor is Off.", "IButton monitor is On.",
-                                   "DiskTest monitor is Off.", "Print thread is Off.", "Customer display thread is On.",
+        const QStringList order = {"MSR monitor is On.",       "RFID monitor is Off.",
+                                   "IButton monitor is On.",   "DiskTest monitor is Off.",
+                                   "Print thread is Off.",     "Customer display thread is On.",
                                    "COM 1 ports test is Off.", "COM 2 ports test is Off."};
         QStringList seen;
         for (const QString &line : screenLog(window.get()))
@@ -329,7 +333,8 @@ private slots:
             return;
         }
         const QByteArray written = m_sim->readFile("/etc/network/interfaces");
-        QVERIFY(written.contains("iface eth0 inet static\n address 10.1.2.3\n netmask 255.255.0.0\n gateway 10.1.0.1\n"));
+        QVERIFY(
+            written.contains("iface eth0 inet static\n address 10.1.2.3\n netmask 255.255.0.0\n gateway 10.1.0.1\n"));
         QVERIFY(written.contains("iface wlan0 inet dhcp")); // the other stanza kept
         QCOMPARE(m_sim->readFile("/etc/resolv.conf"), QByteArray("nameserver 10.1.0.2\n"));
         QVERIFY(TestSupport::standinCalls(m_calls).contains(QStringList{"ifdown", "eth0"}));
@@ -381,7 +386,9 @@ private slots:
         child<QLineEdit>(window.get(), "strGPRSAPN")->setText(QStringLiteral("bad\"apn"));
         child<QPushButton>(window.get(), "butGPRSDial")->click();
         QVERIFY(state->text().startsWith(QLatin1String("GPRS: bad APN")));
-        const auto linkUps = [&] { return screenLog(window.get()).filter(QStringLiteral("GPRS: link up (ppp0).")).size(); };
+        const auto linkUps = [&] {
+            return screenLog(window.get()).filter(QStringLiteral("GPRS: link up (ppp0).")).size();
+        };
         child<QLineEdit>(window.get(), "strGPRSAPN")->setText(QStringLiteral("internet"));
         child<QPushButton>(window.get(), "butGPRSDial")->click();
         QTRY_COMPARE_WITH_TIMEOUT(linkUps(), 1, 20000);
@@ -405,10 +412,35 @@ private slots:
         child<QPushButton>(window.get(), "butGPRSDial")->click();
         QTRY_COMPARE_WITH_TIMEOUT(linkUps(), 2, 20000);
         QVERIFY(line->commands().contains("AT+CGDCONT=1,\"IP\",\"work.apn\""));
-        QCOMPARE(QSettings(settingsFile(), QSettings::IniFormat).value("GPRS/APN").toString(), QStringLiteral("work.apn"));
+        QCOMPARE(QSettings(settingsFile(), QSettings::IniFormat).value("GPRS/APN").toString(),
+                 QStringLiteral("work.apn"));
         child<QPushButton>(window.get(), "butGPRSHangup")->click();
         QTRY_COMPARE_WITH_TIMEOUT(state->text(), QStringLiteral("GPRS: pppd not running."), 20000);
         child<QPushButton>(window.get(), "butGPRSPowerOnOff")->click();
+    }
+
+    // The battery picture and the menu button open their dialogs; Cancel does nothing.
+    void dialogs()
+    {
+        auto window = open(quiet());
+        QStringList opened;
+        const auto closeNextDialog = [&] {
+            QTimer::singleShot(0, window.get(), [&] {
+                QWidget *dialog = QApplication::activeModalWidget();
+                opened << (dialog ? dialog->objectName() : QString());
+                if (auto *cancel = dialog ? dialog->findChild<QPushButton *>("butCancel") : nullptr)
+                    cancel->click();
+                else if (dialog)
+                    dialog->close();
+            });
+        };
+        closeNextDialog();
+        QTest::mouseClick(child<QLabel>(window.get(), "labUPSPic"), Qt::LeftButton);
+        const int lines = screenLog(window.get()).size();
+        closeNextDialog();
+        child<QPushButton>(window.get(), "butSysMenu")->click();
+        QCOMPARE(opened, (QStringList{"upsinfodialog", "SystemMenuDialog"}));
+        QCOMPARE(screenLog(window.get()).size(), lines);
     }
 
     // One picture per page.
@@ -420,7 +452,8 @@ private slots:
         auto *tabs = child<QTabWidget>(window.get(), "tabWidget");
         for (int i = 0; i < tabs->count(); ++i) {
             tabs->setCurrentIndex(i);
-            const QImage image = saveScreenshot(window.get(), "kx4testmainwindow-" + tabs->widget(i)->objectName().mid(3).toLower());
+            const QImage image =
+                saveScreenshot(window.get(), "kx4testmainwindow-" + tabs->widget(i)->objectName().mid(3).toLower());
             QCOMPARE(image.size(), QSize(800, 600));
         }
     }
