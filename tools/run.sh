@@ -16,8 +16,8 @@ if [ -z "${XDG_RUNTIME_DIR:-}" ]; then
     export XDG_RUNTIME_DIR
 fi
 # Without a display (a server, a container) kx4test-sim serves its screen
-# over VNC to this machine only and prints where; kx4test, which ends after
-# its start-up, runs headless.
+# over VNC to this machine only and prints where; kx4test runs headless
+# until Ctrl+C.
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ] && [ -z "${QT_QPA_PLATFORM:-}" ]; then
     if [ "$program" = ./build/app/kx4test ]; then
         export QT_QPA_PLATFORM=offscreen
