@@ -68,8 +68,14 @@ void catchSignalsEarly()
     action.sa_handler = onEarlySignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    for (int signal : {SIGINT, SIGTERM, SIGHUP})
+    sigset_t mask;
+    sigemptyset(&mask);
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
         sigaction(signal, &action, nullptr);
+        sigaddset(&mask, signal);
+    }
+    // A parent may hand them down blocked; one already waiting arrives now.
+    sigprocmask(SIG_UNBLOCK, &mask, nullptr);
 }
 
 bool hasPlatformArgument(int argc, char **argv)
