@@ -20,7 +20,7 @@
 #include "simterminal.h"
 #include "simups.h"
 
-#include <QImage>
+#include <QImageReader>
 #include <QRegularExpression>
 
 namespace {
@@ -50,8 +50,7 @@ Answer fail(const QString &text)
     return {false, text};
 }
 
-template <class T>
-T *model(Context &c)
+template <class T> T *model(Context &c)
 {
     return c.terminal->find<T>();
 }
@@ -211,7 +210,10 @@ Answer sdIn(Context &c, const QStringList &a)
     if (!c.terminal->insertCard(slot, medium))
         return fail(c.terminal->hotplug()->lastError());
     c.cards.insert(slot, kind);
-    return ok(QStringLiteral("%1 card in slot %2 (%3)").arg(kind).arg(slot).arg(c.terminal->hotplug()->cardNodes(slot).join(QLatin1Char(' '))));
+    return ok(QStringLiteral("%1 card in slot %2 (%3)")
+                  .arg(kind)
+                  .arg(slot)
+                  .arg(c.terminal->hotplug()->cardNodes(slot).join(QLatin1Char(' '))));
 }
 
 Answer sdOut(Context &c, const QStringList &a)
@@ -237,7 +239,10 @@ Answer usbPlug(Context &c, const QStringList &a)
     if (!c.terminal->plugUsb(port, k))
         return fail(c.terminal->hotplug()->lastError());
     c.usb.insert(port, kind);
-    return ok(QStringLiteral("%1 in USB port %2 (%3)").arg(kind).arg(port).arg(c.terminal->hotplug()->usbNodes(port).join(QLatin1Char(' '))));
+    return ok(QStringLiteral("%1 in USB port %2 (%3)")
+                  .arg(kind)
+                  .arg(port)
+                  .arg(c.terminal->hotplug()->usbNodes(port).join(QLatin1Char(' '))));
 }
 
 Answer usbUnplug(Context &c, const QStringList &a)
@@ -268,11 +273,24 @@ Answer loopback(Context &c, const QStringList &a)
 Answer gsm(Context &c, const QStringList &a)
 {
     SimSerialLine *line = c.terminal->serialLine(QStringLiteral("/dev/ttyS0"));
+    auto *power = model<SimPeripheralPower>(c);
+    if (!line || !power)
+        return missing(QStringLiteral("internal modem"));
+    line->setBehaviour(a[0] == QLatin1String("silent") ? SimSerialLine::Silent : SimSerialLine::ReplyTable);
+    power->setModemPowerRefused(a[0] == QLatin1String("no-power"));
+    c.gsm = a[0];
+    if (a[0] == QLatin1String("no-power"))
+        return ok(QStringLiteral("the GSM module's power switch refuses (EIO)"));
+    return ok(QStringLiteral("GSM module %1 (while the program powers it)").arg(a[0]));
+}
+
+Answer gsmRing(Context &c, const QStringList &)
+{
+    SimSerialLine *line = c.terminal->serialLine(QStringLiteral("/dev/ttyS0"));
     if (!line)
         return missing(QStringLiteral("internal modem"));
-    line->setBehaviour(a[0] == QLatin1String("answering") ? SimSerialLine::ReplyTable : SimSerialLine::Silent);
-    c.gsm = a[0];
-    return ok(QStringLiteral("GSM module %1 (while the program powers it)").arg(a[0]));
+    line->transmit("\r\nRING\r\n");
+    return ok(QStringLiteral("RING sent on ttyS0 (lost unless the program has the port open)"));
 }
 
 Answer paper(Context &c, const QStringList &a)
@@ -301,7 +319,8 @@ Answer drawer(Context &c, const QStringList &a)
         return missing(QStringLiteral("cash drawer"));
     c.drawerConnected = a[0] == QLatin1String("connected");
     power->setKickRefused(!c.drawerConnected);
-    return ok(c.drawerConnected ? QStringLiteral("drawer connected") : QStringLiteral("drawer disconnected: kicks fail"));
+    return ok(c.drawerConnected ? QStringLiteral("drawer connected")
+                                : QStringLiteral("drawer disconnected: kicks fail"));
 }
 
 Answer mains(Context &c, const QStringList &a)
@@ -376,8 +395,9 @@ Answer wifiAdd(Context &c, const QStringList &a)
                           : a[2] == QLatin1String("wpa") ? QStringLiteral("[WPA-PSK-TKIP][ESS]")
                                                          : QStringLiteral("[WPA2-PSK-CCMP][ESS]");
     const int n = ++c.accessPoints;
-    const QString bssid =
-        QStringLiteral("02:00:00:00:%1:%2").arg(n / 256 % 256, 2, 16, QLatin1Char('0')).arg(n % 256, 2, 16, QLatin1Char('0'));
+    const QString bssid = QStringLiteral("02:00:00:00:%1:%2")
+                              .arg(n / 256 % 256, 2, 16, QLatin1Char('0'))
+                              .arg(n % 256, 2, 16, QLatin1Char('0'));
     if (!SimWifi::addAccessPoint(*c.terminal, bssid, 2437, a[1].toInt(), flags, a[0]))
         return fail(QStringLiteral("the access point list cannot be written"));
     return ok(QStringLiteral("access point %1 (%2) in range").arg(SimControl::quote(a[0]), bssid));
@@ -393,7 +413,9 @@ Answer wifiClear(Context &c, const QStringList &)
 QString pingState(Context &c)
 {
     const QByteArray word = c.terminal->readFile(QLatin1String(BenchFolder) + QLatin1String(BenchHost)).trimmed();
-    return word == "reply" ? QStringLiteral("answering") : word == "silent" ? QStringLiteral("silent") : QStringLiteral("unreachable");
+    return word == "reply"    ? QStringLiteral("answering")
+           : word == "silent" ? QStringLiteral("silent")
+                              : QStringLiteral("unreachable");
 }
 
 Answer ping(Context &c, const QStringList &a)
@@ -455,7 +477,11 @@ Answer printed(Context &c, const QStringList &a)
     int total = 0;
     for (const QStringList &piece : pieces)
         total += piece.size();
-    return ok(QStringLiteral("lines=%1 cuts=%2 %3").arg(total).arg(pieces.size() - 1).arg(words.mid(from).join(QLatin1Char(' '))).trimmed());
+    return ok(QStringLiteral("lines=%1 cuts=%2 %3")
+                  .arg(total)
+                  .arg(pieces.size() - 1)
+                  .arg(words.mid(from).join(QLatin1Char(' ')))
+                  .trimmed());
 }
 
 Answer roll(Context &c, const QStringList &)
@@ -463,13 +489,12 @@ Answer roll(Context &c, const QStringList &)
     auto *printer = model<SimPrinter>(c);
     if (!printer)
         return missing(QStringLiteral("printer"));
-    const QImage image = printer->rollImage();
     const QString file = c.terminal->hostPath(QLatin1String(RollPicture));
     c.terminal->makeDir(QStringLiteral("/run/kx4-sim"));
-    if (image.isNull() || !image.save(file, "PNG"))
-        return fail(QStringLiteral("the roll's picture cannot be saved (%1)").arg(image.isNull() ? QStringLiteral("nothing printed") : file));
-    ++c.rolls;
-    return ok(QStringLiteral("%1 %2x%3").arg(SimControl::quote(file)).arg(image.width()).arg(image.height()));
+    if (!printer->saveRollPng(file))
+        return fail(QStringLiteral("the roll's picture cannot be saved as %1").arg(file));
+    const QSize size = QImageReader(file).size();
+    return ok(QStringLiteral("%1 %2x%3").arg(SimControl::quote(file)).arg(size.width()).arg(size.height()));
 }
 
 Answer display(Context &c, const QStringList &)
@@ -488,7 +513,9 @@ Answer beeps(Context &c, const QStringList &)
     const QList<SimBuzzer::Beep> all = buzzer->beeps();
     QString last;
     if (!all.isEmpty())
-        last = QStringLiteral(" last=%1ms/%2").arg(all.last().durationMs).arg(QString::fromLatin1(all.last().pattern.toHex()));
+        last = QStringLiteral(" last=%1ms/%2")
+                   .arg(all.last().durationMs)
+                   .arg(QString::fromLatin1(all.last().pattern.toHex()));
     return ok(QStringLiteral("beeps=%1%2").arg(all.size()).arg(last));
 }
 
@@ -511,7 +538,8 @@ Answer backlight(Context &c, const QStringList &)
     auto *light = model<SimBacklight>(c);
     if (!light)
         return missing(QStringLiteral("backlight"));
-    return ok(QStringLiteral("screen=%1 second=%2").arg(level(light->actualBrightness(false)), level(light->actualBrightness(true))));
+    return ok(QStringLiteral("screen=%1 second=%2")
+                  .arg(level(light->actualBrightness(false)), level(light->actualBrightness(true))));
 }
 
 Answer state(Context &c, const QStringList &)
@@ -529,7 +557,8 @@ Answer state(Context &c, const QStringList &)
           << QStringLiteral("printed=%1").arg(lines);
     }
     if (auto *power = model<SimPeripheralPower>(c))
-        s << QStringLiteral("drawer=%1").arg(c.drawerConnected ? QStringLiteral("connected") : QStringLiteral("disconnected"))
+        s << QStringLiteral("drawer=%1")
+                 .arg(c.drawerConnected ? QStringLiteral("connected") : QStringLiteral("disconnected"))
           << QStringLiteral("kicks=%1").arg(power->kickCount());
     if (auto *buzzer = model<SimBuzzer>(c))
         s << QStringLiteral("beeps=%1").arg(buzzer->beeps().size());
@@ -544,8 +573,10 @@ Answer state(Context &c, const QStringList &)
     for (int port = 1; port <= 4; ++port)
         s << QStringLiteral("usb%1=%2").arg(port).arg(c.usb.value(port, QStringLiteral("empty")));
     for (const char *port : {"ttyS1", "ttyS2"})
-        s << QStringLiteral("%1=%2").arg(QLatin1String(port), c.loopbacks.value(QLatin1String(port), QStringLiteral("off")));
-    s << QStringLiteral("gsm=%1").arg(c.gsm) << QStringLiteral("link=%1").arg(c.linkUp ? QStringLiteral("up") : QStringLiteral("down"))
+        s << QStringLiteral("%1=%2").arg(QLatin1String(port),
+                                         c.loopbacks.value(QLatin1String(port), QStringLiteral("off")));
+    s << QStringLiteral("gsm=%1").arg(c.gsm)
+      << QStringLiteral("link=%1").arg(c.linkUp ? QStringLiteral("up") : QStringLiteral("down"))
       << QStringLiteral("ping=%1").arg(pingState(c));
     return ok(s.join(QLatin1Char(' ')));
 }
@@ -557,7 +588,8 @@ Answer help(Context &, const QStringList &a)
         for (const SimControl::Command &command : SimControl::commands())
             names << command.name;
         names.removeDuplicates();
-        return ok(QStringLiteral("commands: ") + names.join(QStringLiteral(", ")) + QStringLiteral("; help COMMAND tells more"));
+        return ok(QStringLiteral("commands: ") + names.join(QStringLiteral(", "))
+                  + QStringLiteral("; help COMMAND tells more"));
     }
     QStringList found;
     for (const SimControl::Command &command : SimControl::commands())
@@ -580,119 +612,254 @@ QList<SimControl::Command> makeTable()
     const QString queries = QStringLiteral("Readings");
     const auto bind = [](Answer (*f)(Context &, const QStringList &)) { return SimControl::Handler(f); };
     return {
-        {cards, QStringLiteral("swipe"),
+        {cards,
+         QStringLiteral("swipe"),
          {text(QStringLiteral("TRACK1"), 127, QStringLiteral("%B4000001234567899^TEST/CARD^2512101?")),
           text(QStringLiteral("TRACK2"), 127, QStringLiteral(";4000001234567899=2512101?"), true),
           text(QStringLiteral("TRACK3"), 127, QString(), true)},
          QStringLiteral("Swipes a card through the magnetic stripe reader; each track is the text the reader decodes "
                         "(\"\" for a track the card lacks). A swipe nobody reads is lost, as on the terminal."),
-         false, bind(swipe)},
-        {cards, QStringLiteral("rfid on"), {hex(QStringLiteral("UID"), 8, QStringLiteral("0A1B2C3D"))},
+         false,
+         bind(swipe)},
+        {cards,
+         QStringLiteral("rfid on"),
+         {hex(QStringLiteral("UID"), 8, QStringLiteral("0A1B2C3D"))},
          QStringLiteral("Lays a contactless card with this 4-byte serial number on the reader (replacing any other)."),
-         false, bind(rfidOn)},
-        {cards, QStringLiteral("rfid off"), {}, QStringLiteral("Takes the contactless card away."), false, bind(rfidOff)},
-        {cards, QStringLiteral("ibutton on"), {hex(QStringLiteral("ROM"), 16, QStringLiteral("01A2B3C4D5E6F700"))},
-         QStringLiteral("Touches the iButton contact with a key: 8 ROM bytes in bus order, family code first, CRC byte last."),
-         false, bind(iButtonOn)},
-        {cards, QStringLiteral("ibutton off"), {}, QStringLiteral("Takes the iButton key away."), false, bind(iButtonOff)},
-        {cards, QStringLiteral("smartcard"), {choice(QStringLiteral("STATE"), {QStringLiteral("in"), QStringLiteral("out")})},
-         QStringLiteral("Puts the fiscal module's smart card into its slot or pulls it out."), false, bind(smartCard)},
+         false,
+         bind(rfidOn)},
+        {cards,
+         QStringLiteral("rfid off"),
+         {},
+         QStringLiteral("Takes the contactless card away."),
+         false,
+         bind(rfidOff)},
+        {cards,
+         QStringLiteral("ibutton on"),
+         {hex(QStringLiteral("ROM"), 16, QStringLiteral("01A2B3C4D5E6F700"))},
+         QStringLiteral(
+             "Touches the iButton contact with a key: 8 ROM bytes in bus order, family code first, CRC byte last."),
+         false,
+         bind(iButtonOn)},
+        {cards,
+         QStringLiteral("ibutton off"),
+         {},
+         QStringLiteral("Takes the iButton key away."),
+         false,
+         bind(iButtonOff)},
+        {cards,
+         QStringLiteral("smartcard"),
+         {choice(QStringLiteral("STATE"), {QStringLiteral("in"), QStringLiteral("out")})},
+         QStringLiteral("Puts the fiscal module's smart card into its slot or pulls it out."),
+         false,
+         bind(smartCard)},
 
-        {storage, QStringLiteral("sd in"),
+        {storage,
+         QStringLiteral("sd in"),
          {number(QStringLiteral("SLOT"), 0, SimHotplug::CardSlots - 1, QStringLiteral("0")),
-          optionalChoice(QStringLiteral("KIND"), {QStringLiteral("blank"), QStringLiteral("ext3"), QStringLiteral("read-only"),
-                                                   QStringLiteral("full"), QStringLiteral("no-fs")})},
+          optionalChoice(QStringLiteral("KIND"),
+                         {QStringLiteral("blank"), QStringLiteral("ext3"), QStringLiteral("read-only"),
+                          QStringLiteral("full"), QStringLiteral("no-fs")})},
          QStringLiteral("Puts an SD card into slot 0 or 1: blank (vfat, the default), ext3, read-only (write-protect "
                         "switch on), full (needs real loop mounts: root) or no-fs (no file system)."),
-         false, bind(sdIn)},
-        {storage, QStringLiteral("sd out"), {number(QStringLiteral("SLOT"), 0, SimHotplug::CardSlots - 1, QStringLiteral("0"))},
-         QStringLiteral("Pulls the SD card out of the slot."), false, bind(sdOut)},
-        {storage, QStringLiteral("usb plug"),
+         false,
+         bind(sdIn)},
+        {storage,
+         QStringLiteral("sd out"),
+         {number(QStringLiteral("SLOT"), 0, SimHotplug::CardSlots - 1, QStringLiteral("0"))},
+         QStringLiteral("Pulls the SD card out of the slot."),
+         false,
+         bind(sdOut)},
+        {storage,
+         QStringLiteral("usb plug"),
          {number(QStringLiteral("PORT"), 1, 4, QStringLiteral("1")),
           choice(QStringLiteral("KIND"), {QStringLiteral("stick"), QStringLiteral("keyboard"), QStringLiteral("serial"),
                                           QStringLiteral("modem")})},
          QStringLiteral("Plugs a device into one of the terminal's four USB sockets: a blank stick, a keyboard, a "
                         "serial converter with a loopback plug, or a 3G modem."),
-         false, bind(usbPlug)},
-        {storage, QStringLiteral("usb unplug"), {number(QStringLiteral("PORT"), 1, 4, QStringLiteral("1"))},
-         QStringLiteral("Pulls the device out of the USB socket."), false, bind(usbUnplug)},
+         false,
+         bind(usbPlug)},
+        {storage,
+         QStringLiteral("usb unplug"),
+         {number(QStringLiteral("PORT"), 1, 4, QStringLiteral("1"))},
+         QStringLiteral("Pulls the device out of the USB socket."),
+         false,
+         bind(usbUnplug)},
 
-        {serial, QStringLiteral("loopback"),
+        {serial,
+         QStringLiteral("loopback"),
          {choice(QStringLiteral("PORT"), {QStringLiteral("ttyS1"), QStringLiteral("ttyS2")}),
-          choice(QStringLiteral("PLUG"), {QStringLiteral("good"), QStringLiteral("wrong-byte"), QStringLiteral("short-echo"),
-                                          QStringLiteral("off")})},
+          choice(QStringLiteral("PLUG"), {QStringLiteral("good"), QStringLiteral("wrong-byte"),
+                                          QStringLiteral("short-echo"), QStringLiteral("off")})},
          QStringLiteral("The loopback plug on COM port ttyS1 (4 pin) or ttyS2 (6 pin): good; wrong-byte and short-echo "
                         "spoil the next echo once (a byte changed, a byte lost); off pulls the plug."),
-         false, bind(loopback)},
-        {serial, QStringLiteral("gsm"), {choice(QStringLiteral("STATE"), {QStringLiteral("answering"), QStringLiteral("silent")})},
-         QStringLiteral("Whether the internal GSM module on ttyS0 answers its AT commands (while the program powers it)."),
-         false, bind(gsm)},
+         false,
+         bind(loopback)},
+        {serial,
+         QStringLiteral("gsm"),
+         {choice(QStringLiteral("STATE"),
+                 {QStringLiteral("answering"), QStringLiteral("silent"), QStringLiteral("no-power")})},
+         QStringLiteral("Whether the internal GSM module on ttyS0 answers its AT commands while the program powers it; "
+                        "no-power: its power switch refuses (EIO)."),
+         false,
+         bind(gsm)},
+        {serial,
+         QStringLiteral("gsm ring"),
+         {},
+         QStringLiteral("The GSM module reports an incoming call (RING) on ttyS0."),
+         false,
+         bind(gsmRing)},
 
-        {printer, QStringLiteral("paper"), {choice(QStringLiteral("STATE"), {QStringLiteral("out"), QStringLiteral("in")})},
+        {printer,
+         QStringLiteral("paper"),
+         {choice(QStringLiteral("STATE"), {QStringLiteral("out"), QStringLiteral("in")})},
          QStringLiteral("Runs the printer out of paper (its status says so and printing halts) or puts a new roll in."),
-         false, bind(paper)},
-        {printer, QStringLiteral("printer"), {choice(QStringLiteral("HEAD"), {QStringLiteral("stall"), QStringLiteral("resume")})},
-         QStringLiteral("Stops the print head (the buffer fills and stays full) or lets it run again."), false,
+         false,
+         bind(paper)},
+        {printer,
+         QStringLiteral("printer"),
+         {choice(QStringLiteral("HEAD"), {QStringLiteral("stall"), QStringLiteral("resume")})},
+         QStringLiteral("Stops the print head (the buffer fills and stays full) or lets it run again."),
+         false,
          bind(printerHead)},
-        {printer, QStringLiteral("drawer"),
+        {printer,
+         QStringLiteral("drawer"),
          {choice(QStringLiteral("STATE"), {QStringLiteral("connected"), QStringLiteral("disconnected")})},
-         QStringLiteral("Connects the cash drawer, or pulls its cable so that every kick fails."), false, bind(drawer)},
+         QStringLiteral("Connects the cash drawer, or pulls its cable so that every kick fails."),
+         false,
+         bind(drawer)},
 
-        {power, QStringLiteral("mains"), {choice(QStringLiteral("STATE"), {QStringLiteral("off"), QStringLiteral("on")})},
-         QStringLiteral("Pulls the mains (the terminal runs on its battery) or plugs it in again (charging)."), false,
+        {power,
+         QStringLiteral("mains"),
+         {choice(QStringLiteral("STATE"), {QStringLiteral("off"), QStringLiteral("on")})},
+         QStringLiteral("Pulls the mains (the terminal runs on its battery) or plugs it in again (charging)."),
+         false,
          bind(mains)},
-        {power, QStringLiteral("battery"), {number(QStringLiteral("PERCENT"), 0, 100, QStringLiteral("80"))},
-         QStringLiteral("Sets the battery's charge; at 14 % or less the program stops printing."), false, bind(battery)},
-        {power, QStringLiteral("powerkey"), {choice(QStringLiteral("PRESS"), {QStringLiteral("short"), QStringLiteral("long")})},
-         QStringLiteral("Presses the power key: short holds it 0.1 s, long 3 s."), false, bind(powerKey)},
-        {power, QStringLiteral("suspendkey"), {}, QStringLiteral("Presses the suspend key for 0.1 s."), false,
+        {power,
+         QStringLiteral("battery"),
+         {number(QStringLiteral("PERCENT"), 0, 100, QStringLiteral("80"))},
+         QStringLiteral("Sets the battery's charge; at 14 % or less the program stops printing."),
+         false,
+         bind(battery)},
+        {power,
+         QStringLiteral("powerkey"),
+         {choice(QStringLiteral("PRESS"), {QStringLiteral("short"), QStringLiteral("long")})},
+         QStringLiteral("Presses the power key: short holds it 0.1 s, long 3 s."),
+         false,
+         bind(powerKey)},
+        {power,
+         QStringLiteral("suspendkey"),
+         {},
+         QStringLiteral("Presses the suspend key for 0.1 s."),
+         false,
          bind(suspendKey)},
 
-        {network, QStringLiteral("link"), {choice(QStringLiteral("STATE"), {QStringLiteral("down"), QStringLiteral("up")})},
-         QStringLiteral("Pulls the network cable out of eth0 or plugs it in (as ifconfig shows it)."), false, bind(link)},
-        {network, QStringLiteral("wifi add"),
+        {network,
+         QStringLiteral("link"),
+         {choice(QStringLiteral("STATE"), {QStringLiteral("down"), QStringLiteral("up")})},
+         QStringLiteral("Pulls the network cable out of eth0 or plugs it in (as ifconfig shows it)."),
+         false,
+         bind(link)},
+        {network,
+         QStringLiteral("wifi add"),
          {text(QStringLiteral("SSID"), 32, QStringLiteral("Test Bench")),
           number(QStringLiteral("SIGNAL"), -100, -1, QStringLiteral("-50"), true),
-          optionalChoice(QStringLiteral("SECURITY"), {QStringLiteral("wpa2"), QStringLiteral("wpa"), QStringLiteral("wep"),
-                                                       QStringLiteral("open")})},
+          optionalChoice(QStringLiteral("SECURITY"), {QStringLiteral("wpa2"), QStringLiteral("wpa"),
+                                                      QStringLiteral("wep"), QStringLiteral("open")})},
          QStringLiteral("Brings a WiFi access point into range (signal in dBm, -50 by default; wpa2 by default)."),
-         false, bind(wifiAdd)},
-        {network, QStringLiteral("wifi clear"), {}, QStringLiteral("Takes every access point out of range."), false,
+         false,
+         bind(wifiAdd)},
+        {network,
+         QStringLiteral("wifi clear"),
+         {},
+         QStringLiteral("Takes every access point out of range."),
+         false,
          bind(wifiClear)},
-        {network, QStringLiteral("ping"),
-         {choice(QStringLiteral("STATE"), {QStringLiteral("answering"), QStringLiteral("silent"), QStringLiteral("unreachable")})},
+        {network,
+         QStringLiteral("ping"),
+         {choice(QStringLiteral("STATE"),
+                 {QStringLiteral("answering"), QStringLiteral("silent"), QStringLiteral("unreachable")})},
          QStringLiteral("How the test bench's host 192.168.0.1 answers the program's ping (nothing is ever sent)."),
-         false, bind(ping)},
-        {network, QStringLiteral("netif add"), {text(QStringLiteral("NAME"), 12, QStringLiteral("ppp0"))},
-         QStringLiteral("A network interface appears, as ppp0 does when a dial-up connects (the pppd stand-in asks for it)."),
-         false, [](Context &c, const QStringList &a) { return netif(c, a, true); }},
-        {network, QStringLiteral("netif remove"), {text(QStringLiteral("NAME"), 12, QStringLiteral("ppp0"))},
-         QStringLiteral("The network interface goes."), false, [](Context &c, const QStringList &a) { return netif(c, a, false); }},
+         false,
+         bind(ping)},
+        {network,
+         QStringLiteral("netif add"),
+         {text(QStringLiteral("NAME"), 12, QStringLiteral("ppp0"))},
+         QStringLiteral(
+             "A network interface appears, as ppp0 does when a dial-up connects (the pppd stand-in asks for it)."),
+         false,
+         [](Context &c, const QStringList &a) { return netif(c, a, true); }},
+        {network,
+         QStringLiteral("netif remove"),
+         {text(QStringLiteral("NAME"), 12, QStringLiteral("ppp0"))},
+         QStringLiteral("The network interface goes."),
+         false,
+         [](Context &c, const QStringList &a) { return netif(c, a, false); }},
 
-        {screenGroup, QStringLiteral("touch"), {text(QStringLiteral("CONTROL"), 64, QStringLiteral("butAutoTest"))},
-         QStringLiteral("Touches the program's on-screen control with this object name or text (\"screen\" lists them)."),
-         false, bind(touch)},
+        {screenGroup,
+         QStringLiteral("touch"),
+         {text(QStringLiteral("CONTROL"), 64, QStringLiteral("butAutoTest"))},
+         QStringLiteral(
+             "Touches the program's on-screen control with this object name or text (\"screen\" lists them)."),
+         false,
+         bind(touch)},
 
-        {queries, QStringLiteral("state"), {}, QStringLiteral("Everything at a glance, as name=value words."), true, bind(state)},
-        {queries, QStringLiteral("printed"), {number(QStringLiteral("LINES"), 1, 1000, QStringLiteral("20"), true)},
-         QStringLiteral("What the printer printed: the line and cut counts, then its last lines (20 by default), \"cut\" "
-                        "between pieces of paper."),
-         true, bind(printed)},
-        {queries, QStringLiteral("roll"), {},
-         QStringLiteral("Saves the printed roll as a PNG picture inside the terminal's root and answers its path and size."),
-         true, bind(roll)},
-        {queries, QStringLiteral("display"), {}, QStringLiteral("What the customer display shows: its light and its lines."),
-         true, bind(display)},
-        {queries, QStringLiteral("beeps"), {}, QStringLiteral("How often the buzzer sounded, and the last beep."), true,
+        {queries,
+         QStringLiteral("state"),
+         {},
+         QStringLiteral("Everything at a glance, as name=value words."),
+         true,
+         bind(state)},
+        {queries,
+         QStringLiteral("printed"),
+         {number(QStringLiteral("LINES"), 1, 1000, QStringLiteral("20"), true)},
+         QStringLiteral(
+             "What the printer printed: the line and cut counts, then its last lines (20 by default), \"cut\" "
+             "between pieces of paper."),
+         true,
+         bind(printed)},
+        {queries,
+         QStringLiteral("roll"),
+         {},
+         QStringLiteral(
+             "Saves the printed roll as a PNG picture inside the terminal's root and answers its path and size."),
+         true,
+         bind(roll)},
+        {queries,
+         QStringLiteral("display"),
+         {},
+         QStringLiteral("What the customer display shows: its light and its lines."),
+         true,
+         bind(display)},
+        {queries,
+         QStringLiteral("beeps"),
+         {},
+         QStringLiteral("How often the buzzer sounded, and the last beep."),
+         true,
          bind(beeps)},
-        {queries, QStringLiteral("kicks"), {}, QStringLiteral("How often the cash drawer was kicked open, and refused."),
-         true, bind(kicks)},
-        {queries, QStringLiteral("backlight"), {}, QStringLiteral("The screens' backlight levels (0 to 255)."), true,
+        {queries,
+         QStringLiteral("kicks"),
+         {},
+         QStringLiteral("How often the cash drawer was kicked open, and refused."),
+         true,
+         bind(kicks)},
+        {queries,
+         QStringLiteral("backlight"),
+         {},
+         QStringLiteral("The screens' backlight levels (0 to 255)."),
+         true,
          bind(backlight)},
-        {queries, QStringLiteral("screen"), {}, QStringLiteral("The program's on-screen controls that can be touched now."),
-         true, bind(screen)},
-        {queries, QStringLiteral("help"), {text(QStringLiteral("COMMAND"), 32, QString(), true)},
-         QStringLiteral("The commands, or what one of them does."), true, bind(help)},
+        {queries,
+         QStringLiteral("screen"),
+         {},
+         QStringLiteral("The program's on-screen controls that can be touched now."),
+         true,
+         bind(screen)},
+        {queries,
+         QStringLiteral("help"),
+         {text(QStringLiteral("COMMAND"), 32, QString(), true)},
+         QStringLiteral("The commands, or what one of them does."),
+         true,
+         bind(help)},
     };
 }
 

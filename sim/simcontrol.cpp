@@ -115,7 +115,8 @@ bool parse(const QByteArray &line, Parsed *parsed, QString *error)
             *error = QStringLiteral("%1 wants one of: %2")
                          .arg(SimControl::quote(words.first()), sameFirstWord.join(QStringLiteral("; ")));
         else
-            *error = QStringLiteral("unknown command %1; \"help\" lists the commands").arg(SimControl::quote(words.first()));
+            *error =
+                QStringLiteral("unknown command %1; \"help\" lists the commands").arg(SimControl::quote(words.first()));
         return false;
     }
     QStringList arguments = words.mid(nameWords);
@@ -311,9 +312,7 @@ bool SimControl::check(const QByteArray &line, QString *error)
 
 // ---- Carrying commands out ---------------------------------------------
 
-SimControl::SimControl(SimTerminal *terminal)
-    : m_terminal(terminal)
-    , m_context(new Context)
+SimControl::SimControl(SimTerminal *terminal) : m_terminal(terminal), m_context(new Context)
 {
     m_context->terminal = terminal;
     m_context->screen = &m_screen;
@@ -390,7 +389,8 @@ bool SimControl::listen(QString *error)
     const bool bound = fd >= 0 && ::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
     ::umask(oldMask);
     if (!bound || ::listen(fd, SOMAXCONN) != 0) {
-        *error = QStringLiteral("cannot make the control socket %1: %2").arg(path, QString::fromLocal8Bit(strerror(errno)));
+        *error =
+            QStringLiteral("cannot make the control socket %1: %2").arg(path, QString::fromLocal8Bit(strerror(errno)));
         if (fd >= 0)
             ::close(fd);
         return false;
@@ -409,7 +409,8 @@ void SimControl::onConnection()
             return;
         if (m_clients.size() >= size_t(MaxClients)) {
             const QByteArray busy = Answer{false, QStringLiteral("%1 clients are connected already, the most at once; "
-                                                                 "try again when one has gone").arg(int(MaxClients))}
+                                                                 "try again when one has gone")
+                                                      .arg(int(MaxClients))}
                                         .line()
                                         .toLatin1()
                                     + '\n';
@@ -459,11 +460,12 @@ void SimControl::onClientReady(int fd, short revents)
             }
             if (end < 0) {
                 if (client.in.size() > MaxLineBytes) {
-                    client.out += Answer{false, QStringLiteral("a line longer than %1 bytes; nothing done")
-                                                    .arg(int(MaxLineBytes))}
-                                      .line()
-                                      .toLatin1()
-                                  + '\n';
+                    client.out +=
+                        Answer{false,
+                               QStringLiteral("a line longer than %1 bytes; nothing done").arg(int(MaxLineBytes))}
+                            .line()
+                            .toLatin1()
+                        + '\n';
                     client.in.clear();
                     client.skipping = true;
                     continue;
@@ -475,20 +477,20 @@ void SimControl::onClientReady(int fd, short revents)
             if (line.endsWith('\r'))
                 line.chop(1);
             if (line.size() > MaxLineBytes) {
-                client.out += Answer{false, QStringLiteral("a line longer than %1 bytes; nothing done").arg(int(MaxLineBytes))}
-                                  .line()
-                                  .toLatin1()
-                              + '\n';
+                client.out +=
+                    Answer{false, QStringLiteral("a line longer than %1 bytes; nothing done").arg(int(MaxLineBytes))}
+                        .line()
+                        .toLatin1()
+                    + '\n';
                 continue;
             }
             client.out += run(line).line().toUtf8() + '\n';
         }
         if (ended) {
             if (!client.in.isEmpty() && !client.skipping)
-                client.out += Answer{false, QStringLiteral("the line ended without a line feed; nothing done")}
-                                  .line()
-                                  .toLatin1()
-                              + '\n';
+                client.out +=
+                    Answer{false, QStringLiteral("the line ended without a line feed; nothing done")}.line().toLatin1()
+                    + '\n';
             client.in.clear();
             client.closing = true;
         }
@@ -578,8 +580,9 @@ bool SimControl::parseScenario(const QByteArray &text, QList<Step> *steps, QStri
         if (m.hasMatch()) {
             step.delayMs = milliseconds(m.captured(1));
             if (step.delayMs < 0)
-                return fail(QStringLiteral("\"after\" wants a wait of at most a day such as 2s, 500ms or 1.5min, not %1")
-                                .arg(quote(m.captured(1))));
+                return fail(
+                    QStringLiteral("\"after\" wants a wait of at most a day such as 2s, 500ms or 1.5min, not %1")
+                        .arg(quote(m.captured(1))));
             step.command = m.captured(2).toLatin1();
             if (step.command.isEmpty())
                 return fail(QStringLiteral("nothing to do after %1").arg(m.captured(1)));
@@ -589,17 +592,20 @@ bool SimControl::parseScenario(const QByteArray &text, QList<Step> *steps, QStri
         if (step.command.startsWith("wait")) {
             QStringList words = QString::fromLatin1(step.command).split(QLatin1Char(' '), Qt::SkipEmptyParts);
             if (words.size() < 3 || words[0] != QLatin1String("wait") || words[1] != QLatin1String("open"))
-                return fail(QStringLiteral("\"wait\" wants nodes: wait open /dev/magcard0 ... [10s], or wait open uevent"));
+                return fail(
+                    QStringLiteral("\"wait\" wants nodes: wait open /dev/magcard0 ... [10s], or wait open uevent"));
             step.waitLimitMs = DefaultOpenLimitMs;
             if (words.last().at(0).isDigit()) {
                 step.waitLimitMs = milliseconds(words.last());
                 if (step.waitLimitMs < 0)
-                    return fail(QStringLiteral("\"wait open\" wants a limit such as 10s, not %1").arg(quote(words.last())));
+                    return fail(
+                        QStringLiteral("\"wait open\" wants a limit such as 10s, not %1").arg(quote(words.last())));
                 words.removeLast();
             }
             for (const QString &node : words.mid(2))
                 if (node != QLatin1String("uevent") && !node.startsWith(QLatin1String("/dev/")))
-                    return fail(QStringLiteral("\"wait open\" wants nodes under /dev/ or \"uevent\", not %1").arg(quote(node)));
+                    return fail(
+                        QStringLiteral("\"wait open\" wants nodes under /dev/ or \"uevent\", not %1").arg(quote(node)));
             if (words.size() < 3)
                 return fail(QStringLiteral("\"wait open\" wants at least one node"));
             step.waitOpen = words.mid(2);
@@ -655,15 +661,15 @@ void SimControl::playStep(QList<Step> steps, int index, qint64 startedMs, std::f
     });
 }
 
-void SimControl::awaitOpen(QList<Step> steps, int index, qint64 startedMs,
-                           std::function<void(const QString &)> report, std::shared_ptr<int> errors, qint64 waitedMs)
+void SimControl::awaitOpen(QList<Step> steps, int index, qint64 startedMs, std::function<void(const QString &)> report,
+                           std::shared_ptr<int> errors, qint64 waitedMs)
 {
     const Step &step = steps[index];
-    const bool open = std::all_of(step.waitOpen.cbegin(), step.waitOpen.cend(), [this](const QString &node) { return isOpen(node); });
+    const bool open =
+        std::all_of(step.waitOpen.cbegin(), step.waitOpen.cend(), [this](const QString &node) { return isOpen(node); });
     if (!open && waitedMs < step.waitLimitMs) {
-        m_terminal->startTimer(OpenPollMs, [=] {
-            awaitOpen(steps, index, startedMs, report, errors, waitedMs + OpenPollMs);
-        });
+        m_terminal->startTimer(OpenPollMs,
+                               [=] { awaitOpen(steps, index, startedMs, report, errors, waitedMs + OpenPollMs); });
         return;
     }
     if (!open)
@@ -671,9 +677,9 @@ void SimControl::awaitOpen(QList<Step> steps, int index, qint64 startedMs,
     report(QStringLiteral("scenario line %1 at %2 s: %3 -> %4")
                .arg(step.lineNumber)
                .arg(secondsSince(startedMs), 0, 'f', 1)
-               .arg(QString::fromLatin1(step.command),
-                    open ? QStringLiteral("ok open")
-                         : QStringLiteral("error: not opened within %1 s; going on").arg(double(step.waitLimitMs) / 1000.0)));
+               .arg(QString::fromLatin1(step.command), open ? QStringLiteral("ok open")
+                                                            : QStringLiteral("error: not opened within %1 s; going on")
+                                                                  .arg(double(step.waitLimitMs) / 1000.0)));
     playStep(steps, index + 1, startedMs, report, errors);
 }
 

@@ -51,12 +51,12 @@ public:
         QString name;
         Kind kind = Text;
         QStringList choices; // Choice
-        int min = 0;         // Number
-        int max = 0;         // Number; Text: the longest text (0: any length)
-        int hexDigits = 0;   // Hex
+        int min = 0; // Number
+        int max = 0; // Number; Text: the longest text (0: any length)
+        int hexDigits = 0; // Hex
         bool optional = false; // optional ones come last
-        QString defaultValue;  // an optional argument's value when it is left out
-        QString preset;        // what the panel fills in
+        QString defaultValue; // an optional argument's value when it is left out
+        QString preset; // what the panel fills in
     };
     struct Answer
     {
@@ -69,7 +69,7 @@ public:
     struct Command
     {
         QString group; // the panel's box and the README's section
-        QString name;  // one or two words: "swipe", "usb plug"
+        QString name; // one or two words: "swipe", "usb plug"
         QList<Argument> arguments;
         QString help;
         bool query = false; // reads, changes nothing
@@ -156,7 +156,7 @@ private:
         QByteArray in;
         QByteArray out;
         bool skipping = false; // the rest of a line that was too long
-        bool closing = false;  // close once the answers are out
+        bool closing = false; // close once the answers are out
     };
 
     Answer run(const QByteArray &line);
@@ -187,16 +187,15 @@ public:
     SimTerminal *terminal = nullptr;
     const Screen *screen = nullptr;
 
-    QMap<int, QString> usb;            // port -> kind plugged in
-    QMap<int, QString> cards;          // slot -> kind of card
-    QMap<QString, QString> loopbacks;  // "ttyS1" -> plug
+    QMap<int, QString> usb; // port -> kind plugged in
+    QMap<int, QString> cards; // slot -> kind of card
+    QMap<QString, QString> loopbacks; // "ttyS1" -> plug
     QString gsm = QStringLiteral("answering");
     bool linkUp = true;
     bool headStalled = false;
     bool drawerConnected = true;
-    QString rfidUid;  // empty: no card on the reader
-    QString iButton;  // empty: no key on the contact
+    QString rfidUid; // empty: no card on the reader
+    QString iButton; // empty: no key on the contact
     bool powerKeyHeld = false;
-    int rolls = 0;        // pictures of the roll saved
     int accessPoints = 0; // access points brought into range
 };

@@ -25,15 +25,14 @@ namespace {
 // The longest a command takes on the terminal (a touch waits for the screen).
 const int AnswerTimeoutMs = 15000;
 
-const char Usage[] =
-    "Usage: kx4sim [--socket PATH] [COMMAND [ARGUMENT]...]\n"
-    "       kx4sim --list | --markdown | --help\n"
-    "Sends COMMAND to the newest running kx4test-sim and prints its answer; without a\n"
-    "command, sends standard input line by line (blank lines and # comments skipped).\n"
-    "  --socket PATH  that control socket instead of the newest kx4test-sim's\n"
-    "  --list         the commands and what they do\n"
-    "  --markdown     the same as a Markdown table\n"
-    "Exit status: 0 every answer ok, 1 an error answer, 2 no kx4test-sim reached.\n";
+const char Usage[] = "Usage: kx4sim [--socket PATH] [COMMAND [ARGUMENT]...]\n"
+                     "       kx4sim --list | --markdown | --help\n"
+                     "Sends COMMAND to the newest running kx4test-sim and prints its answer; without a\n"
+                     "command, sends standard input line by line (blank lines and # comments skipped).\n"
+                     "  --socket PATH  that control socket instead of the newest kx4test-sim's\n"
+                     "  --list         the commands and what they do\n"
+                     "  --markdown     the same as a Markdown table\n"
+                     "Exit status: 0 every answer ok, 1 an error answer, 2 no kx4test-sim reached.\n";
 
 int connectTo(const QString &path)
 {

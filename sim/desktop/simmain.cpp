@@ -42,13 +42,12 @@
 
 namespace {
 
-const char Usage[] =
-    "Usage: kx4test-sim [--panel] [--scenario FILE] [-platform PLATFORM] [-nottys0]\n"
-    "The terminal's program on a simulated KX4 terminal (the A9 board).\n"
-    "  --panel          also start the terminal's panel (kx4sim-panel)\n"
-    "  --scenario FILE  play the timed commands of FILE, each step reported on standard error\n"
-    "Without a display the screen is served over VNC on localhost (800x600).\n"
-    "kx4sim drives the running terminal; kx4sim --list shows its commands.\n";
+const char Usage[] = "Usage: kx4test-sim [--panel] [--scenario FILE] [-platform PLATFORM] [-nottys0]\n"
+                     "The terminal's program on a simulated KX4 terminal (the A9 board).\n"
+                     "  --panel          also start the terminal's panel (kx4sim-panel)\n"
+                     "  --scenario FILE  play the timed commands of FILE, each step reported on standard error\n"
+                     "Without a display the screen is served over VNC on localhost (800x600).\n"
+                     "kx4sim drives the running terminal; kx4sim --list shows its commands.\n";
 
 // The terminal's screen, as the vnc platform serves it without a display.
 const char *const VncPlatform = "vnc:size=800x600";
@@ -132,9 +131,10 @@ int main(int argc, char *argv[])
 
     if (!qEnvironmentVariableIsEmpty("KX4_ROOT")) {
         const QString given = qEnvironmentVariable("KX4_ROOT");
-        return refuse(QStringLiteral("KX4_ROOT is set (%1%2), but the simulated terminal always makes a root of its own; "
-                                     "unset KX4_ROOT")
-                          .arg(given, QFileInfo(given).isDir() ? QString() : QStringLiteral(", which does not exist")));
+        return refuse(
+            QStringLiteral("KX4_ROOT is set (%1%2), but the simulated terminal always makes a root of its own; "
+                           "unset KX4_ROOT")
+                .arg(given, QFileInfo(given).isDir() ? QString() : QStringLiteral(", which does not exist")));
     }
     QList<SimControl::Step> steps;
     if (!scenarioFile.isEmpty()) {
@@ -154,10 +154,11 @@ int main(int argc, char *argv[])
         qint64 pid = 0;
         QString host, application;
         running.getLockInfo(&pid, &host, &application);
-        return refuse(QStringLiteral("another kx4test-sim (process %1) runs from %2 and writes its log and settings there; "
-                                     "the terminal runs one program. End it, or start a copy in another folder")
-                          .arg(pid)
-                          .arg(self.absolutePath()));
+        return refuse(
+            QStringLiteral("another kx4test-sim (process %1) runs from %2 and writes its log and settings there; "
+                           "the terminal runs one program. End it, or start a copy in another folder")
+                .arg(pid)
+                .arg(self.absolutePath()));
     }
 
     // Without a display the screen goes to VNC (Qt's xcb would abort).
@@ -177,7 +178,8 @@ int main(int argc, char *argv[])
 
     SimTerminal sim;
     if (!sim.isValid())
-        return refuse(QStringLiteral("cannot make the simulated terminal's root: %1; nothing started").arg(sim.errorString()));
+        return refuse(
+            QStringLiteral("cannot make the simulated terminal's root: %1; nothing started").arg(sim.errorString()));
     // Daemons the stand-ins start register inside the terminal's root, so
     // pidof names them and never a process of this machine.
     qputenv("KX4_STANDIN_RUN", QFile::encodeName(sim.hostPath(QStringLiteral("/var/run/standins"))));

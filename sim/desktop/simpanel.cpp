@@ -66,7 +66,8 @@ SimPanel::SimPanel(const QString &socketPath, QWidget *parent) : QWidget(parent)
     if (!m_socket.waitForConnected(5000)) {
         std::fprintf(stderr, "kx4sim-panel: cannot connect to %s: %s\n", qPrintable(socketPath),
                      qPrintable(m_socket.errorString()));
-        QMetaObject::invokeMethod(qApp, [] { QCoreApplication::exit(2); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            qApp, [] { QCoreApplication::exit(2); }, Qt::QueuedConnection);
         return;
     }
     m_poll.start(PollMs);
@@ -230,24 +231,30 @@ void SimPanel::poll()
     // Readings waiting still: the terminal is busy, ask again next time.
     if (!m_pending.isEmpty())
         return;
-    send("state", [this](const QString &a) { showState(a); }, false);
-    send("display", [this](const QString &a) { showDisplay(a); }, false);
+    send(
+        "state", [this](const QString &a) { showState(a); }, false);
+    send(
+        "display", [this](const QString &a) { showDisplay(a); }, false);
 }
 
 void SimPanel::showState(const QString &answer)
 {
     const QMap<QString, QString> v = answerValues(answer);
-    m_power->setText(QStringLiteral("Mains %1, battery %2 %").arg(v.value(QStringLiteral("mains")), v.value(QStringLiteral("battery"))));
-    m_drawer->setText(QStringLiteral("Cash drawer %1, kicked %2 times").arg(v.value(QStringLiteral("drawer")), v.value(QStringLiteral("kicks"))));
-    m_beeps->setText(QStringLiteral("Beeps: %1    Backlight: %2").arg(v.value(QStringLiteral("beeps")), v.value(QStringLiteral("backlight"))));
+    m_power->setText(QStringLiteral("Mains %1, battery %2 %")
+                         .arg(v.value(QStringLiteral("mains")), v.value(QStringLiteral("battery"))));
+    m_drawer->setText(QStringLiteral("Cash drawer %1, kicked %2 times")
+                          .arg(v.value(QStringLiteral("drawer")), v.value(QStringLiteral("kicks"))));
+    m_beeps->setText(QStringLiteral("Beeps: %1    Backlight: %2")
+                         .arg(v.value(QStringLiteral("beeps")), v.value(QStringLiteral("backlight"))));
     QStringList devices;
-    for (const char *key : {"paper", "head", "rfid", "ibutton", "smartcard", "sd0", "sd1", "usb1", "usb2", "usb3", "usb4",
-                            "ttyS1", "ttyS2", "gsm", "link", "ping"})
+    for (const char *key : {"paper", "head", "rfid", "ibutton", "smartcard", "sd0", "sd1", "usb1", "usb2", "usb3",
+                            "usb4", "ttyS1", "ttyS2", "gsm", "link", "ping"})
         devices << QStringLiteral("%1 %2").arg(QLatin1String(key), v.value(QLatin1String(key)));
     m_devices->setText(devices.join(QStringLiteral(", ")));
     const int printed = v.value(QStringLiteral("printed"), QStringLiteral("-1")).toInt();
     if (printed > 0 && printed != m_printedLines)
-        send("roll", [this](const QString &a) { showRoll(a); }, false);
+        send(
+            "roll", [this](const QString &a) { showRoll(a); }, false);
     m_printedLines = printed;
 }
 
@@ -274,5 +281,6 @@ void SimPanel::showRoll(const QString &answer)
         return;
     m_roll->setPixmap(roll);
     QScrollBar *bar = m_rollArea->verticalScrollBar();
-    QMetaObject::invokeMethod(bar, [bar] { bar->setValue(bar->maximum()); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        bar, [bar] { bar->setValue(bar->maximum()); }, Qt::QueuedConnection);
 }

@@ -67,8 +67,8 @@ SimControl::Answer touch(const QString &name)
             return;
         }
         const QPoint centre = finger->rect().center();
-        QMouseEvent press(QEvent::MouseButtonPress, centre, finger->mapToGlobal(centre), Qt::LeftButton,
-                          Qt::LeftButton, Qt::NoModifier);
+        QMouseEvent press(QEvent::MouseButtonPress, centre, finger->mapToGlobal(centre), Qt::LeftButton, Qt::LeftButton,
+                          Qt::NoModifier);
         QCoreApplication::sendEvent(finger, &press);
         if (!finger)
             return;
@@ -76,7 +76,8 @@ SimControl::Answer touch(const QString &name)
                             Qt::NoButton, Qt::NoModifier);
         QCoreApplication::sendEvent(finger, &release);
     });
-    return {true, QStringLiteral("touched %1").arg(SimControl::quote(target->objectName().isEmpty() ? name : target->objectName()))};
+    return {true, QStringLiteral("touched %1")
+                      .arg(SimControl::quote(target->objectName().isEmpty() ? name : target->objectName()))};
 }
 
 QStringList controls()
@@ -134,12 +135,14 @@ SimControl::Screen SimScreen::install()
     SimControl::Screen screen;
     screen.touch = [agent](const QString &name) {
         SimControl::Answer answer{false, QStringLiteral("the program's screen did not answer")};
-        onMainThread<SimControl::Answer>(agent, [name] { return touch(name); }, &answer);
+        onMainThread<SimControl::Answer>(
+            agent, [name] { return touch(name); }, &answer);
         return answer;
     };
     screen.controls = [agent] {
         QStringList names;
-        onMainThread<QStringList>(agent, [] { return controls(); }, &names);
+        onMainThread<QStringList>(
+            agent, [] { return controls(); }, &names);
         return names;
     };
     return screen;

@@ -135,8 +135,7 @@ void TestSimDesktop::scenarios_data()
     // lands adds its devices' lines here.
     QTest::addColumn<QStringList>("shown");
     QTest::newRow("burn-in, after a shortened countdown")
-        << "burn-in.txt" << 100 << "auto"
-        << QStringList{"DiskTest: dev = /dev/mmcblk0p1", "DiskTest: Ok."};
+        << "burn-in.txt" << 100 << "auto" << QStringList{"DiskTest: dev = /dev/mmcblk0p1", "DiskTest: Ok."};
     QTest::newRow("manual console") << "manual-console.txt" << 3600000 << "manual"
                                     << QStringList{"DiskTest: dev = /dev/mmcblk0p1", "DiskTest: Ok.",
                                                    "DiskTest: device not present.", "DiskTest: dev = /dev/sda1",
@@ -190,7 +189,9 @@ void TestSimDesktop::kx4simDrivesTheRunningProgram()
     Copy copy;
     QString output;
     QCOMPARE(copy.kx4sim({QStringLiteral("state")}, &output), 2);
-    QCOMPARE(output, QStringLiteral("kx4sim: no running kx4test-sim found (looked in %1/kx4test-sim)\n").arg(copy.runtime.path()));
+    QCOMPARE(
+        output,
+        QStringLiteral("kx4sim: no running kx4test-sim found (looked in %1/kx4test-sim)\n").arg(copy.runtime.path()));
     QCOMPARE(copy.kx4sim({QStringLiteral("--list")}, &output), 0);
     for (const SimControl::Command &c : SimControl::commands())
         QVERIFY2(output.contains(QStringLiteral("\n  ") + c.usage() + QLatin1Char('\n')), qPrintable(c.usage()));
@@ -200,7 +201,9 @@ void TestSimDesktop::kx4simDrivesTheRunningProgram()
     const QRegularExpression socket(QStringLiteral("kx4test-sim: control socket (\\S+) "));
     QVERIFY2(socket.match(copy.out).hasMatch(), qPrintable(copy.out));
     QVERIFY(copy.out.contains(QStringLiteral("kx4test-sim: log %1/Log/kx4test-sim.log\n").arg(copy.folder.path())));
-    QCOMPARE(copy.kx4sim({QStringLiteral("usb"), QStringLiteral("plug"), QStringLiteral("9"), QStringLiteral("stick")}, &output), 1);
+    QCOMPARE(copy.kx4sim({QStringLiteral("usb"), QStringLiteral("plug"), QStringLiteral("9"), QStringLiteral("stick")},
+                         &output),
+             1);
     QCOMPARE(output, QStringLiteral("error: usb plug: PORT must be a number from 1 to 4, not 9\n"));
     QCOMPARE(copy.kx4sim({QStringLiteral("swipe"), QStringLiteral("%B4000^DOE/JOHN ^2512?")}, &output), 0);
     QCOMPARE(copy.kx4sim({}, &output, "# a card\nsd in 0\n\nbogus\nbattery 50\n"), 1);
@@ -208,7 +211,9 @@ void TestSimDesktop::kx4simDrivesTheRunningProgram()
                                     "error: unknown command bogus; \"help\" lists the commands\n"
                                     "ok battery at 50 %\n"));
     QTRY_VERIFY_WITH_TIMEOUT(logTexts(copy.folder.path()).contains(QStringLiteral("DiskTest: Ok.")), 30000);
-    QCOMPARE(copy.kx4sim({QStringLiteral("--socket"), socket.match(copy.out).captured(1), QStringLiteral("state")}, &output), 0);
+    QCOMPARE(
+        copy.kx4sim({QStringLiteral("--socket"), socket.match(copy.out).captured(1), QStringLiteral("state")}, &output),
+        0);
     QVERIFY2(output.startsWith(QStringLiteral("ok mains=on battery=50 ")), qPrintable(output));
     copy.stop();
     QCOMPARE(QDir(copy.runtime.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries), QStringList());
@@ -221,13 +226,16 @@ void TestSimDesktop::refusesToStart_data()
     QTest::addColumn<QString>("value");
     QTest::addColumn<QString>("scenario");
     QTest::addColumn<QString>("refusal");
-    QTest::newRow("TMPDIR missing") << "TMPDIR" << "/nonexistent-kx4" << QString()
+    QTest::newRow("TMPDIR missing") << "TMPDIR"
+                                    << "/nonexistent-kx4" << QString()
                                     << "cannot make the simulated terminal's root: the temporary folder "
                                        "TMPDIR=/nonexistent-kx4 does not exist; nothing started";
-    QTest::newRow("KX4_ROOT missing") << "KX4_ROOT" << "/nonexistent-kx4" << QString()
+    QTest::newRow("KX4_ROOT missing") << "KX4_ROOT"
+                                      << "/nonexistent-kx4" << QString()
                                       << "KX4_ROOT is set (/nonexistent-kx4, which does not exist), but the simulated "
                                          "terminal always makes a root of its own; unset KX4_ROOT";
-    QTest::newRow("KX4_ROOT a folder") << "KX4_ROOT" << "/tmp" << QString()
+    QTest::newRow("KX4_ROOT a folder") << "KX4_ROOT"
+                                       << "/tmp" << QString()
                                        << "KX4_ROOT is set (/tmp), but the simulated terminal always makes a root of "
                                           "its own; unset KX4_ROOT";
     QTest::newRow("scenario") << QString() << QString() << "battery 30\n\nafter 2s usb plug 9 stick\n"
@@ -307,11 +315,12 @@ void TestSimDesktop::noDisplayServesVncAndLeavesNothing()
     second.start(copy.path(QStringLiteral("kx4test-sim")), QStringList());
     QVERIFY(second.waitForFinished(30000));
     QCOMPARE(second.exitCode(), 1);
-    QCOMPARE(QString::fromLocal8Bit(second.readAllStandardError()),
-             QStringLiteral("kx4test-sim: another kx4test-sim (process %1) runs from %2 and writes its log and settings "
-                            "there; the terminal runs one program. End it, or start a copy in another folder\n")
-                 .arg(copy.program.processId())
-                 .arg(copy.folder.path()));
+    QCOMPARE(
+        QString::fromLocal8Bit(second.readAllStandardError()),
+        QStringLiteral("kx4test-sim: another kx4test-sim (process %1) runs from %2 and writes its log and settings "
+                       "there; the terminal runs one program. End it, or start a copy in another folder\n")
+            .arg(copy.program.processId())
+            .arg(copy.folder.path()));
     copy.stop();
     QCOMPARE(QDir(copy.tmp.path()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::Hidden), QStringList());
     QVERIFY(!QFileInfo::exists(copy.path(QStringLiteral(".kx4test-sim.lock"))));
@@ -322,13 +331,15 @@ void TestSimDesktop::unwritableLogSaidOnce()
     Copy copy;
     // A log file that leads nowhere (permissions would not stop root).
     QVERIFY(QDir().mkpath(copy.path(QStringLiteral("Log"))));
-    QVERIFY(QFile::link(QStringLiteral("/nonexistent-kx4/kx4test-sim.log"), copy.path(QStringLiteral("Log/kx4test-sim.log"))));
+    QVERIFY(QFile::link(QStringLiteral("/nonexistent-kx4/kx4test-sim.log"),
+                        copy.path(QStringLiteral("Log/kx4test-sim.log"))));
     copy.start({}, copy.environment());
     QTRY_VERIFY_WITH_TIMEOUT((copy.read(), copy.err.contains(QStringLiteral("\nShow QWidget\n"))), 60000);
     copy.stop();
     const QStringList said = copy.err.split(QLatin1Char('\n')).filter(QStringLiteral("cannot be written"));
     QCOMPARE(said.size(), 1);
-    QVERIFY2(said.first().startsWith(QStringLiteral("The log file %1/Log/kx4test-sim.log cannot be written (").arg(copy.folder.path())),
+    QVERIFY2(said.first().startsWith(
+                 QStringLiteral("The log file %1/Log/kx4test-sim.log cannot be written (").arg(copy.folder.path())),
              qPrintable(said.first()));
 }
 

@@ -113,9 +113,13 @@ void TestSimControl::commandsActOnTheTerminal_data()
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<QString>("answer");
     QTest::addColumn<Check>("check");
-    const auto line = [](SimTerminal &sim, const char *node) { return sim.serialLine(QLatin1String(node))->behaviour(); };
+    const auto line = [](SimTerminal &sim, const char *node) {
+        return sim.serialLine(QLatin1String(node))->behaviour();
+    };
     QTest::newRow("rfid on") << QByteArray("rfid on 0a1b2c3d") << "ok card 0A1B2C3D on the contactless reader"
-                             << Check([](SimTerminal &s) { return s.find<SimRfidReader>()->cardState() == SimRfidReader::Idle; });
+                             << Check([](SimTerminal &s) {
+                                    return s.find<SimRfidReader>()->cardState() == SimRfidReader::Idle;
+                                });
     QTest::newRow("ibutton on") << QByteArray("ibutton on 0102030405060708")
                                 << "ok key 0102030405060708 on the iButton contact"
                                 << Check([](SimTerminal &s) { return s.find<SimIButton>()->keyAttached(); });
@@ -124,32 +128,48 @@ void TestSimControl::commandsActOnTheTerminal_data()
     QTest::newRow("sd in") << QByteArray("sd in 1 ext3") << "ok ext3 card in slot 1 (/dev/mmcblk1 /dev/mmcblk1p1)"
                            << Check([](SimTerminal &s) { return s.exists("/dev/mmcblk1p1"); });
     QTest::newRow("usb serial") << QByteArray("usb plug 3 serial") << "ok serial in USB port 3 (/dev/ttyUSB0)"
-                                << Check([line](SimTerminal &s) { return line(s, "/dev/ttyUSB0") == SimSerialLine::Loopback; });
+                                << Check([line](SimTerminal &s) {
+                                       return line(s, "/dev/ttyUSB0") == SimSerialLine::Loopback;
+                                   });
     QTest::newRow("loopback") << QByteArray("loopback ttyS2 good") << "ok loopback plug on ttyS2 (good)"
-                              << Check([line](SimTerminal &s) { return line(s, "/dev/ttyS2") == SimSerialLine::Loopback; });
+                              << Check([line](SimTerminal &s) {
+                                     return line(s, "/dev/ttyS2") == SimSerialLine::Loopback;
+                                 });
     QTest::newRow("gsm silent") << QByteArray("gsm silent") << "ok GSM module silent (while the program powers it)"
-                                << Check([line](SimTerminal &s) { return line(s, "/dev/ttyS0") == SimSerialLine::Silent; });
+                                << Check([line](SimTerminal &s) {
+                                       return line(s, "/dev/ttyS0") == SimSerialLine::Silent;
+                                   });
     QTest::newRow("paper out") << QByteArray("paper out") << "ok paper out"
                                << Check([](SimTerminal &s) { return s.find<SimPrinter>()->paperOut(); });
     QTest::newRow("drawer") << QByteArray("drawer disconnected") << "ok drawer disconnected: kicks fail"
                             << Check([](SimTerminal &) { return MarvoFunction::openCashDrawer() == -1; });
     QTest::newRow("mains off") << QByteArray("mains off") << "ok mains off, on battery" << Check([](SimTerminal &s) {
         auto *supply = s.find<SimPowerSupply>();
-        return !supply->mains() && supply->property("status") == "Discharging" && s.readFile("/sys/class/power_supply/Ac/online") == "0\n";
+        return !supply->mains() && supply->property("status") == "Discharging"
+               && s.readFile("/sys/class/power_supply/Ac/online") == "0\n";
     });
-    QTest::newRow("battery") << QByteArray("battery 12") << "ok battery at 12 %"
-                             << Check([](SimTerminal &s) { return s.readFile("/sys/class/power_supply/Battery/capacity") == "12\n"; });
-    QTest::newRow("link down") << QByteArray("link down") << "ok eth0 cable pulled"
-                               << Check([](SimTerminal &s) { return s.readFile("/var/lib/kx4sim/net/eth0").contains("\nup=0\n"); });
-    QTest::newRow("wifi add") << QByteArray("wifi add \"Back Room\" -70 open")
-                              << "ok access point \"Back Room\" (02:00:00:00:00:01) in range" << Check([](SimTerminal &s) {
-                                     return s.readFile("/var/lib/kx4sim/wifi/access-points").endsWith("\t2437\t-70\t[ESS]\tBack Room\n");
-                                 });
+    QTest::newRow("battery") << QByteArray("battery 12") << "ok battery at 12 %" << Check([](SimTerminal &s) {
+        return s.readFile("/sys/class/power_supply/Battery/capacity") == "12\n";
+    });
+    QTest::newRow("link down") << QByteArray("link down") << "ok eth0 cable pulled" << Check([](SimTerminal &s) {
+        return s.readFile("/var/lib/kx4sim/net/eth0").contains("\nup=0\n");
+    });
+    QTest::newRow("wifi add")
+        << QByteArray("wifi add \"Back Room\" -70 open") << "ok access point \"Back Room\" (02:00:00:00:00:01) in range"
+        << Check([](SimTerminal &s) {
+               return s.readFile("/var/lib/kx4sim/wifi/access-points").endsWith("\t2437\t-70\t[ESS]\tBack Room\n");
+           });
     QTest::newRow("ping silent") << QByteArray("ping silent") << "ok the bench's host 192.168.0.1 is silent"
-                                 << Check([](SimTerminal &s) { return s.readFile("/var/lib/kx4sim/bench/192.168.0.1") == "silent\n"; });
+                                 << Check([](SimTerminal &s) {
+                                        return s.readFile("/var/lib/kx4sim/bench/192.168.0.1") == "silent\n";
+                                    });
     QTest::newRow("netif add") << QByteArray("netif add ppp0") << "ok interface ppp0 added"
-                               << Check([](SimTerminal &s) { return s.hotplug()->datagrams().last().startsWith("add@/devices/virtual/net/ppp0"); });
-    QTest::newRow("display") << QByteArray("display") << "ok light=off \"                    \" \"                    \""
+                               << Check([](SimTerminal &s) {
+                                      return s.hotplug()->datagrams().last().startsWith(
+                                          "add@/devices/virtual/net/ppp0");
+                                  });
+    QTest::newRow("display") << QByteArray("display")
+                             << "ok light=off \"                    \" \"                    \""
                              << Check([](SimTerminal &) { return true; });
 }
 
@@ -201,7 +221,8 @@ void TestSimControl::powerKeyHeldForItsTime()
     int fd = MarvoFunction::getDeviceHandle(POWER_DEVICE_INFO_NAME_A9, error);
     QVERIFY2(fd > 0, qPrintable(error));
     QCOMPARE(sim.control()->execute(press), QStringLiteral("ok power key pressed, released after %1 ms").arg(heldMs));
-    QCOMPARE(sim.control()->execute(press), QStringLiteral("error: the power key is held down still; wait for its release"));
+    QCOMPARE(sim.control()->execute(press),
+             QStringLiteral("error: the power key is held down still; wait for its release"));
     QList<input_event> keys;
     while (keys.size() < 2) {
         input_event e;
@@ -212,7 +233,8 @@ void TestSimControl::powerKeyHeldForItsTime()
     QCOMPARE(keys[0].code, quint16(KEY_POWER));
     QCOMPARE(keys[0].value, 1);
     QCOMPARE(keys[1].value, 0);
-    const qint64 held = (keys[1].time.tv_sec - keys[0].time.tv_sec) * 1000 + (keys[1].time.tv_usec - keys[0].time.tv_usec) / 1000;
+    const qint64 held =
+        (keys[1].time.tv_sec - keys[0].time.tv_sec) * 1000 + (keys[1].time.tv_usec - keys[0].time.tv_usec) / 1000;
     QVERIFY2(held >= heldMs - 1 && held < heldMs + 2000, qPrintable(QString::number(held)));
     MarvoFunction::closeDeviceHandle(fd);
 }
@@ -230,19 +252,25 @@ void TestSimControl::wrongLinesChangeNothing_data()
     QTest::newRow("not hex") << QByteArray("ibutton on 010203040506070G")
                              << "ibutton on: ROM must be 16 hex digits, not 010203040506070G";
     QTest::newRow("port 5") << QByteArray("usb plug 5 stick") << "usb plug: PORT must be a number from 1 to 4, not 5";
-    QTest::newRow("port 0x1") << QByteArray("usb plug 0x1 stick") << "usb plug: PORT must be a number from 1 to 4, not 0x1";
+    QTest::newRow("port 0x1") << QByteArray("usb plug 0x1 stick")
+                              << "usb plug: PORT must be a number from 1 to 4, not 0x1";
     QTest::newRow("kind") << QByteArray("usb plug 1 printer")
                           << "usb plug: KIND must be one of stick, keyboard, serial, modem, not printer";
-    QTest::newRow("battery 101") << QByteArray("battery 101") << "battery: PERCENT must be a number from 0 to 100, not 101";
+    QTest::newRow("battery 101") << QByteArray("battery 101")
+                                 << "battery: PERCENT must be a number from 0 to 100, not 101";
     QTest::newRow("too many") << QByteArray("mains off now") << "mains: too many arguments (mains off|on)";
     QTest::newRow("unclosed") << QByteArray("swipe \"abc") << "a quoted word is not closed";
-    QTest::newRow("escape") << QByteArray(R"(swipe "a\qb")") << R"(unknown escape \q in a quoted word (\" \\ \n \t \xHH))";
-    QTest::newRow("control") << QByteArray("swipe a\x01" "b") << "control character 0x01 in the line";
+    QTest::newRow("escape") << QByteArray(R"(swipe "a\qb")")
+                            << R"(unknown escape \q in a quoted word (\" \\ \n \t \xHH))";
+    QTest::newRow("control") << QByteArray("swipe a\x01"
+                                           "b")
+                             << "control character 0x01 in the line";
     QTest::newRow("long track") << QByteArray("swipe ") + QByteArray(128, 'x')
                                 << "swipe: TRACK1 must be a text of at most 127 characters, not " + QString(128, 'x');
     QTest::newRow("empty slot") << QByteArray("sd out 0") << "slot 0 is empty";
     QTest::newRow("empty port") << QByteArray("usb unplug 2") << "nothing is plugged into port 2";
-    QTest::newRow("no screen") << QByteArray("touch butAutoTest") << "no screen here: the terminal's screen is kx4test-sim's";
+    QTest::newRow("no screen") << QByteArray("touch butAutoTest")
+                               << "no screen here: the terminal's screen is kx4test-sim's";
 }
 
 void TestSimControl::wrongLinesChangeNothing()
@@ -349,16 +377,19 @@ void TestSimControl::scenarioErrors_data()
     QTest::addColumn<QString>("error");
     QTest::newRow("bad wait") << QByteArray("after 2x battery 3")
                               << "line 1: \"after\" wants a wait of at most a day such as 2s, 500ms or 1.5min, not 2x";
-    QTest::newRow("more than a day") << QByteArray("after 25h battery 3")
-                                     << "line 1: \"after\" wants a wait of at most a day such as 2s, 500ms or 1.5min, not 25h";
+    QTest::newRow("more than a day")
+        << QByteArray("after 25h battery 3")
+        << "line 1: \"after\" wants a wait of at most a day such as 2s, 500ms or 1.5min, not 25h";
     QTest::newRow("nothing after") << QByteArray("# a\n\nafter 2s") << "line 3: nothing to do after 2s";
     QTest::newRow("bad command") << QByteArray("battery 30\nusb plug 9 stick")
                                  << "line 2: usb plug: PORT must be a number from 1 to 4, not 9";
     QTest::newRow("wait where") << QByteArray("wait open /etc/passwd")
                                 << "line 1: \"wait open\" wants nodes under /dev/ or \"uevent\", not /etc/passwd";
-    QTest::newRow("wait what") << QByteArray("battery 3\r\nwait for it")
-                               << "line 2: \"wait\" wants nodes: wait open /dev/magcard0 ... [10s], or wait open uevent";
-    QTest::newRow("wait limit") << QByteArray("wait open uevent 9x") << "line 1: \"wait open\" wants a limit such as 10s, not 9x";
+    QTest::newRow("wait what")
+        << QByteArray("battery 3\r\nwait for it")
+        << "line 2: \"wait\" wants nodes: wait open /dev/magcard0 ... [10s], or wait open uevent";
+    QTest::newRow("wait limit") << QByteArray("wait open uevent 9x")
+                                << "line 1: \"wait open\" wants a limit such as 10s, not 9x";
 }
 
 void TestSimControl::scenarioErrors()
@@ -421,8 +452,10 @@ void TestSimControl::noRootLeadsNowhere_data()
 {
     QTest::addColumn<QString>("tmpdir");
     QTest::addColumn<QString>("error");
-    QTest::newRow("missing") << "/nonexistent-kx4" << "the temporary folder TMPDIR=/nonexistent-kx4 does not exist";
-    QTest::newRow("a file") << "/proc/self/cmdline" << "the temporary folder TMPDIR=/proc/self/cmdline does not exist";
+    QTest::newRow("missing") << "/nonexistent-kx4"
+                             << "the temporary folder TMPDIR=/nonexistent-kx4 does not exist";
+    QTest::newRow("a file") << "/proc/self/cmdline"
+                            << "the temporary folder TMPDIR=/proc/self/cmdline does not exist";
 }
 
 // Where the root cannot be made, every path of the terminal and of the
@@ -440,7 +473,8 @@ void TestSimControl::noRootLeadsNowhere()
         QCOMPARE(sim.errorString(), error);
         for (const QString &path : {sim.root(), sim.hostPath("/etc/hosts"), sim.hostPath("/../../etc/hosts"),
                                     MSystemRoot::path("/etc/resolv.conf"), MSystemRoot::path("/dev/ttyS0")})
-            QVERIFY2(path.startsWith("/proc/self/kx4-sim-no-root/") || path == "/proc/self/kx4-sim-no-root", qPrintable(path));
+            QVERIFY2(path.startsWith("/proc/self/kx4-sim-no-root/") || path == "/proc/self/kx4-sim-no-root",
+                     qPrintable(path));
         QVERIFY(!sim.writeFile("/etc/hosts", "x"));
         QVERIFY(!sim.makeDir("/dev"));
         QString why;
