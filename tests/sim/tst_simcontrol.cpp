@@ -465,12 +465,18 @@ void TestSimControl::noRootLeadsNowhere()
 {
     QFETCH(QString, tmpdir);
     QFETCH(QString, error);
-    const QByteArray saved = qgetenv("TMPDIR");
+    struct Restore
+    {
+        QByteArray saved = qgetenv("TMPDIR");
+        ~Restore() { qputenv("TMPDIR", saved); }
+    } restore;
     qputenv("TMPDIR", tmpdir.toLocal8Bit());
     {
         SimTerminal sim;
         QVERIFY(!sim.isValid());
         QCOMPARE(sim.errorString(), error);
+        // Qt's temporary folder is empty then: nothing was made in "/" instead.
+        QCOMPARE(QDir(QStringLiteral("/")).entryList({QStringLiteral("kx4-sim-*")}, QDir::AllEntries), QStringList());
         for (const QString &path : {sim.root(), sim.hostPath("/etc/hosts"), sim.hostPath("/../../etc/hosts"),
                                     MSystemRoot::path("/etc/resolv.conf"), MSystemRoot::path("/dev/ttyS0")})
             QVERIFY2(path.startsWith("/proc/self/kx4-sim-no-root/") || path == "/proc/self/kx4-sim-no-root",
@@ -480,7 +486,7 @@ void TestSimControl::noRootLeadsNowhere()
         QString why;
         QVERIFY(!sim.control()->listen(&why));
     }
-    qputenv("TMPDIR", saved);
+    qputenv("TMPDIR", restore.saved);
     SimTerminal sim;
     QVERIFY(sim.isValid());
     QCOMPARE(sim.hostPath("/../../etc/hosts"), sim.root() + "/etc/hosts");
