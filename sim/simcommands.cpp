@@ -799,7 +799,8 @@ QList<SimControl::Command> makeTable()
          QStringLiteral("touch"),
          {text(QStringLiteral("CONTROL"), 64, QStringLiteral("butAutoTest"))},
          QStringLiteral(
-             "Touches the program's on-screen control with this object name or text (\"screen\" lists them)."),
+             "Touches the program's on-screen control with this object name or text, or the tab with this text "
+             "(\"screen\" lists them)."),
          false,
          bind(touch)},
 

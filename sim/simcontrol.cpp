@@ -236,7 +236,7 @@ bool SimControl::splitWords(const QByteArray &line, QStringList *words, QString 
                 word += char(d);
             }
         }
-        *words << QString::fromLatin1(word);
+        *words << QString::fromUtf8(word);
     }
     return true;
 }
@@ -576,21 +576,21 @@ bool SimControl::parseScenario(const QByteArray &text, QList<Step> *steps, QStri
         Step step;
         step.lineNumber = i + 1;
         step.command = line;
-        const QRegularExpressionMatch m = after.match(QString::fromLatin1(line));
+        const QRegularExpressionMatch m = after.match(QString::fromUtf8(line));
         if (m.hasMatch()) {
             step.delayMs = milliseconds(m.captured(1));
             if (step.delayMs < 0)
                 return fail(
                     QStringLiteral("\"after\" wants a wait of at most a day such as 2s, 500ms or 1.5min, not %1")
                         .arg(quote(m.captured(1))));
-            step.command = m.captured(2).toLatin1();
+            step.command = m.captured(2).toUtf8();
             if (step.command.isEmpty())
                 return fail(QStringLiteral("nothing to do after %1").arg(m.captured(1)));
         } else if (line.startsWith("after")) {
             return fail(QStringLiteral("\"after\" wants a wait and a command: after 2s swipe ..."));
         }
         if (step.command.startsWith("wait")) {
-            QStringList words = QString::fromLatin1(step.command).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+            QStringList words = QString::fromUtf8(step.command).split(QLatin1Char(' '), Qt::SkipEmptyParts);
             if (words.size() < 3 || words[0] != QLatin1String("wait") || words[1] != QLatin1String("open"))
                 return fail(
                     QStringLiteral("\"wait\" wants nodes: wait open /dev/magcard0 ... [10s], or wait open uevent"));
@@ -656,7 +656,7 @@ void SimControl::playStep(QList<Step> steps, int index, qint64 startedMs, std::f
         report(QStringLiteral("scenario line %1 at %2 s: %3 -> %4")
                    .arg(steps[index].lineNumber)
                    .arg(secondsSince(startedMs), 0, 'f', 1)
-                   .arg(QString::fromLatin1(steps[index].command), answer.line()));
+                   .arg(QString::fromUtf8(steps[index].command), answer.line()));
         playStep(steps, index + 1, startedMs, report, errors);
     });
 }
@@ -677,9 +677,9 @@ void SimControl::awaitOpen(QList<Step> steps, int index, qint64 startedMs, std::
     report(QStringLiteral("scenario line %1 at %2 s: %3 -> %4")
                .arg(step.lineNumber)
                .arg(secondsSince(startedMs), 0, 'f', 1)
-               .arg(QString::fromLatin1(step.command), open ? QStringLiteral("ok open")
-                                                            : QStringLiteral("error: not opened within %1 s; going on")
-                                                                  .arg(double(step.waitLimitMs) / 1000.0)));
+               .arg(QString::fromUtf8(step.command), open ? QStringLiteral("ok open")
+                                                          : QStringLiteral("error: not opened within %1 s; going on")
+                                                                .arg(double(step.waitLimitMs) / 1000.0)));
     playStep(steps, index + 1, startedMs, report, errors);
 }
 

@@ -111,7 +111,7 @@ void SimRequests::onReadable()
             continue;
         const QString answer = terminal()->control()->execute(line);
         QMutexLocker lock(&mutex);
-        m_requests << QString::fromLatin1(line);
+        m_requests << QString::fromUtf8(line);
         m_answers << answer;
     }
 }

@@ -149,7 +149,7 @@ int main(int argc, char *argv[])
         QStringList quoted;
         for (const QString &w : words)
             quoted << SimControl::quote(w);
-        lines << quoted.join(QLatin1Char(' ')).toLatin1();
+        lines << quoted.join(QLatin1Char(' ')).toUtf8();
     }
     const bool fromInput = words.isEmpty();
     int status = 0;

@@ -32,7 +32,7 @@ QStringList answerWords(const QString &answer)
 {
     QStringList words;
     QString error;
-    SimControl::splitWords(answer.toLatin1(), &words, &error);
+    SimControl::splitWords(answer.toUtf8(), &words, &error);
     return words;
 }
 
@@ -99,7 +99,7 @@ QWidget *SimPanel::makeCommands()
                 button->setObjectName(QStringLiteral("cmd ") + name + QLatin1Char(' ') + choice);
                 button->setToolTip(command.help);
                 connect(button, &QPushButton::clicked, this,
-                        [this, name, choice] { send((name + QLatin1Char(' ') + choice).toLatin1()); });
+                        [this, name, choice] { send((name + QLatin1Char(' ') + choice).toUtf8()); });
                 buttons->addWidget(button);
             }
             buttons->addStretch();
@@ -150,7 +150,7 @@ QWidget *SimPanel::makeCommands()
             QStringList words{name};
             for (const auto &value : values)
                 words << SimControl::quote(value());
-            send(words.join(QLatin1Char(' ')).toLatin1());
+            send(words.join(QLatin1Char(' ')).toUtf8());
         });
     }
     column->addStretch();
@@ -220,7 +220,7 @@ void SimPanel::onReadyRead()
         m_in.remove(0, end + 1);
         const Pending pending = m_pending.takeFirst();
         if (pending.logged)
-            m_log->appendPlainText(QStringLiteral("> %1\n  %2").arg(QString::fromLatin1(pending.line), answer));
+            m_log->appendPlainText(QStringLiteral("> %1\n  %2").arg(QString::fromUtf8(pending.line), answer));
         if (pending.onAnswer)
             pending.onAnswer(answer);
     }

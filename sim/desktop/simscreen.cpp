@@ -4,6 +4,7 @@
 #include <QApplication>
 #include <QMouseEvent>
 #include <QPointer>
+#include <QTabBar>
 #include <QTimer>
 #include <QWidget>
 
@@ -39,6 +40,19 @@ QList<QWidget *> visibleWidgets()
     return buttons + others;
 }
 
+// A visible tab whose text is `name`: its bar and index.
+QTabBar *tabNamed(const QString &name, int *index)
+{
+    for (QWidget *w : visibleWidgets())
+        if (auto *bar = qobject_cast<QTabBar *>(w))
+            for (int i = 0; i < bar->count(); ++i)
+                if (bar->isTabEnabled(i) && bar->tabText(i).remove(QLatin1Char('&')) == name) {
+                    *index = i;
+                    return bar;
+                }
+    return nullptr;
+}
+
 SimControl::Answer touch(const QString &name)
 {
     QWidget *target = nullptr;
@@ -53,6 +67,16 @@ SimControl::Answer touch(const QString &name)
                 target = w;
                 break;
             }
+    int tab = -1;
+    if (!target)
+        if (QTabBar *bar = tabNamed(name, &tab)) {
+            QPointer<QTabBar> finger(bar);
+            QTimer::singleShot(0, bar, [finger, tab] {
+                if (finger)
+                    finger->setCurrentIndex(tab);
+            });
+            return {true, QStringLiteral("touched the tab %1").arg(SimControl::quote(name))};
+        }
     if (!target)
         return {false, QStringLiteral("nothing called %1 on the screen; \"screen\" lists what can be touched")
                            .arg(SimControl::quote(name))};
@@ -92,6 +116,11 @@ QStringList controls()
         if (!name.isEmpty())
             names << name;
     }
+    for (QWidget *w : visibleWidgets())
+        if (auto *bar = qobject_cast<QTabBar *>(w))
+            for (int i = 0; i < bar->count(); ++i)
+                if (bar->isTabEnabled(i) && i != bar->currentIndex())
+                    names << bar->tabText(i).remove(QLatin1Char('&'));
     return names;
 }
 

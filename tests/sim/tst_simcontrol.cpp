@@ -154,10 +154,10 @@ void TestSimControl::commandsActOnTheTerminal_data()
     QTest::newRow("link down") << QByteArray("link down") << "ok eth0 cable pulled" << Check([](SimTerminal &s) {
         return s.readFile("/var/lib/kx4sim/net/eth0").contains("\nup=0\n");
     });
-    QTest::newRow("wifi add")
-        << QByteArray("wifi add \"Back Room\" -70 open") << "ok access point \"Back Room\" (02:00:00:00:00:01) in range"
+    QTest::newRow("wifi add, UTF-8")
+        << QByteArray("wifi add \"Кафе у дома\" -70 open") << "ok access point \"Кафе у дома\" (02:00:00:00:00:01) in range"
         << Check([](SimTerminal &s) {
-               return s.readFile("/var/lib/kx4sim/wifi/access-points").endsWith("\t2437\t-70\t[ESS]\tBack Room\n");
+               return s.readFile("/var/lib/kx4sim/wifi/access-points").endsWith("\t2437\t-70\t[ESS]\tКафе у дома\n");
            });
     QTest::newRow("ping silent") << QByteArray("ping silent") << "ok the bench's host 192.168.0.1 is silent"
                                  << Check([](SimTerminal &s) {
@@ -366,7 +366,8 @@ void TestSimControl::readmeHoldsTheTable()
     const int from = text.indexOf(begin) + begin.size();
     const int to = text.indexOf(QStringLiteral("<!-- end of commands -->"));
     QVERIFY(from >= begin.size() && to > from);
-    QCOMPARE(text.mid(from, to - from), SimControl::markdownTable());
+    QVERIFY2(text.mid(from, to - from) == SimControl::markdownTable(),
+             "sim/README.md's table is not the command table: sh tools/sim-readme-table.sh writes it");
     for (const SimControl::Command &c : SimControl::commands())
         QVERIFY2(!c.help.isEmpty() && SimControl::listText().contains("  " + c.usage() + '\n'), qPrintable(c.name));
 }
