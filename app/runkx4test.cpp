@@ -51,8 +51,10 @@ void quitWhenRunning()
 int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
 {
     quitRequested = false;
-    Startup::requestInputContext(QString::fromLocal8Bit(argv[0]));
+    const bool imModuleSet = Startup::requestInputContext(QString::fromLocal8Bit(argv[0]));
     QApplication app(argc, argv);
+    if (imModuleSet)
+        qunsetenv("QT_IM_MODULE");
     disTTYS0Test = Startup::hasNoTtys0Switch(app.arguments());
     // From here on Ctrl+C or a kill ends the program through its closing
     // lines, at whatever point of the start-up it comes: during the scan, the

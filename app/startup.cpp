@@ -179,12 +179,13 @@ QString pluginsPath(const QString &argv0)
     return QFileInfo(argv0).absolutePath() + QDir::separator() + QStringLiteral("Plugins");
 }
 
-void requestInputContext(const QString &argv0)
+bool requestInputContext(const QString &argv0)
 {
     if (qEnvironmentVariableIsSet("QT_IM_MODULE"))
-        return;
+        return false;
     qputenv("QT_IM_MODULE", InputContextKey);
     QCoreApplication::addLibraryPath(pluginsPath(argv0));
+    return true;
 }
 
 void installInputContext()

@@ -42,8 +42,10 @@ QString pluginsPath(const QString &argv0);
 // Before the application object exists: Qt 5 platforms take their input
 // context when they start, so the on-screen keyboard is asked for here
 // (QT_IM_MODULE, unless the environment names another) and its folder is
-// put on the plugin path.
-void requestInputContext(const QString &argv0);
+// put on the plugin path. Returns whether QT_IM_MODULE was set here; the
+// caller takes it back once the application object exists, so the logged
+// environment and the programs started later see the process's own.
+bool requestInputContext(const QString &argv0);
 
 // Creates the input context "V3TouchKeyboard" through the plugin factory;
 // when it exists, debug "V3TouchKeyboard created". Without the plugin the

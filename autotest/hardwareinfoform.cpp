@@ -14,6 +14,7 @@
 #include "uiresources.h"
 
 #include <QDebug>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QLocale>
@@ -29,6 +30,20 @@ const QByteArray SDTestContent("01234\n56789");
 const char *const PictureOk = ":images/ok-1.png";
 const char *const PictureError = ":images/err-1.png";
 const int ModemWaitMs = 1000;
+
+// Whether a modem's answer holds its final result code on a whole line of its
+// own ("OK" or "ERROR" followed by CR LF).
+bool finalResult(const QByteArray &answer)
+{
+    const QList<QByteArray> lines = answer.split('\n');
+    // The last piece has no line feed yet.
+    for (int i = 0; i + 1 < lines.size(); ++i) {
+        const QByteArray code = lines.at(i).trimmed().toUpper();
+        if (code == "OK" || code == "ERROR" || code.startsWith("+CME ERROR"))
+            return true;
+    }
+    return false;
+}
 
 void probeLine(const char *key, bool present)
 {
@@ -64,7 +79,7 @@ QString decodeSCError(int code)
 }
 
 HardwareInfoForm::HardwareInfoForm(QWidget *parent)
-    : QWidget(parent), ui((UiResources::init(), new Ui::HardwareInfoForm))
+    : QWidget(parent), ui((UiResources::init(), new Ui_HardwareInfoForm))
 {
     ui->setupUi(this);
 }
@@ -197,14 +212,19 @@ bool HardwareInfoForm::testSDCard(QString device)
     return same;
 }
 
-QString HardwareInfoForm::modemCommand(QSerialPort &port, const QString &portName, const QByteArray &command)
+QString HardwareInfoForm::modemCommand(QSerialPort &port, const QString &portName, const QByteArray &command,
+                                       const QString &sentText)
 {
     port.write(command);
-    logLine(QStringLiteral("Modem %1 test: send %2").arg(portName, QString::fromLatin1(command.trimmed())));
+    logLine(sentText.arg(portName));
     port.waitForBytesWritten(ModemWaitMs);
+    // The answer comes in pieces at the line's pace: collect it until its
+    // final result line ("OK" or "ERROR") has arrived, within the one second
+    // a modem gets to answer. A silent one costs exactly that second.
     QByteArray answer;
-    if (port.waitForReadyRead(ModemWaitMs))
-        answer = port.readAll();
+    QDeadlineTimer deadline(ModemWaitMs);
+    while (!finalResult(answer) && port.waitForReadyRead(int(qMax<qint64>(0, deadline.remainingTime()))))
+        answer += port.readAll();
     answer.replace('\r', "").replace('\n', "");
     logLine(QStringLiteral("Modem %1 receive: %2").arg(portName, QString::fromLatin1(answer)));
     return QString::fromLatin1(answer).toLower();
@@ -217,9 +237,10 @@ bool HardwareInfoForm::testModem(QString port)
         logLine(QStringLiteral("Modem %1 test: not respond").arg(port));
         return false;
     }
-    const QString first = modemCommand(serial, port, QByteArrayLiteral("AT\r"));
+    const QString first = modemCommand(serial, port, QByteArrayLiteral("AT\r"), QStringLiteral("Modem %1 test: send AT"));
     const bool firstOk = first.contains(QLatin1String("ok"));
-    const QString second = modemCommand(serial, port, QByteArrayLiteral("ATI0\r"));
+    const QString second =
+        modemCommand(serial, port, QByteArrayLiteral("ATI0\r"), QStringLiteral("Modem %1 test: send ATI0"));
     serial.close();
     if (first.isEmpty() && second.isEmpty()) {
         logLine(QStringLiteral("Modem %1 test: not respond").arg(port));

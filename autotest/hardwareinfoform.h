@@ -10,9 +10,7 @@
 #include <QString>
 #include <QWidget>
 
-namespace Ui {
-class HardwareInfoForm;
-}
+class Ui_HardwareInfoForm;
 
 // Text of a smart card reader result code (not translated).
 QString decodeSCError(int code);
@@ -31,7 +29,7 @@ public:
     // "AT" then "ATI0" on /dev/<port>; true when a modem answers OK.
     bool testModem(QString port);
 
-    Ui::HardwareInfoForm *ui;
+    Ui_HardwareInfoForm *ui;
 
     bool sdCard = false;
     bool intCOMModem = false;
@@ -47,6 +45,8 @@ public:
 
 private:
     // One command of testModem(): the lower-cased answer, "" when none came.
-    QString modemCommand(class QSerialPort &port, const QString &portName, const QByteArray &command);
+    // `sentText` is logged with the port name once the command is written.
+    QString modemCommand(class QSerialPort &port, const QString &portName, const QByteArray &command,
+                         const QString &sentText);
     void logLine(const QString &text);
 };

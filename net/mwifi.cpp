@@ -128,26 +128,33 @@ bool MWiFi::scanAP()
         return false;
     }
 
-    QStringList lines;
+    QString output;
     for (int attempt = 1; attempt <= ScanResultAttempts; ++attempt) {
-        lines = runCommand(QStringLiteral("wpa_cli"), client + QStringList{QStringLiteral("scan_result")}, false)
-                    .split(QLatin1Char('\n'));
-        if (lines.size() > 1) {
-            lines.removeFirst(); // the column header
+        output = runCommand(QStringLiteral("wpa_cli"), client + QStringList{QStringLiteral("scan_result")}, false);
+        if (output.split(QLatin1Char('\n')).size() > 1)
             break;
-        }
-        lines.clear();
+        output.clear();
         if (attempt < ScanResultAttempts)
             pumpFor(m_scanResultPauseMs);
     }
+    apList << parseScanResults(output);
+    return true;
+}
 
+QList<MAPProperty> MWiFi::parseScanResults(const QString &output)
+{
+    QList<MAPProperty> result;
+    QStringList lines = output.split(QLatin1Char('\n'));
+    if (lines.size() < 2)
+        return result;
+    lines.removeFirst(); // the column header
     for (const QString &line : qAsConst(lines)) {
         const QStringList fields = line.simplified().split(QLatin1Char(' '));
         if (fields.size() < 5)
             continue; // a hidden network has no SSID column
-        apList << parseScanLine(fields);
+        result << parseScanLine(fields);
     }
-    return true;
+    return result;
 }
 
 void MWiFi::runShell(const QString &command, bool withStatus)

@@ -49,6 +49,12 @@ public:
 
     void setCurrentInterface(QString name);
     void setEnableAutoScanAP(bool on);
+    // wpa_cli's scan_result output: a column header, then one line per
+    // network (bssid, frequency, level, flags, SSID). Lines of fewer than five
+    // fields (a hidden network has no SSID) are left out; nothing without a
+    // header and at least one line after it.
+    static QList<MAPProperty> parseScanResults(const QString &output);
+
     bool rescanAP();
     bool scanAP();
     bool saveExistAP();

@@ -24,8 +24,8 @@ if [ "$program" = ./build/kx4test-sim/kx4test-sim ]; then
     echo "kx4test-sim: the program on a simulated terminal; Ctrl+C ends it."
     exec "$program" $panel "$@"
 fi
-# kx4test, which ends after its start-up, runs headless without a display,
-# with a runtime folder of its own that goes with it.
+# kx4test runs headless without a display, until Ctrl+C, with a runtime
+# folder of its own that goes with it.
 if [ -z "${DISPLAY:-}" ] && [ -z "${WAYLAND_DISPLAY:-}" ] && [ -z "${QT_QPA_PLATFORM:-}" ]; then
     export QT_QPA_PLATFORM=offscreen
 fi

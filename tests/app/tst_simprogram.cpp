@@ -1,7 +1,9 @@
 // kx4test-sim, run as a user runs it, from a throw-away copy: it boots on the
-// simulated terminal, waits on the run-mode question, writes the log the
-// terminal would, ends cleanly on the signals a user sends or once the
-// question is answered, and serves its VNC screen to this machine only.
+// simulated terminal, scans its hardware, waits on the run-mode question,
+// writes the log the terminal would, runs the chosen mode until a signal ends
+// it cleanly, and serves its VNC screen to this machine only.
+#include "programrun.h"
+
 #include <QtTest>
 
 #include <QHostAddress>
@@ -17,9 +19,10 @@ class TestSimProgram : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase();
     void runsUntilSignalled_data();
     void runsUntilSignalled();
-    void unansweredQuestionEndsTheRun();
+    void scanThenUnansweredQuestionStartsTheAutomaticTest();
     void vncScreenOnLoopbackOnly();
     void vncPortTaken();
     void sdCardIsDiskTested();
@@ -68,6 +71,14 @@ QStringList listeners(quint16 port)
 }
 
 } // namespace
+
+void TestSimProgram::initTestCase()
+{
+    // Every case here runs the program as a child.
+    QString why;
+    if (!ProgramRun::startable(QStringLiteral(KX4_SIM_PROGRAM), why))
+        QSKIP(qPrintable(why));
+}
 
 void TestSimProgram::start(QProcess &p, const QString &folder, const QStringList &args, const QString &platform,
                            int countdownMs)
@@ -134,15 +145,25 @@ void TestSimProgram::runsUntilSignalled()
     QVERIFY(log.contains(QStringLiteral("\tDUALCORE_CPU=1")));
 }
 
-void TestSimProgram::unansweredQuestionEndsTheRun()
+void TestSimProgram::scanThenUnansweredQuestionStartsTheAutomaticTest()
 {
-    // Until the test windows exist, the program ends once the mode is chosen.
     QTemporaryDir folder;
     QProcess p;
     start(p, folder.path(), {}, QStringLiteral("offscreen"), 100);
-    QVERIFY(p.waitForFinished(60000));
+    QString debug;
+    QVERIFY(ProgramRun::terminateOnceStarted(p, debug));
     QCOMPARE(p.exitStatus(), QProcess::NormalExit);
     QCOMPARE(p.exitCode(), 0);
+    // The A9 board's scan, probe by probe, before the question: both network
+    // interfaces, no card in the slot, the GSM module on ttyS0, no USB modem,
+    // both readers, and a card in the smart card reader.
+    QStringList lines = debug.split(QLatin1Char('\n'));
+    lines = lines.mid(lines.indexOf(QStringLiteral("Create HardwareInfoForm")));
+    lines = lines.mid(0, lines.indexOf(QStringLiteral("end")) + 1);
+    QCOMPARE(lines, (QStringList{"Create HardwareInfoForm", "net true", "wlan true", "card false", "modem true",
+                                 "usb modem false", "rfid true", "tb true", "Insert card. Return code = 0 (No error)",
+                                 "Test card ok. Return code = 0 (No error)", "sc true", "end"}));
+    QVERIFY(debug.indexOf(QStringLiteral("\nShow QWidget\n")) > debug.indexOf(QStringLiteral("\nend\n")));
     const QStringList log = texts(readLines(folder.path() + QStringLiteral("/Log/kx4test-sim.log")));
     QCOMPARE(log.mid(log.indexOf(QStringLiteral("main: Select auto test mode."))),
              (QStringList{"main: Select auto test mode.", "main: Boot complete.", "main: Work end...",

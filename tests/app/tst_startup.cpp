@@ -2,7 +2,9 @@
 // the log it leaves behind is what a service engineer reads first, the debug
 // output what a developer at the console sees. Nobody answers the run-mode
 // question here; its countdown is shortened so it picks the automatic test
-// in a fraction of a second.
+// in a fraction of a second, and once that window is up the test ends the
+// program with SIGTERM, as a user would.
+#include "programrun.h"
 #include "startup.h"
 
 #include <QtTest>
@@ -11,14 +13,22 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
+#include <csignal>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
 class TestStartup : public QObject
 {
     Q_OBJECT
 private slots:
+    void initTestCase();
     void noTtys0Switch();
     void twoStartsOnOneDay();
     void logFileCanBeSwitchedOff();
     void environmentAndDebugLines();
+    void onScreenKeyboardPlugin();
+    void signalBeforeTheQuestionIsAnswered();
 };
 
 namespace {
@@ -31,8 +41,10 @@ struct Run
 
 // Copies the program into `folder` (once) and runs it there. With
 // `environment` the program gets exactly those entries, in that order;
-// otherwise this process's environment.
-Run runProgram(const QString &folder, const QStringList &args = {}, const QStringList &environment = {})
+// otherwise this process's environment. `rootPath`: the system root to use,
+// else an empty one of its own.
+Run runProgram(const QString &folder, const QStringList &args = {}, const QStringList &environment = {},
+               const QString &rootPath = QString())
 {
     const QString program = folder + QStringLiteral("/kx4test");
     QFile::copy(QStringLiteral(KX4_PROGRAM), program);
@@ -40,22 +52,26 @@ Run runProgram(const QString &folder, const QStringList &args = {}, const QStrin
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
     env.remove(QStringLiteral("QT_MESSAGE_PATTERN"));
+    env.remove(QStringLiteral("QT_IM_MODULE"));
     // A system root of its own: the program must not touch the real /dev or /opt.
     QTemporaryDir root;
-    env.insert(QStringLiteral("KX4_ROOT"), root.path());
+    env.insert(QStringLiteral("KX4_ROOT"), rootPath.isEmpty() ? root.path() : rootPath);
     env.insert(QStringLiteral("KX4_TEST_COUNTDOWN_MS"), QStringLiteral("50"));
+    // The hardware scan asks ifconfig: the stand-in, which knows no interface here.
+    env.insert(QStringLiteral("PATH"), QStringLiteral(KX4_STANDIN_DIR ":") + env.value(QStringLiteral("PATH")));
     p.setProcessEnvironment(env);
     if (environment.isEmpty())
         p.start(program, args);
     else // QProcessEnvironment would sort the entries; env keeps them as given
         p.start(QStringLiteral("env"), QStringList{QStringLiteral("-i")} << environment << program << args);
     Run run;
-    if (!p.waitForFinished(60000)) {
+    QString debug;
+    if (!ProgramRun::terminateOnceStarted(p, debug)) {
         run.exitCode = -2;
         return run;
     }
     run.exitCode = p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -3;
-    run.errorLines = QString::fromLocal8Bit(p.readAllStandardError()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    run.errorLines = debug.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     if (run.exitCode != 0)
         qWarning().noquote() << run.errorLines.join(QLatin1Char('\n'));
     return run;
@@ -68,6 +84,14 @@ QStringList readLines(const QString &file)
 }
 
 } // namespace
+
+void TestStartup::initTestCase()
+{
+    // Every case here runs the program as a child.
+    QString why;
+    if (!ProgramRun::startable(QStringLiteral(KX4_PROGRAM), why))
+        QSKIP(qPrintable(why));
+}
 
 void TestStartup::noTtys0Switch()
 {
@@ -144,7 +168,7 @@ void TestStartup::environmentAndDebugLines()
                                   "QT_QPA_PLATFORM=offscreen",
                                   "XDG_RUNTIME_DIR=" + runtime.path(),
                                   "KX4_ROOT=" + root.path(),
-                                  "PATH=" + qEnvironmentVariable("PATH"),
+                                  "PATH=" KX4_STANDIN_DIR ":" + qEnvironmentVariable("PATH"),
                                   "KX4_TEST_COUNTDOWN_MS=50",
                                   "MM_KX4_MIDDLE=two words",
                                   "AA_KX4_LAST=3"};
@@ -166,16 +190,76 @@ void TestStartup::environmentAndDebugLines()
     QStringList lines = run.errorLines;
     lines.removeAll(QStringLiteral("This plugin does not support propagateSizeHints()"));
     // The process signals are taken over first, and given up last.
-    QCOMPARE(lines.size(), 15);
+    QCOMPARE(lines.size(), 28);
     QCOMPARE(lines.mid(0, 3), (QStringList{"PowerFunction: Power handlers installed.", "Starting programm...",
                                            "Language resources:"}));
     for (const QString &list : lines.mid(3, 2))
         QVERIFY2(list.startsWith('\t') && !list.contains(QRegularExpression(QStringLiteral("[\"()]"))), qPrintable(list));
-    // A root without a buzzer: the beeps say so.
+    // A root without a buzzer: the beeps say so. An empty terminal: the scan
+    // finds nothing, in its order, and the smart card reader does not open.
     QCOMPARE(lines.mid(5), (QStringList{"INI file: " + folder.path() + "/Settings/kx4test.ini", "Log file enabled.",
                                         "intBeep: Touch buzzer path not found.", "intBeep: Fail buzzer open.",
-                                        "Create QWidget", "Show QWidget", "intBeep: Fail buzzer open.",
-                                        "End programm. Bye...", "PowerFunction: Destroed.", "PowerDaemon: Destroed"}));
+                                        "Create HardwareInfoForm", "net false", "wlan false", "card false",
+                                        "modem false", "usb modem false", "rfid false", "tb false", "err open",
+                                        "sc false", "end", "Create QWidget", "Show QWidget",
+                                        "intBeep: Fail buzzer open.", "Auto test starting...",
+                                        "Power: Signal \"TERM\".", "End programm. Bye...", "PowerFunction: Destroed.",
+                                        "PowerDaemon: Destroed"}));
+}
+
+void TestStartup::onScreenKeyboardPlugin()
+{
+    // The keyboard is an input context plugin in "Plugins" beside the program.
+    QTemporaryDir folder;
+    const QString plugins = folder.path() + QStringLiteral("/Plugins/platforminputcontexts");
+    QVERIFY(QDir().mkpath(plugins));
+    QVERIFY(QFile::copy(QStringLiteral(KX4_KEYBOARD_PLUGIN), plugins + QStringLiteral("/libv3touchkeyboard.so")));
+    const Run run = runProgram(folder.path());
+    QCOMPARE(run.exitCode, 0);
+    // After the inventory, before the banner's beeps.
+    const int created = run.errorLines.indexOf(QStringLiteral("V3TouchKeyboard created"));
+    QVERIFY2(created > run.errorLines.indexOf(QStringLiteral("Log file enabled.")), qPrintable(run.errorLines.join('\n')));
+    QVERIFY(created < run.errorLines.indexOf(QStringLiteral("Create HardwareInfoForm")));
+}
+
+void TestStartup::signalBeforeTheQuestionIsAnswered()
+{
+    // A silent modem on ttyS0 keeps the scan busy for two seconds; the signal
+    // comes meanwhile or while the question waits. Either way nobody has
+    // answered: no window is made and the program ends through its closing
+    // lines with the loop's code.
+    QTemporaryDir folder, root;
+    const int modem = ::posix_openpt(O_RDWR | O_NOCTTY);
+    QVERIFY(modem >= 0 && ::grantpt(modem) == 0 && ::unlockpt(modem) == 0);
+    QVERIFY(QDir(root.path()).mkpath(QStringLiteral("dev")));
+    QVERIFY(QFile::link(QString::fromLatin1(::ptsname(modem)), root.path() + QStringLiteral("/dev/ttyS0")));
+
+    const QString program = folder.path() + QStringLiteral("/kx4test");
+    QVERIFY(QFile::copy(QStringLiteral(KX4_PROGRAM), program));
+    QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.insert(QStringLiteral("KX4_ROOT"), root.path());
+    env.insert(QStringLiteral("KX4_TEST_COUNTDOWN_MS"), QStringLiteral("3600000"));
+    env.insert(QStringLiteral("PATH"), QStringLiteral(KX4_STANDIN_DIR ":") + env.value(QStringLiteral("PATH")));
+    p.setProcessEnvironment(env);
+    p.start(program, QStringList());
+    QString debug;
+    QVERIFY(ProgramRun::waitForDebugLine(p, debug, QStringLiteral("Create HardwareInfoForm")));
+    QVERIFY(::kill(pid_t(p.processId()), SIGTERM) == 0);
+    QVERIFY(p.waitForFinished(60000));
+    ::close(modem);
+    QCOMPARE(p.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(p.exitCode(), 0);
+    debug += QString::fromLocal8Bit(p.readAllStandardError());
+    QVERIFY2(!debug.contains(QStringLiteral("test starting...")), qPrintable(debug));
+    QStringList log = readLines(folder.path() + QStringLiteral("/Log/kx4test.log"));
+    QVERIFY(!log.filter(QStringLiteral("HardwareInfoForm: Modem ttyS0 test: not respond")).isEmpty());
+    for (QString &line : log)
+        line = line.section(QLatin1Char(']'), -1).trimmed();
+    QCOMPARE(log.mid(log.indexOf(QStringLiteral("main: Select manual test mode."))),
+             (QStringList{"main: Select manual test mode.", "main: Boot complete.", "main: Work end...",
+                          "main: Return code: 0", "SystemLog: Log object destroed.", ""}));
 }
 
 QTEST_GUILESS_MAIN(TestStartup)
