@@ -231,7 +231,7 @@ void TestSimProgram::sdCardIsDiskTested()
     const QString root = boot.filter(QRegularExpression(QStringLiteral("^\tKX4_ROOT=."))).value(0).section('=', 1);
     QFile requests(root + QStringLiteral("/run/kx4-sim/requests"));
     QVERIFY2(requests.open(QIODevice::WriteOnly | QIODevice::Unbuffered), qPrintable(requests.fileName()));
-    QCOMPARE(requests.write("insert-card 0\n"), qint64(14));
+    QCOMPARE(requests.write("sd in 0\n"), qint64(8));
     QTRY_VERIFY2_WITH_TIMEOUT(texts(readLines(logFile)).contains(QStringLiteral("DiskTest: Ok.")),
                               qPrintable(texts(readLines(logFile)).mid(boot.size() - 5).join('\n')), 30000);
     const QStringList log = texts(readLines(logFile));
