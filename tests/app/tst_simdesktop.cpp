@@ -5,6 +5,7 @@
 // that cannot be written, nothing left behind).
 #include "simcontrol.h"
 
+#include "programrun.h"
 #include <QtTest>
 
 #include <QProcess>
@@ -88,7 +89,7 @@ struct Copy
     // SIGTERM, and the run ends cleanly.
     void stop()
     {
-        QVERIFY(::kill(pid_t(program.processId()), SIGTERM) == 0);
+        QVERIFY(ProgramRun::sendSignal(program, SIGTERM));
         QVERIFY(program.waitForFinished(30000));
         read();
         QCOMPARE(program.exitStatus(), QProcess::NormalExit);
@@ -288,7 +289,7 @@ void TestSimDesktop::signalAtOnceLeavesNothing()
     copy.program.setProcessEnvironment(copy.environment());
     copy.program.start(copy.path(QStringLiteral("kx4test-sim")), QStringList());
     QVERIFY(copy.program.waitForStarted(10000));
-    QVERIFY(::kill(pid_t(copy.program.processId()), signal) == 0);
+    QVERIFY(ProgramRun::sendSignal(copy.program, signal));
     QVERIFY(copy.program.waitForFinished(30000));
     QCOMPARE(copy.program.exitStatus(), QProcess::NormalExit);
     QCOMPARE(copy.program.exitCode(), 0);
