@@ -3,6 +3,7 @@
 #include "adform.h"
 #include "autotestform.h"
 #include "hardwareinfoform.h"
+#include "kx4testmainwindow.h"
 #include "marvofunction.h"
 #include "mfilesworks.h"
 #include "mlogsystem.h"
@@ -144,9 +145,8 @@ int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
             window = std::make_unique<AutoTestForm>();
             qDebug() << "Auto test starting...";
         } else {
-            auto manual = std::make_unique<StandInWindow>(QStringLiteral("manual test window"));
+            auto manual = std::make_unique<KX4TestMainWindow>(settings.fileName());
             qDebug() << "Manual test starting...";
-            manual->setSettingsFileName(settings.fileName());
             window = std::move(manual);
         }
     }

@@ -18,19 +18,35 @@ class CPUStat : public QObject
 {
     Q_OBJECT
 public:
-    // The counters of the aggregate line, in clock ticks.
+    // The counters of the aggregate line, in clock ticks. The kernel counts
+    // in 64 bits.
     struct Snapshot
     {
-        quint32 user = 0;
-        quint32 nice = 0;
-        quint32 system = 0;
-        quint32 idle = 0;
-        quint32 iowait = 0;
-        quint32 irq = 0;
-        quint32 softirq = 0;
-        quint32 steal = 0;
-        quint32 total = 0; // the sum of the eight above
+        quint64 user = 0;
+        quint64 nice = 0;
+        quint64 system = 0;
+        quint64 idle = 0;
+        quint64 iowait = 0;
+        quint64 irq = 0;
+        quint64 softirq = 0;
+        quint64 steal = 0;
+        quint64 total = 0; // the sum of the eight above; 0 for a failed read
     };
+
+    // The aggregate line at the start of the statistics file's text: the
+    // fields in order; a line that ends early (kernels before 2.6.11 have no
+    // steal column) leaves the rest 0. All zero when the text does not start
+    // with a "cpu" line or a field is not an unsigned decimal number that fits
+    // 64 bits.
+    static Snapshot parseStat(const QByteArray &text);
+    // The ticks of each counter between two snapshots. A counter that went
+    // back from the upper half of 32 bits passed over the top of a 32-bit
+    // kernel counter and is carried over; any other going back (a reset or a
+    // damaged file) counts nothing. All zero when either snapshot is unread.
+    static Snapshot period(const Snapshot &from, const Snapshot &to);
+    // Percent of part in whole, always within 0-100; 0 when nothing was counted.
+    static int percent(quint64 part, quint64 whole);
+    static quint64 busyTicks(const Snapshot &s);
 
     explicit CPUStat(QObject *parent = nullptr);
 
@@ -61,12 +77,11 @@ private:
     // The aggregate line of `path`; all zero when the file cannot be read.
     Snapshot getState() const;
     // Percent of the last period for one counter.
-    int share(quint32 Snapshot::*counter) const;
-    static quint32 busyTicks(const Snapshot &s);
+    int share(quint64 Snapshot::*counter) const;
 
     QTimer timer;
     QString path;
     Snapshot current;
     Snapshot previous;
-    quint32 delta = 0;
+    Snapshot delta; // period(previous, current)
 };

@@ -32,15 +32,13 @@ void MagCardThread::run()
         while (running()) {
             if (!waitReadable(fd, SwipeWaitMs))
                 continue;
-            MagCardRecord record;
-            // Cleared first, so that a short read leaves the fields it did
-            // not reach empty instead of holding stale bytes. A read that
-            // fails (-1) or returns nothing (the driver woke us with nothing
-            // decoded) is no swipe and is not reported: we read again after
-            // the pause.
-            std::memset(&record, 0, sizeof record);
-            if (::read(fd, &record, sizeof record) > 0)
-                reportSwipe(record);
+            // A read that fails (-1) or returns nothing (the driver woke us
+            // with nothing decoded) is no swipe and is not reported: we read
+            // again after the pause.
+            QByteArray record(int(sizeof(MagCardRecord)), '\0');
+            const ssize_t got = ::read(fd, record.data(), size_t(record.size()));
+            if (got > 0)
+                reportSwipe(record.left(int(got)));
             pause(ReadPauseMs);
         }
         // Tell the reader we are done with it before letting it go; nothing
@@ -52,21 +50,32 @@ void MagCardThread::run()
     message(tr("MagCardThread <run> finished."));
 }
 
-void MagCardThread::reportSwipe(const MagCardRecord &record)
+MagCardThread::Swipe MagCardThread::parseRecord(const QByteArray &bytes)
 {
-    QStringList tracks;
-    bool anyTrack = false;
+    MagCardRecord record;
+    // Cleared first, so that a short read leaves the fields it did not reach
+    // empty instead of holding stale bytes.
+    std::memset(&record, 0, sizeof record);
+    std::memcpy(&record, bytes.constData(), size_t(qMin(bytes.size(), int(sizeof record))));
+    Swipe swipe;
     for (int i = 0; i < MAGCARD_TRACKS; ++i) {
         // The driver terminates each text, but never run past its field.
         const char *text = record.text[i];
-        tracks << QString::fromLatin1(text, int(qstrnlen(text, sizeof record.text[i])));
-        anyTrack = anyTrack || text[0] != '\0';
+        swipe.tracks << QString::fromLatin1(text, int(qstrnlen(text, sizeof record.text[i])));
+        swipe.anyTrack = swipe.anyTrack || text[0] != '\0';
     }
     // One pass over all six values: a track text may itself contain "%1".
-    message(tr("MSR: MSR read: track 1 (len=%1): %2 track 2 (len=%3): %4 track 3 (len=%5): %6")
-                .arg(QString::number(record.length[0]), tracks[0], QString::number(record.length[1]),
-                     tracks[1], QString::number(record.length[2]), tracks[2]));
-    emit magcardData(tracks);
-    if (anyTrack)
+    swipe.text = tr("MSR: MSR read: track 1 (len=%1): %2 track 2 (len=%3): %4 track 3 (len=%5): %6")
+                     .arg(QString::number(record.length[0]), swipe.tracks[0], QString::number(record.length[1]),
+                          swipe.tracks[1], QString::number(record.length[2]), swipe.tracks[2]);
+    return swipe;
+}
+
+void MagCardThread::reportSwipe(const QByteArray &bytes)
+{
+    const Swipe swipe = parseRecord(bytes);
+    message(swipe.text);
+    emit magcardData(swipe.tracks);
+    if (swipe.anyTrack)
         MarvoFunction::beepTwo(0);
 }

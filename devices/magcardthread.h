@@ -13,13 +13,22 @@
 
 #include <QStringList>
 
-struct MagCardRecord;
-
 class MagCardThread : public DeviceThread
 {
     Q_OBJECT
 public:
     explicit MagCardThread(QObject *parent);
+
+    // One read from the driver: up to a whole record (a shorter read leaves
+    // the rest empty), its three track texts (each cut at its terminator or
+    // its field's end) and the report line.
+    struct Swipe
+    {
+        QStringList tracks; // always three
+        bool anyTrack = false;
+        QString text;
+    };
+    static Swipe parseRecord(const QByteArray &bytes);
 
 signals:
     void magcardData(QStringList tracks);
@@ -28,7 +37,7 @@ protected:
     void run() override;
 
 private:
-    void reportSwipe(const MagCardRecord &record);
+    void reportSwipe(const QByteArray &bytes);
 
     int fd = -1;
 };

@@ -66,6 +66,8 @@ public:
 
 public slots:
     void exitThread() override;
+    // The contrast level of the next cycle (each later wake-up still adds one).
+    void setContrast(int level) { consistence.store(level); }
     void printFeed();
     void printRewind();
     void printStop();

@@ -31,6 +31,12 @@ public:
     int netmaskLine = -1;
     QHostAddress gateway;
     int gatewayLine = -1;
+    // The three values as the file gives them: a value that does not parse
+    // as an address (300.1.1.1) leaves its QHostAddress null and is written
+    // back as it was read, so a save loses nothing.
+    QString addressText;
+    QString netmaskText;
+    QString gatewayText;
     // Name servers are kept by MNetwork; these two are for the window's use.
     QList<QHostAddress> dns;
     int dnsLine = -1;

@@ -11,6 +11,12 @@
 #include <QFile>
 #include <QProcessEnvironment>
 
+namespace {
+// How long the daemon of an earlier dial gets to end after the terminate
+// request, and again after a kill.
+const int HangupWaitMs = 5000;
+}
+
 MModem::MModem(QObject *parent)
     : QObject(parent)
     , apn(QStringLiteral("internet"))
@@ -59,7 +65,14 @@ int MModem::modemDial()
     const QString device = MSystemRoot::path(port);
     if (!QFile::exists(device))
         return -3;
+    // A daemon still on the line is asked to end and waited for: the new
+    // one could not be started beside it, and the port must be free anyway.
     modemHangup();
+    if (pppProcess.state() != QProcess::NotRunning && !pppProcess.waitForFinished(HangupWaitMs)) {
+        pppProcess.kill();
+        if (!pppProcess.waitForFinished(HangupWaitMs))
+            return -1;
+    }
 
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("APN"), apn);

@@ -7,7 +7,9 @@
 // variables APN and DIALNO. The owner sets the public fields, then calls
 // modemDial() (0: pppd runs, -1: it did not start, -2: no number or port,
 // -3: no such port) and watches linkUp()/linkDown(), pppFinished() and the
-// daemon's output. Lives on the main thread; modemDial() blocks for up to
+// daemon's output. A dial while an earlier daemon still runs ends that one
+// first and waits for it (-1 when it will not end), so a redial with new
+// parameters really starts a new daemon. Lives on the main thread; modemDial() blocks for up to
 // `waitMs` for the route program and again for pppd's start.
 #pragma once
 

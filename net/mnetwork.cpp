@@ -8,6 +8,7 @@
 #include <QNetworkInterface>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QSet>
 #include <QTextStream>
 
 namespace {
@@ -23,7 +24,8 @@ const char *const Ipv4OutputPattern = R"((.*\s+inet addr:)(\d{1,3}\.){3}\d{1,3}.
 const char *const NameServerPattern = R"(((^|\s+)nameserver)(\s+)(\d{1,3}\.){3}\d{1,3})";
 const char *const AnyIfacePattern = R"(^iface.*\sinet.*)";
 const char *const IfaceNamePattern = R"((?:^iface\s+)(.*)(?:\s+inet.*))";
-const char *const AutoLinePattern = R"(^auto.*\s\b%1\b.*)";
+// %1: the name as namePattern() gives it, which stands alone like \b...\b.
+const char *const AutoLinePattern = R"(^auto.*\s%1.*)";
 const char *const IfaceLinePattern = R"(^iface\s%1\sinet.*)";
 const char *const DhcpPattern = R"(\bdhcp\b)";
 const char *const StaticPattern = R"(\bstatic\b)";
@@ -48,11 +50,6 @@ bool matchesWhole(const QString &pattern, const QString &text)
     return QRegularExpression(QRegularExpression::anchoredPattern(pattern), Options).match(text).hasMatch();
 }
 
-bool contains(const QString &pattern, const QString &text)
-{
-    return ::pattern(pattern).match(text).hasMatch();
-}
-
 QString firstMatch(const QString &pattern, const QString &text)
 {
     return ::pattern(pattern).match(text).captured(0);
@@ -65,11 +62,15 @@ QStringList readConfigLines(const char *logicalPath)
     QFile file(MSystemRoot::path(QString::fromLatin1(logicalPath)));
     if (!file.exists() || !file.open(QIODevice::ReadOnly) || file.size() < 1)
         return QStringList();
-    QByteArray data = file.readAll();
-    const int zero = data.indexOf('\0');
-    if (zero >= 0)
-        data.truncate(zero);
-    return QString::fromLatin1(data).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    return MNetwork::configLines(file.readAll());
+}
+
+// A name as it goes into a pattern: literally, and standing alone where the
+// pattern once had \b on either side (the same for names that begin and end
+// with a letter or digit, as every real interface name does).
+QString namePattern(const QString &name)
+{
+    return QStringLiteral("(?<!\\w)") + QRegularExpression::escape(name) + QStringLiteral("(?!\\w)");
 }
 
 struct IfconfigOutput
@@ -165,103 +166,184 @@ QHostAddress MNetwork::getRealIPAddress(QString name)
     return QHostAddress(firstMatch(QString::fromLatin1(Ipv4Pattern), result.out));
 }
 
-QStringList MNetwork::getInterfacesList()
+QStringList MNetwork::configLines(const QByteArray &content)
 {
+    QByteArray data = content;
+    const int zero = data.indexOf('\0');
+    if (zero >= 0)
+        data.truncate(zero);
+    return QString::fromLatin1(data).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+QStringList MNetwork::parseInterfaceNames(const QStringList &lines)
+{
+    static const QRegularExpression anyIface = pattern(QString::fromLatin1(AnyIfacePattern));
+    static const QRegularExpression ifaceName = pattern(QString::fromLatin1(IfaceNamePattern));
     QStringList names;
-    const QRegularExpression namePattern = pattern(QString::fromLatin1(IfaceNamePattern));
-    for (const QString &line : readConfigLines(InterfacesFile))
-        if (contains(QString::fromLatin1(AnyIfacePattern), line))
-            names << namePattern.match(line).captured(1);
+    for (const QString &line : lines)
+        if (anyIface.match(line).hasMatch())
+            names << ifaceName.match(line).captured(1);
     return names;
 }
 
-MInterfaceSettings MNetwork::getInterfaceSettings(QString name)
+MInterfaceSettings MNetwork::parseInterfaceSettings(const QStringList &lines, const QString &name)
 {
     MInterfaceSettings settings(name);
-    const QStringList lines = readConfigLines(InterfacesFile);
     if (lines.isEmpty())
         return settings;
 
-    // The name goes into the patterns as it stands.
-    const QString autoPattern = QString::fromLatin1(AutoLinePattern).arg(name);
-    const QString ifacePattern = QString::fromLatin1(IfaceLinePattern).arg(name);
+    const QString autoText = QString::fromLatin1(AutoLinePattern).arg(namePattern(name));
+    const QString ifaceText = QString::fromLatin1(IfaceLinePattern).arg(QRegularExpression::escape(name));
+    const QRegularExpression autoLine = pattern(autoText);
+    const QRegularExpression autoWhole(QRegularExpression::anchoredPattern(autoText), Options);
+    const QRegularExpression ifaceLine = pattern(ifaceText);
+    const QRegularExpression ifaceWhole(QRegularExpression::anchoredPattern(ifaceText), Options);
     for (int i = 0; i < lines.size(); ++i) {
-        if (contains(autoPattern, lines.at(i)))
-            settings.autoFound = true;
-        if (settings.autoLine < 0 && matchesWhole(autoPattern, lines.at(i)))
-            settings.autoLine = i;
-        if (contains(ifacePattern, lines.at(i)))
-            settings.ifaceFound = true;
-        if (settings.ifaceLine < 0 && matchesWhole(ifacePattern, lines.at(i)))
-            settings.ifaceLine = i;
+        const QString &line = lines.at(i);
+        // Only auto and iface lines can match: the patterns are not run on
+        // the others.
+        if (line.startsWith(QLatin1String("auto"), Qt::CaseInsensitive)) {
+            if (autoLine.match(line).hasMatch())
+                settings.autoFound = true;
+            if (settings.autoLine < 0 && autoWhole.match(line).hasMatch())
+                settings.autoLine = i;
+        } else if (line.startsWith(QLatin1String("iface"), Qt::CaseInsensitive)) {
+            if (ifaceLine.match(line).hasMatch())
+                settings.ifaceFound = true;
+            if (settings.ifaceLine < 0 && ifaceWhole.match(line).hasMatch())
+                settings.ifaceLine = i;
+        }
     }
     if (!settings.ifaceFound || settings.ifaceLine < 0)
         return settings;
 
+    static const QRegularExpression dhcp = pattern(QString::fromLatin1(DhcpPattern));
+    static const QRegularExpression isStatic = pattern(QString::fromLatin1(StaticPattern));
+    static const QRegularExpression loopback = pattern(QString::fromLatin1(LoopbackPattern));
     const QString &iface = lines.at(settings.ifaceLine);
-    if (contains(QString::fromLatin1(DhcpPattern), iface)) {
+    if (dhcp.match(iface).hasMatch()) {
         settings.method = MInterfaceSettings::MethodDhcp;
-    } else if (contains(QString::fromLatin1(StaticPattern), iface)) {
+    } else if (isStatic.match(iface).hasMatch()) {
         settings.method = MInterfaceSettings::MethodStatic;
-    } else if (contains(QString::fromLatin1(LoopbackPattern), iface)) {
+    } else if (loopback.match(iface).hasMatch()) {
         settings.method = MInterfaceSettings::MethodLoopback;
     } else {
         settings.method = MInterfaceSettings::MethodUnknown;
         settings.methodUnknown = true;
     }
 
-    const QString ipv4 = QString::fromLatin1(Ipv4Pattern);
+    auto whole = [](const char *text) {
+        return QRegularExpression(QRegularExpression::anchoredPattern(QString::fromLatin1(text)), Options);
+    };
+    static const QRegularExpression stanzaEnd = whole(StanzaEndPattern);
+    static const QRegularExpression addressOption = whole(AddressPattern);
+    static const QRegularExpression netmaskOption = whole(NetmaskPattern);
+    static const QRegularExpression gatewayOption = whole(GatewayPattern);
+    static const QRegularExpression macOption = whole(MacOptionPattern);
+    static const QRegularExpression ipv4 = pattern(QString::fromLatin1(Ipv4Pattern));
+    static const QRegularExpression mac = pattern(QString::fromLatin1(MacPattern));
     for (int i = settings.ifaceLine + 1; i < lines.size(); ++i) {
         const QString &line = lines.at(i);
-        if (matchesWhole(QString::fromLatin1(StanzaEndPattern), line))
+        if (stanzaEnd.match(line).hasMatch())
             break;
-        if (matchesWhole(QString::fromLatin1(AddressPattern), line)) {
-            settings.address = QHostAddress(firstMatch(ipv4, line));
+        if (addressOption.match(line).hasMatch()) {
+            settings.addressText = ipv4.match(line).captured(0);
+            settings.address = QHostAddress(settings.addressText);
             settings.addressLine = i;
-        } else if (matchesWhole(QString::fromLatin1(NetmaskPattern), line)) {
-            settings.netmask = QHostAddress(firstMatch(ipv4, line));
+        } else if (netmaskOption.match(line).hasMatch()) {
+            settings.netmaskText = ipv4.match(line).captured(0);
+            settings.netmask = QHostAddress(settings.netmaskText);
             settings.netmaskLine = i;
-        } else if (matchesWhole(QString::fromLatin1(GatewayPattern), line)) {
-            settings.gateway = QHostAddress(firstMatch(ipv4, line));
+        } else if (gatewayOption.match(line).hasMatch()) {
+            settings.gatewayText = ipv4.match(line).captured(0);
+            settings.gateway = QHostAddress(settings.gatewayText);
             settings.gatewayLine = i;
-        } else if (matchesWhole(QString::fromLatin1(MacOptionPattern), line)) {
-            settings.hwAddress = firstMatch(QString::fromLatin1(MacPattern), line);
+        } else if (macOption.match(line).hasMatch()) {
+            settings.hwAddress = mac.match(line).captured(0);
             settings.hwAddressLine = i;
         }
     }
     return settings;
 }
 
+QList<MInterfaceSettings> MNetwork::parseInterfaces(const QStringList &lines)
+{
+    QList<MInterfaceSettings> result;
+    for (const QString &name : parseInterfaceNames(lines)) {
+        const MInterfaceSettings settings = parseInterfaceSettings(lines, name);
+        if (settings.ifaceFound)
+            result << settings;
+    }
+    return result;
+}
+
+QList<QHostAddress> MNetwork::parseNameServers(const QStringList &lines)
+{
+    static const QRegularExpression nameServer = pattern(QString::fromLatin1(NameServerPattern));
+    static const QRegularExpression ipv4 = pattern(QString::fromLatin1(Ipv4Pattern));
+    QList<QHostAddress> servers;
+    for (const QString &line : lines) {
+        if (!nameServer.match(line).hasMatch())
+            continue;
+        // 300.1.1.1 has the form but is no address: it is left out rather
+        // than written back as an empty "nameserver" line.
+        const QHostAddress server(ipv4.match(line).captured(0));
+        if (!server.isNull())
+            servers << server;
+    }
+    return servers;
+}
+
+QStringList MNetwork::getInterfacesList()
+{
+    return parseInterfaceNames(readConfigLines(InterfacesFile));
+}
+
+MInterfaceSettings MNetwork::getInterfaceSettings(QString name)
+{
+    return parseInterfaceSettings(readConfigLines(InterfacesFile), name);
+}
+
 void MNetwork::enumerateInterfaces()
 {
-    interfaces.clear();
-    for (const QString &name : getInterfacesList()) {
-        const MInterfaceSettings settings = getInterfaceSettings(name);
-        if (settings.ifaceFound)
-            interfaces << settings;
-    }
+    interfaces = parseInterfaces(readConfigLines(InterfacesFile));
 }
 
 void MNetwork::enumerateDNS()
 {
-    dnsServers.clear();
-    for (const QString &line : readConfigLines(ResolvFile))
-        if (contains(QString::fromLatin1(NameServerPattern), line))
-            dnsServers << QHostAddress(firstMatch(QString::fromLatin1(Ipv4Pattern), line));
+    dnsServers = parseNameServers(readConfigLines(ResolvFile));
 }
 
-bool MNetwork::saveInterfaces()
+namespace {
+// An address option's value: the address, or the text read when it did not parse.
+QString optionValue(const QHostAddress &address, const QString &text)
 {
-    QFile file(MSystemRoot::path(QString::fromLatin1(InterfacesFile)));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    QTextStream out(&file);
+    return address.isNull() ? text : address.toString();
+}
+}
+
+QByteArray MNetwork::interfacesText() const
+{
+    QString text;
+    QTextStream out(&text);
     out << tr("#") << '\n'
         << tr("# Network configuration file.") << '\n'
         << tr("# Created by Bellwind software (%1).").arg(QString::fromLatin1(ApplicationName)) << '\n'
         << '\n';
+    // Each name once (names are read without regard to case): a second
+    // stanza of a name written already would be read back as the first.
+    QSet<QString> written;
+    auto firstTime = [&written](const QString &name) {
+        const QString key = name.toLower();
+        if (written.contains(key))
+            return false;
+        written.insert(key);
+        return true;
+    };
     for (const MInterfaceSettings &settings : qAsConst(interfaces)) {
         if (settings.method == MInterfaceSettings::MethodLoopback) {
+            if (!firstTime(QStringLiteral("lo")))
+                continue;
             out << tr("# The loopback interface") << '\n'
                 << tr("auto lo") << '\n'
                 << tr("iface lo inet loopback") << '\n'
@@ -272,7 +354,10 @@ bool MNetwork::saveInterfaces()
         if (!settings.ifaceFound || !settings.autoFound)
             continue;
         const bool isStatic = settings.method == MInterfaceSettings::MethodStatic;
-        if (isStatic && settings.address.toString().isEmpty())
+        const QString address = optionValue(settings.address, settings.addressText);
+        if (isStatic && address.isEmpty())
+            continue;
+        if (!firstTime(settings.name))
             continue;
         if (settings.name.startsWith(QLatin1String("eth")))
             out << tr("# The wired ethernet interface") << '\n';
@@ -284,17 +369,41 @@ bool MNetwork::saveInterfaces()
             << tr("iface %1 inet %2").arg(settings.name, isStatic ? QStringLiteral("static") : QStringLiteral("dhcp"))
             << '\n';
         if (isStatic) {
-            out << tr(" address %1").arg(settings.address.toString()) << '\n';
-            if (!settings.netmask.toString().isEmpty())
-                out << tr(" netmask %1").arg(settings.netmask.toString()) << '\n';
-            if (!settings.gateway.toString().isEmpty())
-                out << tr(" gateway %1").arg(settings.gateway.toString()) << '\n';
+            out << tr(" address %1").arg(address) << '\n';
+            const QString netmask = optionValue(settings.netmask, settings.netmaskText);
+            if (!netmask.isEmpty())
+                out << tr(" netmask %1").arg(netmask) << '\n';
+            const QString gateway = optionValue(settings.gateway, settings.gatewayText);
+            if (!gateway.isEmpty())
+                out << tr(" gateway %1").arg(gateway) << '\n';
         }
         out << '\n';
     }
     out.flush();
+    // Read as Latin-1, written as Latin-1: a name's bytes come back as they were.
+    return text.toLatin1();
+}
+
+QByteArray MNetwork::dnsText() const
+{
+    QString text;
+    QTextStream out(&text);
+    for (const QHostAddress &server : qAsConst(dnsServers))
+        if (!server.isNull())
+            out << tr("nameserver %1").arg(server.toString()) << '\n';
+    out.flush();
+    return text.toLocal8Bit();
+}
+
+bool MNetwork::saveInterfaces()
+{
+    QFile file(MSystemRoot::path(QString::fromLatin1(InterfacesFile)));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return false;
+    const QByteArray text = interfacesText();
+    const bool written = file.write(text) == text.size();
     file.close();
-    return true;
+    return written;
 }
 
 bool MNetwork::saveDNS()
@@ -306,12 +415,10 @@ bool MNetwork::saveDNS()
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
         return false;
-    QTextStream out(&file);
-    for (const QHostAddress &server : qAsConst(dnsServers))
-        out << tr("nameserver %1").arg(server.toString()) << '\n';
-    out.flush();
+    const QByteArray text = dnsText();
+    const bool written = file.write(text) == text.size();
     file.close();
-    return true;
+    return written;
 }
 
 bool MNetwork::restartInterface(QString name)

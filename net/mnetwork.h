@@ -35,6 +35,23 @@ public:
     static QString getRealMACAddress(QString name);
     static QHostAddress getRealIPAddress(QString name);
 
+    // The parsers behind the file operations, on the files' content, so any
+    // text can be fed to them. configLines() is the reading rule of both
+    // files: the content up to its first zero byte, as Latin-1, split into
+    // its non-empty lines. Interface names are matched literally and without
+    // regard to case.
+    static QStringList configLines(const QByteArray &content);
+    static QStringList parseInterfaceNames(const QStringList &lines);
+    static MInterfaceSettings parseInterfaceSettings(const QStringList &lines, const QString &name);
+    // Every name's record that has an iface line, in the order of the names.
+    static QList<MInterfaceSettings> parseInterfaces(const QStringList &lines);
+    // Name servers that parse as addresses.
+    static QList<QHostAddress> parseNameServers(const QStringList &lines);
+    // The files as saveInterfaces() and saveDNS() write them. The interface
+    // file is written in Latin-1, the codec it is read in.
+    QByteArray interfacesText() const;
+    QByteArray dnsText() const;
+
     QStringList getInterfacesList();
     MInterfaceSettings getInterfaceSettings(QString name);
     void enumerateInterfaces();

@@ -128,32 +128,52 @@ bool MWiFi::scanAP()
         return false;
     }
 
-    QStringList lines;
+    QString output;
     for (int attempt = 1; attempt <= ScanResultAttempts; ++attempt) {
-        lines = runCommand(QStringLiteral("wpa_cli"), client + QStringList{QStringLiteral("scan_result")}, false)
-                    .split(QLatin1Char('\n'));
-        if (lines.size() > 1) {
-            lines.removeFirst(); // the column header
+        output = runCommand(QStringLiteral("wpa_cli"), client + QStringList{QStringLiteral("scan_result")}, false);
+        if (output.split(QLatin1Char('\n')).size() > 1)
             break;
-        }
-        lines.clear();
+        output.clear();
         if (attempt < ScanResultAttempts)
             pumpFor(m_scanResultPauseMs);
     }
+    apList << parseScanResults(output);
+    return true;
+}
 
+QList<MAPProperty> MWiFi::parseScanResults(const QString &output)
+{
+    QList<MAPProperty> result;
+    QStringList lines = output.split(QLatin1Char('\n'));
+    if (lines.size() < 2)
+        return result;
+    lines.removeFirst(); // the column header
     for (const QString &line : qAsConst(lines)) {
         const QStringList fields = line.simplified().split(QLatin1Char(' '));
         if (fields.size() < 5)
             continue; // a hidden network has no SSID column
-        apList << parseScanLine(fields);
+        result << parseScanLine(fields);
     }
-    return true;
+    return result;
 }
 
-void MWiFi::runShell(const QString &command, bool withStatus)
+void MWiFi::runShell(const QString &command, bool withStatus, const QString &shown)
 {
-    qDebug().noquote() << command;
+    qDebug().noquote() << (shown.isEmpty() ? command : shown);
     MShell::run(withStatus ? command + QStringLiteral("; echo $?") : command);
+}
+
+QString MWiFi::connectionState()
+{
+    const QString out = runCommand(QStringLiteral("wpa_cli"), {QStringLiteral("-i"), currentInterface,
+                                                               QStringLiteral("-p"), QString::fromLatin1(ControlFolder),
+                                                               QStringLiteral("status")},
+                                   false);
+    for (const QString &line : out.split(QLatin1Char('\n'))) {
+        if (line.startsWith(QLatin1String("wpa_state=")))
+            return line.mid(10).trimmed();
+    }
+    return QString();
 }
 
 bool MWiFi::saveExistAP()
@@ -195,7 +215,10 @@ bool MWiFi::saveExistAP()
         runShell(
             QStringLiteral("wpa_cli -i %1 set_network %2 key_mgmt %3").arg(iface, id, MShell::quote(settings.keyMgmt)),
             true);
-        runShell(QStringLiteral("wpa_cli -i %1 set_network %2 psk %3").arg(iface, id, quoted(settings.psk)), true);
+        // The pass phrase lives only in the supplicant: the debug line (which
+        // reaches the log file) shows it masked.
+        const QString psk = QStringLiteral("wpa_cli -i %1 set_network %2 psk %3");
+        runShell(psk.arg(iface, id, quoted(settings.psk)), true, psk.arg(iface, id, quoted(QStringLiteral("***"))));
         runShell(QStringLiteral("wpa_cli -i %1 select_network %2").arg(iface, id), true);
         runShell(QStringLiteral("wpa_cli -i %1 enable_network %2").arg(iface, id), true);
     }

@@ -80,6 +80,40 @@ bool UPSFunction::readBatteryFile()
         message(tr("UPS: Error open UPS state."));
         return false;
     }
+    apply(parseBatteryFile(QString::fromLocal8Bit(file.readAll()), reading()));
+    return true;
+}
+
+UPSFunction::Reading UPSFunction::reading() const
+{
+    Reading r;
+    r.name = name;
+    r.status = status;
+    r.present = present;
+    r.health = health;
+    r.technology = technology;
+    r.voltage = voltage;
+    r.capacity = capacity;
+    r.chargeFullDesign = chargeFullDesign;
+    r.acOnline = acOnline;
+    return r;
+}
+
+void UPSFunction::apply(const Reading &r)
+{
+    name = r.name;
+    status = r.status;
+    present = r.present;
+    health = r.health;
+    technology = r.technology;
+    voltage = r.voltage;
+    capacity = r.capacity;
+    chargeFullDesign = r.chargeFullDesign;
+    acOnline = r.acOnline;
+}
+
+UPSFunction::Reading UPSFunction::parseBatteryFile(const QString &text, const Reading &start)
+{
     static const QString Status = QStringLiteral("POWER_SUPPLY_STATUS");
     static const QString Capacity = QStringLiteral("POWER_SUPPLY_CAPACITY");
     static const QString VoltageNow = QStringLiteral("POWER_SUPPLY_VOLTAGE_NOW");
@@ -90,7 +124,9 @@ bool UPSFunction::readBatteryFile()
     static const QString ChargeFullDesign = QStringLiteral("POWER_SUPPLY_CHARGE_FULL_DESIGN");
     static const QString Keys[] = {Status, Capacity, VoltageNow, Name, Present, Health, Technology, ChargeFullDesign};
 
-    QTextStream in(&file);
+    Reading r = start;
+    QString input = text;
+    QTextStream in(&input, QIODevice::ReadOnly);
     QString line;
     while (in.readLineInto(&line)) {
         for (const QString &key : Keys) {
@@ -99,24 +135,43 @@ bool UPSFunction::readBatteryFile()
                 continue;
             const QString value = QString(line).remove(QLatin1Char('=')).mid(key.size());
             if (key == Status)
-                status = value;
+                r.status = value;
             else if (key == Capacity)
-                capacity = value.toInt();
+                r.capacity = qMin(value.toInt(), 100); // a percentage the operator sees
             else if (key == VoltageNow)
-                voltage = value.toLongLong() / 1000000.0; // microvolts
+                r.voltage = value.toLongLong() / 1000000.0; // microvolts
             else if (key == Name)
-                name = value;
+                r.name = value;
             else if (key == Present)
-                present = value.toInt();
+                r.present = value.toInt();
             else if (key == Health)
-                health = value;
+                r.health = value;
             else if (key == Technology)
-                technology = value;
+                r.technology = value;
             else
-                chargeFullDesign = value.toInt();
+                r.chargeFullDesign = value.toInt();
             break;
         }
     }
+    return r;
+}
+
+bool UPSFunction::parseRecord(const QByteArray &bytes, Reading &reading)
+{
+    UpsRecord record;
+    if (bytes.size() != int(sizeof record))
+        return false;
+    std::memcpy(&record, bytes.constData(), sizeof record);
+    if (upsCheckSum(record) != 0)
+        return false;
+    // The charger's scale, step by step at the precisions it was made with.
+    const float x = float(upsRawVoltage(record) * 0.01);
+    const float y = x * 100.0f - 450.0f;
+    reading.voltage = 4.0 + double(y) * 0.01111 + 2.11;
+    // Above 8.4 V (raw 638 and up) the scale passes 100 %.
+    reading.capacity = qBound(0, int(reading.voltage / 0.084), 100);
+    reading.acOnline = record.mainsOff == 0;
+    reading.status = record.discharging != 0 ? QStringLiteral("Discharging") : QStringLiteral("Charging");
     return true;
 }
 
@@ -151,24 +206,18 @@ void UPSFunction::readMains()
 
 void UPSFunction::readDevice()
 {
-    UpsRecord record;
-    std::memset(&record, 0, sizeof record);
+    QByteArray record(int(sizeof(UpsRecord)), '\0');
     // A record cut short carries no voltage: the values stay as they were.
-    if (::read(upsHandle, &record, sizeof record) != ssize_t(sizeof record)) {
+    if (::read(upsHandle, record.data(), size_t(record.size())) != ssize_t(record.size())) {
         message(tr("UPS: UPS file ERROR"));
         return;
     }
-    if (upsCheckSum(record) != 0) {
+    Reading r = reading();
+    if (!parseRecord(record, r)) {
         message(tr("UPS: Error verify SUM8"));
         return;
     }
-    // The charger's scale, step by step at the precisions it was made with.
-    const float x = float(upsRawVoltage(record) * 0.01);
-    const float y = x * 100.0f - 450.0f;
-    voltage = 4.0 + double(y) * 0.01111 + 2.11;
-    capacity = int(voltage / 0.084);
-    acOnline = record.mainsOff == 0;
-    status = record.discharging != 0 ? QStringLiteral("Discharging") : QStringLiteral("Charging");
+    apply(r);
 }
 
 void UPSFunction::announceChanges()

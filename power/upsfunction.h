@@ -27,6 +27,27 @@ public:
     // At or below this capacity (per cent) printing is stopped.
     static constexpr int LowPowerPercent = 14;
 
+    // The pack's values as one reading gives them.
+    struct Reading
+    {
+        QString name;
+        QString status;
+        int present = 0;
+        QString health;
+        QString technology;
+        double voltage = 0;
+        int capacity = 0; // at most 100; below 0 from a file is unknown
+        int chargeFullDesign = 0;
+        bool acOnline = false; // only from the charger's record
+    };
+    // The Battery uevent file's KEY=value lines over `start`: a key that is
+    // not there keeps its value from `start`. The capacity is bounded to 100.
+    static Reading parseBatteryFile(const QString &text, const Reading &start);
+    // The charger's 44-byte record over `start`; false (and `start` as it
+    // was) for a record of another size or a failed check sum. The capacity
+    // from the charger's scale is bounded to 0-100.
+    static bool parseRecord(const QByteArray &record, Reading &reading);
+
     explicit UPSFunction(QObject *parent = nullptr);
     ~UPSFunction() override;
 
@@ -62,6 +83,8 @@ signals:
 
 private:
     void message(const QString &text);
+    Reading reading() const;
+    void apply(const Reading &r);
     bool readBatteryFile();
     void applyPrintGate();
     void readMains();

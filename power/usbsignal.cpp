@@ -120,31 +120,52 @@ void USBSignal::run()
     qDebug().noquote() << "USBSignal: <run> finished.";
 }
 
-void USBSignal::handleDatagram(const QByteArray &datagram)
+USBSignal::Event USBSignal::parseDatagram(const QByteArray &datagram)
 {
-    QStringList fields;
+    Event event;
     for (const QByteArray &part : datagram.split('\0')) {
         if (part.isEmpty())
             continue;
-        const QString field = QString::fromLocal8Bit(part);
-        fields << field;
-        emit sendData(tr("USBSignal: mas = %1. len=%2.").arg(field).arg(part.size()));
+        event.fields << QString::fromLocal8Bit(part);
+        event.fieldBytes << part.size();
     }
-    if (fields.isEmpty())
-        return;
-    const QString header = fields.first();
-    const QString name = header.split(QLatin1Char('/')).last();
-    if (header.startsWith(QLatin1String("add@"), Qt::CaseInsensitive)) {
+    if (event.fields.isEmpty())
+        return event;
+    const QString &header = event.fields.first();
+    const QStringList path = header.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    event.name = path.isEmpty() ? QString() : path.last();
+    if (header.startsWith(QLatin1String("add@"), Qt::CaseInsensitive))
+        event.action = Action::Add;
+    else if (header.startsWith(QLatin1String("remove@"), Qt::CaseInsensitive))
+        event.action = Action::Remove;
+    else if (header.startsWith(QLatin1String("change@"), Qt::CaseInsensitive))
+        event.action = Action::Change;
+    return event;
+}
+
+void USBSignal::handleDatagram(const QByteArray &datagram)
+{
+    const Event event = parseDatagram(datagram);
+    for (int i = 0; i < event.fields.size(); ++i)
+        emit sendData(tr("USBSignal: mas = %1. len=%2.").arg(event.fields.at(i)).arg(event.fieldBytes.at(i)));
+    const QString &name = event.name;
+    switch (event.action) {
+    case Action::Add:
         emit deviceAdd(name);
         message(tr("USBSignal: Add USB device (%1).").arg(name));
-        emit sendDebugData(fields);
-    } else if (header.startsWith(QLatin1String("remove@"), Qt::CaseInsensitive)) {
+        emit sendDebugData(event.fields);
+        break;
+    case Action::Remove:
         emit deviceRemove(name);
         message(tr("USBSignal: Remove USB device (%1).").arg(name));
-        emit sendDebugData(fields);
-    } else if (header.startsWith(QLatin1String("change@"), Qt::CaseInsensitive)) {
+        emit sendDebugData(event.fields);
+        break;
+    case Action::Change:
         emit deviceChange(name);
         message(tr("USBSignal: Change USB device state (%1).").arg(name));
-        emit sendDebugData(fields);
+        emit sendDebugData(event.fields);
+        break;
+    case Action::None:
+        break;
     }
 }

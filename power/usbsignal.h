@@ -32,6 +32,20 @@ public:
     // At most this much of each datagram is read; the rest is cut off.
     static constexpr int MaxDatagram = 512;
 
+    enum class Action { None, Add, Remove, Change };
+    // One datagram as the listener reads it: its non-empty zero-separated
+    // fields (decoded in the locale's codec), the action of its header and
+    // the device's short name, the last non-empty part of the header's path
+    // ("ppp0" for "add@/devices/virtual/net/ppp0" and for ".../ppp0/").
+    struct Event
+    {
+        Action action = Action::None;
+        QString name;
+        QStringList fields;
+        QList<int> fieldBytes; // each field's length in bytes
+    };
+    static Event parseDatagram(const QByteArray &datagram);
+
     static USBSignal *instance();
     // Opens and binds the socket: 1 on success, 0 on failure.
     static int init();

@@ -1,5 +1,7 @@
 #include "simhotplug.h"
 
+#include <algorithm>
+
 #include "simserialline.h"
 #include "simterminal.h"
 
@@ -192,6 +194,12 @@ void SimHotplug::forgetDeadListeners()
         ::close(it->fd);
         it = m_listeners.erase(it);
     }
+}
+
+int SimHotplug::listenerCount() const
+{
+    QMutexLocker lock(&m_mutex);
+    return int(std::count_if(m_listeners.begin(), m_listeners.end(), [](const Listener &l) { return !l.dead; }));
 }
 
 QList<QByteArray> SimHotplug::datagrams() const

@@ -89,6 +89,8 @@ public:
     // at the nodes as the program would find them at that moment). nullptr
     // removes it.
     void setObserver(std::function<void(const SimUevent &event)> observer);
+    // Uevent sockets the program holds open (as far as the last event showed).
+    int listenerCount() const;
     // Every datagram sent, oldest first, and how many a full socket lost.
     QList<QByteArray> datagrams() const;
     int lostDatagrams() const;

@@ -67,9 +67,13 @@ bool SimNetwork::addLoopback(SimTerminal &sim)
     return sim.writeFile(netFile(QStringLiteral("lo")), "encap=loopback\ninet=127.0.0.1\nmask=255.0.0.0\nup=1\n");
 }
 
-bool SimNetwork::removeInterface(SimTerminal &sim, const QString &name)
+bool SimNetwork::setUp(SimTerminal &sim, const QString &name, bool up)
 {
-    return validName(name) && sim.removeFile(netFile(name));
+    if (!validName(name) || !sim.exists(netFile(name)))
+        return false;
+    QByteArray text = sim.readFile(netFile(name));
+    text.replace(up ? "\nup=0\n" : "\nup=1\n", up ? "\nup=1\n" : "\nup=0\n");
+    return sim.writeFile(netFile(name), text);
 }
 
 bool SimWifi::addAccessPoint(SimTerminal &sim, const QString &bssid, int frequency, int signal, const QString &flags,

@@ -14,6 +14,8 @@
 # folders resolve them; generated headers belong to the folder of their
 # source (kx4version.h to core, ui_x.h to x.ui's folder). Includes that
 # name no header of the tree (system, Qt, moc output) are not checked.
+# fuzz/ is a project of its own that compiles the parsers' sources into its
+# targets, across the layers like a test harness: it is not checked.
 set -eu
 root=${1:-$(dirname "$0")/..}
 cd "$root"
@@ -24,7 +26,7 @@ trap 'rm -rf "$work"' EXIT
 # The link graph: "T <target> <folder>" and "L <target> <linked>" records,
 # from every CMakeLists.txt outside build folders. Commands are joined
 # across lines up to their closing parenthesis.
-find . -name CMakeLists.txt -not -path './build*' -not -path '*/build/*' | sort | while read -r cm; do
+find . -name CMakeLists.txt -not -path './build*' -not -path '*/build/*' -not -path './fuzz/*' | sort | while read -r cm; do
     dir=${cm#./}
     dir=${dir%/CMakeLists.txt}
     [ "$dir" = CMakeLists.txt ] && dir=.
@@ -87,7 +89,7 @@ done >"$work/graph"
 
 # Every header (and form) of the tree: "<name> <path>".
 find . -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.ui' -o -name '*.h.in' \) \
-    -not -path './build*' -not -path '*/build/*' -not -path './.git/*' | while read -r f; do
+    -not -path './build*' -not -path '*/build/*' -not -path './fuzz/*' -not -path './.git/*' | while read -r f; do
     f=${f#./}
     name=${f##*/}
     case $name in
@@ -98,7 +100,7 @@ find . -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.ui' -o -name '*.h.in'
 done >"$work/headers"
 
 find . -type f \( -name '*.h' -o -name '*.hpp' -o -name '*.cpp' -o -name '*.c' \) \
-    -not -path './build*' -not -path '*/build/*' -not -path './.git/*' -print0 |
+    -not -path './build*' -not -path '*/build/*' -not -path './fuzz/*' -not -path './.git/*' -print0 |
     xargs -0 grep -n -H -E '^[[:space:]]*#[[:space:]]*include[[:space:]]*"' 2>/dev/null |
     sed 's|^\./||' >"$work/includes" || true
 

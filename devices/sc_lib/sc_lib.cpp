@@ -298,13 +298,23 @@ int sc_ATRCheck(SC_HANDLE *handle)
 int sc_ParseATR(SC_HANDLE *handle)
 {
     SC_TRACE_ENTER();
-    const unsigned char *atr = handle->atr;
-    const int length = handle->atrLength;
+    const int r = sc_DecodeATR(handle, handle->atr, qBound(0, handle->atrLength, int(SC_MAX_ATR)));
+    if (r != SC_OK)
+        return r;
+    const int matched = sc_MatchReader(handle);
+    if (matched == SC_OK)
+        SC_TRACE_LEAVE();
+    return matched;
+}
+
+int sc_DecodeATR(SC_HANDLE *handle, const unsigned char *atr, int length)
+{
     if (length < 2)
         return SC_ERR_UNSUPPORTED;
     handle->ta1 = -1;
     handle->specificMode = 0;
     handle->protocols = 0;
+    handle->historicalLength = 0;
     defaultPara(&handle->para);
     struct sc_reader_para para = handle->para;
 
@@ -312,15 +322,15 @@ int sc_ParseATR(SC_HANDLE *handle)
     int y = atr[pos] >> 4;
     const int k = atr[pos] & 0x0F;
     ++pos;
+    // The next interface byte when `present` and the answer still holds one.
+    auto take = [&](bool present) { return present && pos < length ? int(atr[pos++]) : -1; };
     int level = 1;
     bool anyTd = false;
     while (y && pos < length) {
-        const int ta = (y & 0x01) ? atr[pos++] : -1;
-        (y & 0x02) ? ++pos : 0; // TB: programming voltage, not used by the reader
-        const int tc = (y & 0x04) ? atr[pos++] : -1;
-        int td = -1;
-        if (y & 0x08)
-            td = atr[pos++];
+        const int ta = take(y & 0x01);
+        take(y & 0x02); // TB: programming voltage, not used by the reader
+        const int tc = take(y & 0x04);
+        const int td = take(y & 0x08);
         if (level == 1) {
             handle->ta1 = ta;
             if (tc >= 0)
@@ -340,17 +350,14 @@ int sc_ParseATR(SC_HANDLE *handle)
     }
     if (!anyTd)
         handle->protocols = 1;
-    handle->historicalLength = qMin(k, qMax(0, length - pos));
+    handle->historicalLength = qMin(qMin(k, int(SC_MAX_HISTORICAL)), qMax(0, length - pos));
     memcpy(handle->historical, atr + pos, size_t(handle->historicalLength));
     if (!(handle->protocols & 1)) {
         printf("ATR: the card offers no T=0\n");
         return SC_ERR_UNSUPPORTED;
     }
     handle->para = para;
-    const int r = sc_MatchReader(handle);
-    if (r == SC_OK)
-        SC_TRACE_LEAVE();
-    return r;
+    return SC_OK;
 }
 
 int sc_DoPTS(SC_HANDLE *handle, int protocol, unsigned char fiDi)

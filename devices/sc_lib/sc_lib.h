@@ -73,6 +73,12 @@ int sc_WarmReset(SC_HANDLE *handle);
 int sc_ATRCheck(SC_HANDLE *handle);
 // Decodes handle->atr and brings the reader to the card's protocol and speed.
 int sc_ParseATR(SC_HANDLE *handle);
+// The decoding alone: the `length` bytes at `atr` (TS first) into the
+// handle's ta1, specificMode, protocols, historical bytes and para, reading
+// nothing past `length`; an interface byte the answer announces but does not
+// hold counts as absent. SC_OK, or SC_ERR_UNSUPPORTED for fewer than 2 bytes
+// or an answer without T=0 (para then stays as it was).
+int sc_DecodeATR(SC_HANDLE *handle, const unsigned char *atr, int length);
 // Protocol and parameter selection: sends PPSS PPS0 PPS1 PCK and checks the echo.
 int sc_DoPTS(SC_HANDLE *handle, int protocol, unsigned char fiDi);
 // Chooses the line parameters the card offers and the reader supports.

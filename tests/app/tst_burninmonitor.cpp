@@ -3,6 +3,7 @@
 // ping (the clock is then taken from the bench's time server, by stand-ins
 // that set nothing), a card put into the SD slot passes the disk test, and
 // SIGTERM ends the run through the monitor's own exit with code 0.
+#include "programrun.h"
 #include <QtTest>
 
 #include <QProcess>
@@ -77,7 +78,7 @@ private slots:
         QCOMPARE(logTexts(logFile).filter(QRegularExpression("DiskTest: dev = ")),
                  QStringList{"AutoTestForm: DiskTest: dev = /dev/mmcblk0p1"});
 
-        QVERIFY(::kill(pid_t(p.processId()), SIGTERM) == 0);
+        QVERIFY(ProgramRun::sendSignal(p, SIGTERM));
         QVERIFY(p.waitForFinished(30000));
         QCOMPARE(p.exitStatus(), QProcess::NormalExit);
         QCOMPARE(p.exitCode(), 0);

@@ -7,7 +7,7 @@
 #include <QtTest>
 
 using Ints = QVector<int>;
-using Counters = QVector<quint32>; // user nice system idle iowait irq softirq steal
+using Counters = QVector<quint64>; // user nice system idle iowait irq softirq steal
 
 namespace {
 
@@ -41,6 +41,15 @@ private slots:
         QTest::newRow("busy counters, not idle or iowait") << QByteArray("cpu  10 10 10 900 40 10 10 10\n") << 6;
         // A long-running terminal: 100 x ticks no longer fits 32 bits.
         QTest::newRow("large counters") << QByteArray("cpu  3000000000 0 0 1000000000 0 0 0 0\n") << 75;
+        // Every field fits 32 bits, their sum does not.
+        QTest::newRow("sum past 32 bits") << QByteArray("cpu  500000000 0 300000000 4000000000 1000000 0 50000 0 0 0\n")
+                                          << 16;
+        QTest::newRow("no steal column") << QByteArray("cpu  30 0 30 40 0 0 0\ncpu0 1 1 1 1\n") << 60;
+        QTest::newRow("negative field") << QByteArray("cpu  10 10 -1000 900 0 0 0 0\n") << 0;
+        QTest::newRow("field past 64 bits") << QByteArray("cpu  99999999999999999999 0 0 1 0 0 0 0\n") << 0;
+        QTest::newRow("fields summing past 64 bits")
+            << QByteArray("cpu  18446744073709551615 18446744073709551615 0 1 0 0 0 0\n") << 100;
+        QTest::newRow("not the aggregate line") << QByteArray("intr 5 5 5\ncpu  1 1 1 1\n") << 0;
         QTest::newRow("nothing counted") << QByteArray("cpu  0 0 0 0 0 0 0 0\n") << 0;
         QTest::newRow("no file") << QByteArray() << 0;
     }
@@ -88,6 +97,14 @@ private slots:
         // 32-bit counters of a terminal that ran for months pass over the top.
         QTest::newRow("counters wrap") << QList<Counters>{{0xFFFFFF9Cu, 0, 0, 0, 0, 0, 0, 0}, {100, 0, 0, 200, 0, 0, 0, 0}}
                                        << Ints{50};
+        // The kernel's own counters are 64-bit and pass 32 bits without wrapping.
+        QTest::newRow("counters pass 32 bits")
+            << QList<Counters>{{0xFFFFFF9Cu, 0, 0, 0, 0, 0, 0, 0}, {0x100000064ull, 0, 0, 200, 0, 0, 0, 0}} << Ints{50};
+        // A counter that goes back (a reset, a damaged file) counts nothing:
+        // never a share over 100 or below 0.
+        QTest::newRow("counter goes back") << QList<Counters>{a, {50, 0, 100, 900, 0, 0, 0, 0}} << Ints{0};
+        QTest::newRow("iowait goes back") << QList<Counters>{{0, 0, 0, 0, 1000, 0, 0, 0}, {50, 0, 0, 50, 0, 0, 0, 0}}
+                                          << Ints{50};
     }
     void unreadablePeriods()
     {
@@ -108,7 +125,8 @@ private slots:
             QVERIFY(write(counters));
             cpu.onTimer();
             seen << cpu.busy();
-            QVERIFY2(cpu.user() <= 100 && cpu.system() <= 100, "a share over 100 %");
+            for (int share : shares(cpu))
+                QVERIFY2(share >= 0 && share <= 100, qPrintable(QString::number(share)));
         }
         QCOMPARE(seen, busy);
     }

@@ -388,6 +388,35 @@ private slots:
         SC_HANDLE h;
         QCOMPARE(sc_Open(&h, "/dev/smartcard1"), -1);
     }
+
+    // The decoding reads only the answer's own bytes: what lies after it in
+    // the buffer (here FF) must never show up as an interface byte.
+    void decodeAtr_data()
+    {
+        QTest::addColumn<QByteArray>("atr");
+        QTest::addColumn<int>("result");
+        QTest::addColumn<QList<int>>("decoded"); // ta1 guardTime waitingInt protocols historicalLength
+        using L = QList<int>;
+        QTest::newRow("TA1 and TC1") << QByteArray::fromHex("3b51130241") << 0 << L{0x13, 2, 10, 1, 1};
+        QTest::newRow("TB1 TC1 announced, one there") << QByteArray::fromHex("286060") << 0 << L{-1, 0, 10, 1, 0};
+        QTest::newRow("TD1 announced, missing") << QByteArray::fromHex("3b80") << 0 << L{-1, 0, 10, 1, 0};
+        QTest::newRow("TC2 announced, missing") << QByteArray::fromHex("3b8040") << 0 << L{-1, 0, 10, 1, 0};
+        QTest::newRow("more historical bytes than there") << QByteArray::fromHex("3b0f4142") << 0
+                                                          << L{-1, 0, 10, 1, 2};
+        QTest::newRow("one byte") << QByteArray::fromHex("3b") << int(SC_ERR_UNSUPPORTED) << L{};
+    }
+    void decodeAtr()
+    {
+        QFETCH(QByteArray, atr);
+        QFETCH(int, result);
+        QFETCH(QList<int>, decoded);
+        SC_HANDLE h{};
+        const QByteArray buffer = atr + QByteArray(SC_MAX_ATR, '\xff');
+        QCOMPARE(sc_DecodeATR(&h, reinterpret_cast<const unsigned char *>(buffer.constData()), atr.size()), result);
+        if (!decoded.isEmpty())
+            QCOMPARE((QList<int>{h.ta1, h.para.guardTime, h.para.waitingInt, h.protocols, h.historicalLength}),
+                     decoded);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestScLib)

@@ -187,6 +187,11 @@ private slots:
                      "auto usb0\niface usb0 inet static\n address 10.1.1.1\n\n"
             << QStringList{"lo", "ppp0", "usb0"} << QStringList{"lo 1   ", "ppp0 2   ", "usb0 3 10.1.1.1  "};
         QTest::newRow("empty") << QByteArray() << header << QStringList{"lo"} << QStringList();
+        // The loopback stanza is written as lo: never a second stanza of a
+        // name, which would read back as the first.
+        QTest::newRow("loopback onto an lo of another method")
+            << QByteArray("auto lo\niface lo inet manual\nauto lo0\niface lo0 inet loopback\n")
+            << header + "auto lo\niface lo inet dhcp\n\n" << QStringList{"lo"} << QStringList{"lo 2   "};
     }
     void saveInterfaces()
     {
@@ -219,6 +224,49 @@ private slots:
         QCOMPARE(listed, autoInterfaces);
     }
 
+    // What was read comes back on save, byte for byte, whatever the name
+    // holds and whether or not a value parses; a second round changes nothing.
+    void roundTrip_data()
+    {
+        QTest::addColumn<QByteArray>("stanza"); // as the file holds it, and as it is written back
+        QTest::addColumn<QString>("reread"); // name method address netmask, as read back
+        QTest::newRow("pattern characters in the name")
+            << QByteArray("auto br|0(x*\niface br|0(x* inet static\n address 10.0.0.9\n netmask 255.0.0.0\n\n")
+            << "br|0(x* 3 10.0.0.9 255.0.0.0";
+        QTest::newRow("name starting with a bracket")
+            << QByteArray("auto (a\niface (a inet static\n address 10.0.0.7\n\n") << "(a 3 10.0.0.7 ";
+        QTest::newRow("address that does not parse")
+            << QByteArray("auto usb0\niface usb0 inet static\n address 300.1.1.1\n netmask 255.255.255.0\n"
+                          " gateway 10.0.0.999\n\n")
+            << "usb0 3 300.1.1.1 255.255.255.0";
+        QTest::newRow("Latin-1 byte in the name")
+            << QByteArray("auto usb\xe9\niface usb\xe9 inet dhcp\n\n") << QString::fromLatin1("usb\xe9 2  ");
+    }
+    void roundTrip()
+    {
+        QFETCH(QByteArray, stanza);
+        QFETCH(QString, reread);
+        const QByteArray header = "#\n# Network configuration file.\n"
+                                  "# Created by Bellwind software (Tallix Desk & Desk10 test.).\n\n";
+        // Under a UTF-8 locale, as on a desktop.
+        QTextCodec *const locale = QTextCodec::codecForLocale();
+        QTextCodec::setCodecForLocale(QTextCodec::codecForName("UTF-8"));
+        const auto restore = qScopeGuard([locale] { QTextCodec::setCodecForLocale(locale); });
+        TestRoot root;
+        root.writeFile(InterfacesFile, header + stanza);
+        for (int round = 0; round < 2; ++round) {
+            MNetwork network;
+            network.enumerateInterfaces();
+            QCOMPARE(network.interfaces.size(), 1);
+            const MInterfaceSettings &s = network.interfaces.first();
+            QCOMPARE(QStringLiteral("%1 %2 %3 %4").arg(s.name).arg(s.method).arg(s.addressText, s.netmaskText), reread);
+            QVERIFY(network.saveInterfaces());
+            QFile file(root.hostPath(InterfacesFile));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            QCOMPARE(file.readAll(), header + stanza);
+        }
+    }
+
     void dns_data()
     {
         QTest::addColumn<QByteArray>("resolv"); // "-": no file
@@ -230,6 +278,10 @@ private slots:
                                                "nameserver 1.1.1.1 # fast\nnameserver fe80::1\noptions ndots:1\n")
                                  << QStringList{"192.168.1.1", "8.8.8.8", "1.1.1.1"} << true
                                  << QByteArray("nameserver 192.168.1.1\nnameserver 8.8.8.8\nnameserver 1.1.1.1\n");
+        // Never an empty "nameserver" line for a value that is no address.
+        QTest::newRow("server that does not parse")
+            << QByteArray("nameserver 300.1.1.1\nnameserver 10.0.0.1\n") << QStringList{"10.0.0.1"} << true
+            << QByteArray("nameserver 10.0.0.1\n");
     }
     void dns()
     {

@@ -129,6 +129,8 @@ private slots:
         QTest::newRow("staying above") << QList<int>{14, 15, 15, 60} << bad + good;
         QTest::newRow("staying at 14") << QList<int>{14, 14, 0} << bad;
         QTest::newRow("below zero leaves the gate") << QList<int>{-3} << QStringList();
+        // A percentage the operator sees: a damaged file's 250 reads as 100.
+        QTest::newRow("over 100 after 14") << QList<int>{14, 250} << bad + good;
     }
 
     void printGate()
@@ -142,7 +144,7 @@ private slots:
             QVERIFY(waitPasses(i + 1));
         }
         QCOMPARE(gateEvents(), gate);
-        QCOMPARE(ups->capacity, qMax(0, capacities.last()));
+        QCOMPARE(ups->capacity, qBound(0, capacities.last(), 100));
         QCOMPARE(ups->printAllowed, gate.isEmpty() || gate.last() == GoodPower);
     }
 
@@ -162,10 +164,14 @@ private slots:
         QTest::addColumn<int>("raw");
         QTest::addColumn<bool>("mains");
         QTest::addColumn<bool>("discharging");
-        QTest::newRow("full, on mains") << 500 << true << false;
-        QTest::newRow("half, on battery") << 209 << false << true;
-        QTest::newRow("empty, discharging on mains") << 14 << true << true;
-        QTest::newRow("high byte only") << 0x300 << false << false;
+        QTest::addColumn<int>("capacity");
+        QTest::newRow("full, on mains") << 500 << true << false << 79;
+        QTest::newRow("half, on battery") << 209 << false << true << 40;
+        QTest::newRow("empty, discharging on mains") << 14 << true << true << 15;
+        // Past 8.4 V the scale would pass 100 %.
+        QTest::newRow("high byte only") << 0x300 << false << false << 100;
+        QTest::newRow("raw 900") << 900 << true << false << 100;
+        QTest::newRow("raw 0") << 0 << true << false << 13;
     }
 
     // Without the battery file the charger's record is read and scaled.
@@ -174,6 +180,7 @@ private slots:
         QFETCH(int, raw);
         QFETCH(bool, mains);
         QFETCH(bool, discharging);
+        QFETCH(int, capacity);
         power->setSupplies(SimPowerSupply::Ac);
         power->setMains(!mains); // must not be looked at
         charger->setRawVoltage(quint16(raw));
@@ -187,10 +194,10 @@ private slots:
         const float y = float(x * 100.0f) - 450.0f;
         const double volts = 6.11 + double(y) * 0.01111;
         QCOMPARE(ups->voltage, volts);
-        QCOMPARE(ups->capacity, int(volts / 0.084));
+        QCOMPARE(ups->capacity, capacity);
         QCOMPARE(ups->acOnline, mains);
         QCOMPARE(ups->status, QString(discharging ? "Discharging" : "Charging"));
-        QVERIFY(events.contains(QStringLiteral("value:%1").arg(int(volts / 0.084))));
+        QVERIFY(events.contains(QStringLiteral("value:%1").arg(capacity)));
     }
 
     void badCheckKeepsValues()

@@ -155,6 +155,8 @@ private slots:
                                             << "change:Battery" << "USBSignal: Change USB device state (Battery).";
         QTest::newRow("header without a slash") << QByteArray("add") << QByteArray("ppp1") << "add:add@ppp1"
                                                 << "USBSignal: Add USB device (add@ppp1).";
+        QTest::newRow("path ending in a slash") << QByteArray("remove") << QByteArray("/devices/virtual/net/ppp0//")
+                                                << "remove:ppp0" << "USBSignal: Remove USB device (ppp0).";
         QTest::newRow("bind ignored") << QByteArray("bind")
                                       << QByteArray("/devices/platform/ehci-platform/usb1/1-1/1-1.2") << QString()
                                       << QString();

@@ -108,17 +108,11 @@ private slots:
         QFETCH(QByteArray, sent);
         QFETCH(QByteArray, expected);
         QFETCH(QStringList, commands);
-        QTemporaryDir dir;
-        const QString tableFile = dir.filePath(QStringLiteral("modem.table"));
-        QFile f(tableFile);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write("# a modem\r\n> AT\r\n< OK\r\n\n>ATI0\n< TEST MODEM\n<OK\n> ATH\n");
-        f.close();
-
         SimTerminal sim;
         auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyUSB0"));
         QString error;
-        QVERIFY2(line->loadReplyTable(tableFile, &error), qPrintable(error));
+        QVERIFY2(line->setReplyTable("# a modem\r\n> AT\r\n< OK\r\n\n>ATI0\n< TEST MODEM\n<OK\n> ATH\n", &error),
+                 qPrintable(error));
         QCOMPARE(line->behaviour(), SimSerialLine::ReplyTable);
         QSerialPort port;
         QVERIFY2(openPort(port, QStringLiteral("/dev/ttyUSB0"), 115200), qPrintable(port.errorString()));

@@ -48,10 +48,12 @@ private slots:
     {
         QTest::addColumn<QByteArray>("header");
         QTest::addColumn<QByteArray>("answer");
-        QTest::newRow("out, right Le") << QByteArray::fromHex("80ca000003") << QByteArray::fromHex("ca6b6b789000");
-        QTest::newRow("in, right Lc") << QByteArray::fromHex("80da000002") << QByteArray::fromHex("da");
-        QTest::newRow("unknown INS") << QByteArray::fromHex("80cc000000") << QByteArray::fromHex("6d00");
-        QTest::newRow("unknown CLA") << QByteArray::fromHex("00ca000003") << QByteArray::fromHex("6e00");
+        QTest::newRow("out, right Le") << QByteArray::fromHex("c0f0000010")
+                                       << QByteArray::fromHex("f0000000000000000000000000000123459000");
+        QTest::newRow("in, right Lc") << QByteArray::fromHex("c0f1000004") << QByteArray::fromHex("f1");
+        QTest::newRow("wrong Lc") << QByteArray::fromHex("c0f1000005") << QByteArray::fromHex("6700");
+        QTest::newRow("unknown INS") << QByteArray::fromHex("c0cc000000") << QByteArray::fromHex("6d00");
+        QTest::newRow("unknown CLA") << QByteArray::fromHex("80ca000003") << QByteArray::fromHex("6e00");
     }
     void answersFromTable()
     {
@@ -59,18 +61,6 @@ private slots:
         QFETCH(QByteArray, answer);
         SimTerminal sim;
         auto *card = sim.add<SimSmartCard>();
-        SimSmartCard::Command get;
-        get.cla = 0x80;
-        get.ins = 0xCA;
-        get.direction = SimSmartCard::Out;
-        get.length = 3;
-        get.reply = "kkx";
-        SimSmartCard::Command put = get;
-        put.ins = 0xDA;
-        put.direction = SimSmartCard::In;
-        put.length = 2;
-        put.sw = 0x6283;
-        card->setCommandTable({get, put});
 
         const int fd = openSlot();
         QVERIFY(fd >= 0);
@@ -78,10 +68,10 @@ private slots:
         QCOMPARE(drain(fd), SimSmartCard::directAtr());
         QVERIFY(send(fd, header));
         QCOMPARE(drain(fd).toHex(), answer.toHex());
-        if (answer == QByteArray::fromHex("da")) {
-            QVERIFY(send(fd, "\x01\x02"));
-            QCOMPARE(drain(fd).toHex(), QByteArray("6283"));
-            QCOMPARE(card->exchanges().last().data, QByteArray("\x01\x02"));
+        if (answer == QByteArray::fromHex("f1")) {
+            QVERIFY(send(fd, "\x01\x02\x03\x04"));
+            QCOMPARE(drain(fd).toHex(), QByteArray("9000"));
+            QCOMPARE(card->exchanges().last().data, QByteArray("\x01\x02\x03\x04"));
         }
         close(fd);
     }

@@ -1,8 +1,13 @@
 #include "programrun.h"
 
 #include <QDeadlineTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
 
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 
 namespace ProgramRun {
 
@@ -39,10 +44,48 @@ bool terminateOnceStarted(QProcess &p, QString &debug, int timeoutMs)
             return false;
         p.waitForReadyRead(int(qMin<qint64>(200, qMax<qint64>(1, deadline.remainingTime()))));
     }
-    ::kill(pid_t(p.processId()), SIGTERM);
+    if (!sendSignal(p, SIGTERM))
+        return false;
     const bool ended = p.waitForFinished(int(qMax<qint64>(1, deadline.remainingTime())));
     debug += QString::fromLocal8Bit(p.readAllStandardError());
     return ended;
+}
+
+bool startable(const QString &program, QString &why)
+{
+    // A copy in a folder of its own (it makes its Log/ there), against an
+    // empty system root and without a display, ended as soon as it runs.
+    QTemporaryDir folder, root;
+    const QString copy = folder.filePath(QFileInfo(program).fileName());
+    if (!QFile::copy(program, copy))
+        return true; // the test itself reports the missing program
+    QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+    env.insert(QStringLiteral("KX4_ROOT"), root.path());
+    p.setProcessEnvironment(env);
+    p.start(copy, QStringList());
+    if (p.waitForStarted(30000)) {
+        p.kill();
+        p.waitForFinished(30000);
+        return true;
+    }
+    // Only a format the kernel does not run counts; any other failure is
+    // the test's to report.
+    if (p.error() != QProcess::FailedToStart || !p.errorString().contains(QString::fromLocal8Bit(std::strerror(ENOEXEC))))
+        return true;
+    why = QStringLiteral("%1 cannot be started here (%2): a test run under user-mode emulation cannot start "
+                         "the other programs of its build")
+              .arg(QFileInfo(program).fileName(), p.errorString());
+    return false;
+}
+
+bool sendSignal(QProcess &p, int signal)
+{
+    const qint64 pid = p.processId();
+    if (p.state() == QProcess::NotRunning || pid <= 0)
+        return false;
+    return ::kill(pid_t(pid), signal) == 0;
 }
 
 } // namespace ProgramRun

@@ -19,4 +19,15 @@ bool waitForDebugLine(QProcess &p, QString &debug, const QString &line, int time
 // never came or the program did not end within `timeoutMs`.
 bool terminateOnceStarted(QProcess &p, QString &debug, int timeoutMs = 60000);
 
+// Sends `signal` to the child alone. False, and nothing sent, when the child
+// is not running: its process id is then 0, and kill(0, ...) would reach the
+// whole process group, the test runner included.
+bool sendSignal(QProcess &p, int signal);
+
+// False, with the reason in `why`, when the kernel refuses to run `program`
+// at all (Exec format error: a test built for another architecture, run
+// under user-mode emulation without binfmt_misc, cannot start the other
+// programs of its build). It starts a copy and ends it at once with SIGKILL.
+bool startable(const QString &program, QString &why);
+
 }

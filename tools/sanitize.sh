@@ -1,0 +1,36 @@
+#!/bin/sh
+# The test suite under sanitizers, in a build folder of its own.
+#
+#     sh tools/sanitize.sh                    ASan + UBSan, every test (build-asan/)
+#     sh tools/sanitize.sh -R 'usbsignal|log' ASan + UBSan, the tests ctest selects
+#     sh tools/sanitize.sh --thread           TSan over the threaded tests (build-tsan/)
+#
+# Any report fails its test: the programs stop at the first error
+# (-fno-sanitize-recover), leaks are checked at exit, and the only leak
+# suppressions (compiled in, tools/sanitize/lsan_suppressions.cpp) are for
+# Qt's platform plugins. Arguments after the mode go to ctest.
+set -eu
+cd "$(dirname "$0")/.."
+mode=address,undefined
+dir=build-asan
+if [ "${1:-}" = "--thread" ]; then
+    shift
+    mode=thread
+    dir=build-tsan
+fi
+sh tools/install-deps.sh
+launcher=""
+command -v ccache >/dev/null 2>&1 && launcher="-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache"
+# shellcheck disable=SC2086
+cmake -S . -B "$dir" -G Ninja -DKX4_SANITIZE=$mode -DKX4_BUILD_BENCH=OFF $launcher >/dev/null
+cmake --build "$dir"
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:detect_stack_use_after_return=1}"
+export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
+if [ "$mode" = thread ]; then
+    export TSAN_OPTIONS="${TSAN_OPTIONS:-halt_on_error=0:second_deadlock_stack=1:suppressions=$(pwd)/tools/sanitize/tsan.supp}"
+    # The threaded tests: workers, the log system, power, hot-plug and the
+    # simulated terminal's service loop.
+    [ "$#" -gt 0 ] || set -- -R 'thread|logsystem|power|usbsignal|disktest|ups|simhotplug|simterminal|mmodem'
+fi
+echo "sanitize ($mode): ctest $*"
+ctest --test-dir "$dir" --output-on-failure -j2 "$@"
