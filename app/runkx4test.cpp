@@ -11,7 +11,6 @@
 #include "processflags.h"
 #include "runtestquestionform.h"
 #include "startup.h"
-#include "standinwindow.h"
 #include "waitform.h"
 
 #include <QApplication>

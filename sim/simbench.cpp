@@ -26,3 +26,11 @@ bool SimBench::removeHost(SimTerminal &sim, const QString &address)
 {
     return validAddress(address) && sim.removeFile(QString::fromLatin1(BenchFolder) + address);
 }
+
+SimBench::Answer SimBench::answer(const SimTerminal &sim, const QString &address)
+{
+    if (!validAddress(address))
+        return Unreachable;
+    const QByteArray word = sim.readFile(QString::fromLatin1(BenchFolder) + address).trimmed();
+    return word == "reply" ? Reply : word == "silent" ? Silent : Unreachable;
+}

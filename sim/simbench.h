@@ -31,4 +31,6 @@ public:
     static bool setHost(SimTerminal &sim, const QString &address, Answer answer);
     // The host is no longer on the bench (unreachable).
     static bool removeHost(SimTerminal &sim, const QString &address);
+    // How `address` answers now.
+    static Answer answer(const SimTerminal &sim, const QString &address);
 };

@@ -5,6 +5,7 @@
 #include "simcontrol.h"
 
 #include "simbacklight.h"
+#include "simbench.h"
 #include "simbuzzer.h"
 #include "simcustomerdisplay.h"
 #include "simibutton.h"
@@ -29,10 +30,6 @@ using Arg = SimControl::Argument;
 using Answer = SimControl::Answer;
 using Context = SimControl::Context;
 
-// The bench's host that the burn-in pings; its stand-in reads how it answers
-// from a file in the root, one word: reply, silent or unreachable.
-const char *const BenchHost = "192.168.0.1";
-const char *const BenchFolder = "/var/lib/kx4sim/bench/";
 const char *const RollPicture = "/run/kx4-sim/printer-roll.png";
 // How long the power key is held.
 const int ShortPressMs = 100;
@@ -236,6 +233,8 @@ Answer usbPlug(Context &c, const QStringList &a)
         k = SimHotplug::UsbKind::Keyboard;
     else if (kind == QLatin1String("serial"))
         k = SimHotplug::UsbKind::SerialConverter;
+    else if (kind == QLatin1String("mouse"))
+        k = SimHotplug::UsbKind::Mouse;
     if (!c.terminal->plugUsb(port, k))
         return fail(c.terminal->hotplug()->lastError());
     c.usb.insert(port, kind);
@@ -410,20 +409,28 @@ Answer wifiClear(Context &c, const QStringList &)
     return ok(QStringLiteral("no access point in range"));
 }
 
+// The bench's host that the burn-in pings (SimBench: its stand-in answers as
+// the bench says).
 QString pingState(Context &c)
 {
-    const QByteArray word = c.terminal->readFile(QLatin1String(BenchFolder) + QLatin1String(BenchHost)).trimmed();
-    return word == "reply"    ? QStringLiteral("answering")
-           : word == "silent" ? QStringLiteral("silent")
-                              : QStringLiteral("unreachable");
+    switch (SimBench::answer(*c.terminal, QLatin1String(SimBench::Host))) {
+    case SimBench::Reply:
+        return QStringLiteral("answering");
+    case SimBench::Silent:
+        return QStringLiteral("silent");
+    default:
+        return QStringLiteral("unreachable");
+    }
 }
 
 Answer ping(Context &c, const QStringList &a)
 {
-    const QByteArray word = a[0] == QLatin1String("answering") ? "reply" : a[0].toLatin1();
-    if (!c.terminal->writeFile(QLatin1String(BenchFolder) + QLatin1String(BenchHost), word + '\n'))
+    const SimBench::Answer answer = a[0] == QLatin1String("answering") ? SimBench::Reply
+                                    : a[0] == QLatin1String("silent")  ? SimBench::Silent
+                                                                       : SimBench::Unreachable;
+    if (!SimBench::setHost(*c.terminal, QLatin1String(SimBench::Host), answer))
         return fail(QStringLiteral("the bench's state cannot be written"));
-    return ok(QStringLiteral("the bench's host %1 is %2").arg(QLatin1String(BenchHost), a[0]));
+    return ok(QStringLiteral("the bench's host %1 is %2").arg(QLatin1String(SimBench::Host), a[0]));
 }
 
 Answer netif(Context &c, const QStringList &a, bool add)
@@ -672,10 +679,10 @@ QList<SimControl::Command> makeTable()
         {storage,
          QStringLiteral("usb plug"),
          {number(QStringLiteral("PORT"), 1, 4, QStringLiteral("1")),
-          choice(QStringLiteral("KIND"), {QStringLiteral("stick"), QStringLiteral("keyboard"), QStringLiteral("serial"),
-                                          QStringLiteral("modem")})},
+          choice(QStringLiteral("KIND"), {QStringLiteral("stick"), QStringLiteral("keyboard"), QStringLiteral("mouse"),
+                                          QStringLiteral("serial"), QStringLiteral("modem")})},
          QStringLiteral("Plugs a device into one of the terminal's four USB sockets: a blank stick, a keyboard, a "
-                        "serial converter with a loopback plug, or a 3G modem."),
+                        "mouse, a serial converter with a loopback plug, or a 3G modem."),
          false,
          bind(usbPlug)},
         {storage,

@@ -47,6 +47,13 @@ QByteArray upperHex(int n, int width)
     return QByteArray::number(n, 16).toUpper().rightJustified(width, '0');
 }
 
+// How an error names a hub: the first one, the terminal's sockets, goes
+// without saying.
+QString hubName(int hub)
+{
+    return hub == 1 ? QString() : QStringLiteral(" of hub %1").arg(hub);
+}
+
 UsbIdentity identityOf(SimHotplug::UsbKind kind)
 {
     switch (kind) {
@@ -267,7 +274,7 @@ bool SimHotplug::plugUsb(int hub, int port, UsbKind kind, const SimMedium &mediu
     if (port < FirstHubPort || port > LastHubPort)
         return fail(QStringLiteral("the hub has no port %1").arg(port));
     if (m_usb.contains(usbKey(hub, port)))
-        return fail(QStringLiteral("port %1 of hub %2 is taken").arg(port).arg(hub));
+        return fail(QStringLiteral("port %1%2 is taken").arg(port).arg(hubName(hub)));
 
     const int busNumber = hub;
     const UsbBus &bus = UsbBuses[hub - 1];
@@ -496,7 +503,7 @@ bool SimHotplug::unplugUsb(int hub, int port)
 {
     QMutexLocker lock(&m_mutex);
     if (!m_usb.contains(usbKey(hub, port)))
-        return fail(QStringLiteral("nothing is plugged into port %1 of hub %2").arg(port).arg(hub));
+        return fail(QStringLiteral("nothing is plugged into port %1%2").arg(port).arg(hubName(hub)));
     const Attachment a = m_usb.take(usbKey(hub, port));
     detach(a);
     return true;

@@ -7,9 +7,9 @@
 #   sh tools/make-readme-screenshot.sh [build-folder] [output.png] [question|monitor]
 #
 # question (the default): the run-mode question, one second into its
-# countdown. monitor: the burn-in monitor, with the countdown cut short, a
-# card put into the SD slot and the simulated bench answering ping, a few
-# seconds after it opened.
+# countdown. monitor: the burn-in monitor once the burn-in scenario
+# (sim/scenarios/burn-in.txt) has chosen it and proved every device, its
+# serial loopback tests included.
 set -eu
 here=$(cd "$(dirname "$0")/.." && pwd)
 build=${1:-$here/build}
@@ -23,25 +23,22 @@ work=$(mktemp -d)
 trap 'kill "$pid" 2>/dev/null || true; rm -rf "$work"' EXIT
 cp "$build/kx4test-sim/kx4test-sim" "$work/"
 mkdir -p "$(dirname "$out")"
-countdown=
-[ "$what" = monitor ] && countdown=200
-env -u DISPLAY -u WAYLAND_DISPLAY QT_QPA_PLATFORM=offscreen ${countdown:+KX4_TEST_COUNTDOWN_MS=$countdown} \
-    "$work/kx4test-sim" -platform vnc:size=800x600 >"$work/out" 2>"$work/err" &
+scenario=
+[ "$what" = monitor ] && scenario=$here/sim/scenarios/burn-in.txt
+env -u DISPLAY -u WAYLAND_DISPLAY QT_QPA_PLATFORM=offscreen \
+    "$work/kx4test-sim" ${scenario:+--scenario "$scenario"} -platform vnc:size=800x600 >"$work/out" 2>"$work/err" &
 pid=$!
 ready='^Show QWidget'
-[ "$what" = monitor ] && ready='Auto test starting'
+[ "$what" = monitor ] && ready='scenario done'
 i=0
 until grep -q "$ready" "$work/err" && grep -q 'localhost:' "$work/out"; do
     i=$((i + 1))
-    [ "$i" -lt 600 ] || { echo "kx4test-sim did not show the $what" >&2; cat "$work/err" >&2; exit 1; }
+    [ "$i" -lt 1200 ] || { echo "kx4test-sim did not show the $what" >&2; cat "$work/err" >&2; exit 1; }
     sleep 0.1
 done
 port=$(sed -n 's/.*localhost:\([0-9]*\).*/\1/p' "$work/out" | head -1)
 if [ "$what" = monitor ]; then
-    # The simulated terminal's root, from the environment the log lists.
-    root=$(sed -n 's/.*\tKX4_ROOT=//p' "$work/Log/kx4test-sim.log" | head -1)
-    echo "insert-card 0" >"$root/run/kx4-sim/requests"
-    sleep 5 # the disk test, some pings, the clock ticking
+    sleep 12 # the serial loopback tests the scenario started last
 else
     sleep 1 # a second of the countdown, and the first paint
 fi

@@ -71,7 +71,7 @@ private slots:
         const QString root = boot.filter(QRegularExpression(QStringLiteral("^\tKX4_ROOT=."))).value(0).section('=', 1);
         QFile requests(root + QStringLiteral("/run/kx4-sim/requests"));
         QVERIFY(requests.open(QIODevice::WriteOnly | QIODevice::Append));
-        QVERIFY(requests.write("insert-card 0\n") > 0);
+        QVERIFY(requests.write("sd in 0\n") > 0);
         requests.close();
         QTRY_VERIFY_WITH_TIMEOUT(logTexts(logFile).contains("AutoTestForm: DiskTest: Ok."), 30000);
         // The monitor's disk test is the only one: two would fight over /sdcard.

@@ -131,6 +131,9 @@ void TestSimControl::commandsActOnTheTerminal_data()
                                 << Check([line](SimTerminal &s) {
                                        return line(s, "/dev/ttyUSB0") == SimSerialLine::Loopback;
                                    });
+    QTest::newRow("usb mouse") << QByteArray("usb plug 2 mouse")
+                               << "ok mouse in USB port 2 (/dev/input/mouse0 /dev/input/event3)"
+                               << Check([](SimTerminal &s) { return s.exists("/dev/input/mouse0"); });
     QTest::newRow("loopback") << QByteArray("loopback ttyS2 good") << "ok loopback plug on ttyS2 (good)"
                               << Check([line](SimTerminal &s) {
                                      return line(s, "/dev/ttyS2") == SimSerialLine::Loopback;
@@ -255,7 +258,7 @@ void TestSimControl::wrongLinesChangeNothing_data()
     QTest::newRow("port 0x1") << QByteArray("usb plug 0x1 stick")
                               << "usb plug: PORT must be a number from 1 to 4, not 0x1";
     QTest::newRow("kind") << QByteArray("usb plug 1 printer")
-                          << "usb plug: KIND must be one of stick, keyboard, serial, modem, not printer";
+                          << "usb plug: KIND must be one of stick, keyboard, mouse, serial, modem, not printer";
     QTest::newRow("battery 101") << QByteArray("battery 101")
                                  << "battery: PERCENT must be a number from 0 to 100, not 101";
     QTest::newRow("too many") << QByteArray("mains off now") << "mains: too many arguments (mains off|on)";
