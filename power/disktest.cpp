@@ -101,16 +101,14 @@ void DiskTest::message(const QString &text)
 void DiskTest::work()
 {
     RunGuard guard(this);
-    // The device named is tested when it is there, else the stick's usual
-    // node. In the SD-only mode there is no falling back: the run after a card
-    // was pulled must find it gone, not pass on a stick that is still in.
+    // The device named is the one tested, present or not: the run after a
+    // removal must find it gone, not fall back to a stick that is still in.
+    // Only a run without a name falls back, and never in the SD-only mode.
     QString file;
-    if (!device.isEmpty() && QFile::exists(MSystemRoot::path(QStringLiteral("/dev/") + device)))
+    if (!device.isEmpty())
         file = QStringLiteral("/dev/") + device;
     else if (!onlySDCard)
         file = FallbackDevice;
-    else if (!device.isEmpty())
-        file = QStringLiteral("/dev/") + device;
     message(tr("DiskTest: dev = %1").arg(file));
     if (file.isEmpty() || !QFile::exists(MSystemRoot::path(file))) {
         message(tr("DiskTest: device not present."));
