@@ -67,6 +67,11 @@ bool SimNetwork::addLoopback(SimTerminal &sim)
     return sim.writeFile(netFile(QStringLiteral("lo")), "encap=loopback\ninet=127.0.0.1\nmask=255.0.0.0\nup=1\n");
 }
 
+bool SimNetwork::removeInterface(SimTerminal &sim, const QString &name)
+{
+    return validName(name) && sim.removeFile(netFile(name));
+}
+
 bool SimNetwork::setUp(SimTerminal &sim, const QString &name, bool up)
 {
     if (!validName(name) || !sim.exists(netFile(name)))

@@ -36,6 +36,7 @@ public:
     // An interface ifconfig shows (replaces one of the same name).
     static bool addInterface(SimTerminal &sim, const Interface &interface);
     static bool addLoopback(SimTerminal &sim);
+    static bool removeInterface(SimTerminal &sim, const QString &name);
     // The interface's link up (cable in) or down; false when there is no
     // such interface.
     static bool setUp(SimTerminal &sim, const QString &name, bool up);

@@ -83,9 +83,9 @@ void TestHardwareInfoForm::scan_data()
                            "rfid true", "tb true", "sc true"};
     };
     QTest::newRow("the A9 board as it comes") << Setup() << false << A9("false", "true", "false") << QStringList();
-    QTest::newRow("network interfaces down") << Setup([](SimTerminal &sim) {
-        QVERIFY(SimNetwork::setUp(sim, QStringLiteral("eth0"), false));
-        QVERIFY(SimNetwork::setUp(sim, QStringLiteral("wlan0"), false));
+    QTest::newRow("no network interfaces") << Setup([](SimTerminal &sim) {
+        QVERIFY(SimNetwork::removeInterface(sim, QStringLiteral("eth0")));
+        QVERIFY(SimNetwork::removeInterface(sim, QStringLiteral("wlan0")));
     }) << false << QStringList{"net false", "wlan false", "card false", "modem true", "usb modem false", "rfid true",
                                "tb true", "sc true"}
                                            << QStringList();
