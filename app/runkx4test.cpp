@@ -1,7 +1,9 @@
 #include "runkx4test.h"
 
 #include "adform.h"
+#include "autotestform.h"
 #include "hardwareinfoform.h"
+#include "kx4testmainwindow.h"
 #include "marvofunction.h"
 #include "mfilesworks.h"
 #include "mlogsystem.h"
@@ -9,7 +11,6 @@
 #include "processflags.h"
 #include "runtestquestionform.h"
 #include "startup.h"
-#include "standinwindow.h"
 #include "waitform.h"
 
 #include <QApplication>
@@ -140,12 +141,11 @@ int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
     std::unique_ptr<QWidget> window;
     if (seen && !quitRequested) {
         if (result == 1) {
-            window = std::make_unique<StandInWindow>(QStringLiteral("automatic test form"));
+            window = std::make_unique<AutoTestForm>();
             qDebug() << "Auto test starting...";
         } else {
-            auto manual = std::make_unique<StandInWindow>(QStringLiteral("manual test window"));
+            auto manual = std::make_unique<KX4TestMainWindow>(settings.fileName());
             qDebug() << "Manual test starting...";
-            manual->setSettingsFileName(settings.fileName());
             window = std::move(manual);
         }
     }

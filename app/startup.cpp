@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QDebug>
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QImageReader>
@@ -104,6 +105,12 @@ bool openLogFile(const QSettings &settings)
     logSystem->rotateLog(file, true, 30);
     logSystem->setMinimumLevel(0);
     logSystem->setLogFileName(file);
+    // The log system cannot report its own failure to write: say it here,
+    // once, rather than lose every line without a word.
+    QFile probe(file);
+    if (!probe.open(QIODevice::WriteOnly | QIODevice::Append))
+        qWarning().noquote() << QStringLiteral("The log file %1 cannot be written (%2): the log goes nowhere.")
+                                    .arg(file, probe.errorString());
     log(QStringLiteral("main: Log enabled."), 2);
     return true;
 }

@@ -9,6 +9,12 @@
 //
 // Keep the constants logical ("/dev/magcard0") and resolve at the point of use,
 // so a root chosen after start-up (a test fixture) still takes effect.
+//
+// Programs the terminal finds on its PATH (ping, ntpclient, hwclock) are
+// looked up with program(): on the terminal the name comes back as it is and
+// the usual PATH search finds it; with a root, only the root's own folders of
+// PATH are searched, so a program the root does not hold is never taken from
+// this machine.
 #pragma once
 
 #include <QByteArray>
@@ -29,4 +35,11 @@ public:
     // The same, as the bytes handed to the C library (Latin-1, as the drivers'
     // node names are plain ASCII).
     static QByteArray nativePath(const QString &absolutePath);
+
+    // The program `name` as the system finds it: `name` itself without a
+    // root; with a root the first executable <root><folder>/<name> for the
+    // absolute folders of PATH (/usr/local/bin, /usr/bin and /bin when PATH
+    // is unset), else <root>/bin/<name>, which does not exist and so fails to
+    // start.
+    static QString program(const QString &name);
 };

@@ -43,6 +43,11 @@ void COMThread::setCOM(QString port)
     portName = port;
 }
 
+QString COMThread::portShortName() const
+{
+    return portName.section(QLatin1Char('/'), -1);
+}
+
 QByteArray COMThread::pattern(int index)
 {
     QByteArray bytes(PatternSize, '\0');
@@ -87,8 +92,8 @@ void COMThread::run()
         if (port.isOpen())
             port.close();
         message(tr("COMThread: COM port %1 test is %2.")
-                    .arg(portName, testOk ? QStringLiteral("OK") : QStringLiteral("ERROR")));
-        emit COMTestComplete(portName, testOk);
+                    .arg(portShortName(), testOk ? QStringLiteral("OK") : QStringLiteral("ERROR")));
+        emit COMTestComplete(portShortName(), testOk);
     }
     message(tr("COMThread <run> finished."));
 }
@@ -103,7 +108,7 @@ COMThread::Outcome COMThread::testRate(QSerialPort &port, int baud)
     port.setFlowControl(QSerialPort::NoFlowControl);
     port.setBaudRate(baud, QSerialPort::AllDirections);
     if (!port.open(QIODevice::ReadWrite)) {
-        emit COMTestComplete(portName, false);
+        emit COMTestComplete(portShortName(), false);
         pause(OpenFailedPauseMs);
         return Failed;
     }
@@ -117,7 +122,7 @@ COMThread::Outcome COMThread::testRate(QSerialPort &port, int baud)
             return Stopped;
         if (!echoed)
             return Failed;
-        emit COMTestComplete(portName, true);
+        emit COMTestComplete(portShortName(), true);
         if (!running())
             return Stopped;
     }

@@ -7,8 +7,9 @@
 // COMTestComplete(port, true), so a window can show progress; the first short
 // or wrong echo fails the whole port. The run ends with
 // "COMThread: COM port <port> test is OK." (or "ERROR.") and a last
-// COMTestComplete. A port that does not exist is reported as a bad port
-// number, with no result signal at all.
+// COMTestComplete. Both carry the port's name, "ttyS1" for "/dev/ttyS1": the
+// windows tell their ports apart by it. A port that does not exist is
+// reported as a bad port number (with its path), with no result signal at all.
 //
 //     auto *com = new COMThread(window);
 //     com->setCOM("/dev/ttyS1");
@@ -31,6 +32,8 @@ public:
 
     // The port's device path ("/dev/ttyS1"); set before start().
     void setCOM(QString port);
+    // The port's name as the results carry it: "ttyS1".
+    QString portShortName() const;
 
     // The speeds in the order they are tried, and the patterns sent at each.
     static const int BaudRates[6];

@@ -14,6 +14,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <poll.h>
 #include <unistd.h>
 
 // The images live in a static library: without this call the linker would
@@ -47,6 +48,15 @@ int maxline1 = -8000;
 // What the images are printed for: any address will do, the symbol itself
 // is not printed in the cycle, only made.
 const char QrText[] = "https://bellwind.example/kx4test";
+
+// The printer answers its status request at once; one that has not after
+// this long is not going to.
+const int StatusReplyMs = 1000;
+// Between two looks at the lines still to print, after a stop.
+const int DrainPollMs = 200;
+// Lines that have not moved for this long are not going to print (the head
+// stalled): the worker lets them go and closes.
+const int DrainStallMs = 3000;
 }
 
 PrintThread::PrintThread(QObject *parent) : DeviceThread(parent)
@@ -65,6 +75,9 @@ void PrintThread::wakeUp()
     {
         // Taken so that the wake cannot fall between two looks at the stop.
         QMutexLocker lock(&mutex);
+        // Woken, the worker no longer sleeps between cycles: whoever waits
+        // for the cycle to end sees it start first.
+        waiting = false;
         wakeCondition.wakeOne();
     }
     message(tr("PRN: Printer WakeUp."));
@@ -182,8 +195,11 @@ int PrintThread::intWritePRNDeviceData(QByteArray data)
         return -1;
     qDebug() << "State 1. str size =" << data.size() << "val share =" << share << "unprn lines =" << lines
              << "str =" << data;
-    // A job goes to the driver only with 1000 bytes to spare beyond it.
+    // A job goes to the driver only with 1000 bytes to spare beyond it. A
+    // stop gives the job up: the printer may never make room (paper out).
     while (data.size() + 999 >= share) {
+        if (!running())
+            return -1;
         MWait::instance()->sleep(200);
         share = freeBufferSpace(&ok);
         if (!ok || MKernel::ioctl(fd, MARVO_IOCTL_PRN_UNPRINTED_LINES, &lines) < 0)
@@ -196,11 +212,20 @@ int PrintThread::intWritePRNDeviceData(QByteArray data)
 
 QByteArray PrintThread::intReadPRNDevice()
 {
+    return readReply(nullptr);
+}
+
+QByteArray PrintThread::readReply(bool *answered)
+{
     char buffer[6];
     std::memset(buffer, 0, sizeof buffer);
-    if (::read(fd, buffer, 5) < 0) {
-        // Nothing read: the zeroed buffer reads as status 0.
-    }
+    // A printer that never answers must not hold the worker: the reply is
+    // waited for a bounded time (a stop included: the closing steps ask too).
+    pollfd reply = {fd, POLLIN, 0};
+    const bool got = ::poll(&reply, 1, StatusReplyMs) > 0 && ::read(fd, buffer, 5) > 0;
+    // Nothing read: the zeroed buffer reads as status 0.
+    if (answered)
+        *answered = got;
     return QByteArray(buffer);
 }
 
@@ -297,10 +322,10 @@ QString PrintThread::statusLine(unsigned char status)
         .arg(uint(status), 2, 10, QLatin1Char('0'));
 }
 
-unsigned char PrintThread::requestStatus(QByteArray *raw)
+unsigned char PrintThread::requestStatus(QByteArray *raw, bool *answered)
 {
     intWritePRNDevice(SEQ(StatusRequestSeq));
-    *raw = intReadPRNDevice();
+    *raw = readReply(answered);
     return raw->isEmpty() ? 0 : static_cast<unsigned char>(raw->at(0));
 }
 
@@ -377,15 +402,29 @@ void PrintThread::run()
                 ++consistence;
             }
         }
-        // Let the printer finish what it holds before the descriptor goes.
-        while (getUnprinterLines() >= 1) {
-            MWait::instance()->sleep(200);
+        // Let the printer finish what it holds before the descriptor goes,
+        // as long as it can: lines that cannot print (paper out, no answer,
+        // a head that does not move) are left to it. The stall is counted in
+        // the polls' own waits.
+        int lines = getUnprinterLines();
+        int stalledMs = 0;
+        while (lines >= 1) {
+            MWait::instance()->sleep(DrainPollMs);
             bool ok = false;
             const int share = freeBufferSpace(&ok);
             message(tr("PRN: Printer buffer: %1. Unprinted lines: %2").arg(share).arg(getUnprinterLines()));
             QByteArray raw;
-            const unsigned char status = requestStatus(&raw);
+            bool answered = false;
+            const unsigned char status = requestStatus(&raw, &answered);
             qDebug().noquote() << "RAW data: " + QString::fromLatin1(raw.toHex()) << statusLine(status);
+            if (!answered || (status & PRN_STATUS_PAPER_OUT))
+                break;
+            const int left = getUnprinterLines();
+            if (left < lines)
+                stalledMs = 0;
+            else if ((stalledMs += DrainPollMs) >= DrainStallMs)
+                break;
+            lines = left;
         }
     }
     message(tr("PRN: Main loop end."));

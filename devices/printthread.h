@@ -10,6 +10,9 @@
 // waits for room in the driver's buffer, so the driver never overflows.
 // When stopped it lets the printer finish what it holds, closes it and
 // deletes itself. The window stops it with exitThread() followed by wakeUp().
+// A stop ends the worker whatever the printer does: lines that cannot print
+// (paper out, a printer that does not answer or a head that does not move)
+// are not waited for, and the device is closed.
 #pragma once
 
 #include "devicethread.h"
@@ -63,6 +66,8 @@ public:
 
 public slots:
     void exitThread() override;
+    // The contrast level of the next cycle (each later wake-up still adds one).
+    void setContrast(int level) { consistence.store(level); }
     void printFeed();
     void printRewind();
     void printStop();
@@ -75,8 +80,11 @@ private:
     // Asks for the status until the paper is in (true) or the stop (false).
     bool waitForPaper();
     int freeBufferSpace(bool *ok);
-    // The status byte of one DLE EOT 2 request, and its line.
-    unsigned char requestStatus(QByteArray *raw);
+    // The status byte of one DLE EOT 2 request (0 when no answer came), and
+    // its line.
+    unsigned char requestStatus(QByteArray *raw, bool *answered = nullptr);
+    // Up to 5 bytes of the printer's answer, waited for a bounded time.
+    QByteArray readReply(bool *answered);
     static QString statusLine(unsigned char status);
 
     std::atomic<bool> waiting{false};

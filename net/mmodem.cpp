@@ -66,6 +66,8 @@ int MModem::modemDial()
     const QString device = MSystemRoot::path(port);
     if (!QFile::exists(device))
         return -3;
+    // A daemon still on the line is asked to end and waited for: the new
+    // one could not be started beside it, and the port must be free anyway.
     modemHangup();
     // The daemon of an earlier dial must be gone before the next starts: a
     // process object still running would not start it at all.

@@ -146,10 +146,23 @@ QList<MAPProperty> MWiFi::parseScanResults(const QString &output)
     return result;
 }
 
-void MWiFi::runShell(const QString &command, bool withStatus)
+void MWiFi::runShell(const QString &command, bool withStatus, const QString &shown)
 {
-    qDebug().noquote() << command;
+    qDebug().noquote() << (shown.isEmpty() ? command : shown);
     MShell::run(withStatus ? command + QStringLiteral("; echo $?") : command);
+}
+
+QString MWiFi::connectionState()
+{
+    const QString out = runCommand(QStringLiteral("wpa_cli"), {QStringLiteral("-i"), currentInterface,
+                                                               QStringLiteral("-p"), QString::fromLatin1(ControlFolder),
+                                                               QStringLiteral("status")},
+                                   false);
+    for (const QString &line : out.split(QLatin1Char('\n'))) {
+        if (line.startsWith(QLatin1String("wpa_state=")))
+            return line.mid(10).trimmed();
+    }
+    return QString();
 }
 
 bool MWiFi::saveExistAP()
@@ -191,7 +204,10 @@ bool MWiFi::saveExistAP()
         runShell(
             QStringLiteral("wpa_cli -i %1 set_network %2 key_mgmt %3").arg(iface, id, MShell::quote(settings.keyMgmt)),
             true);
-        runShell(QStringLiteral("wpa_cli -i %1 set_network %2 psk %3").arg(iface, id, quoted(settings.psk)), true);
+        // The pass phrase lives only in the supplicant: the debug line (which
+        // reaches the log file) shows it masked.
+        const QString psk = QStringLiteral("wpa_cli -i %1 set_network %2 psk %3");
+        runShell(psk.arg(iface, id, quoted(settings.psk)), true, psk.arg(iface, id, quoted(QStringLiteral("***"))));
         runShell(QStringLiteral("wpa_cli -i %1 select_network %2").arg(iface, id), true);
         runShell(QStringLiteral("wpa_cli -i %1 enable_network %2").arg(iface, id), true);
     }

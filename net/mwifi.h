@@ -2,6 +2,9 @@
 // the supplicant runs, scans for access points (apList) and writes a list of
 // networks (apSettings) into the supplicant's configuration.
 //
+// Pass phrases exist only in memory and in the supplicant's configuration:
+// every debug line shows them as "***".
+//
 // Everything runs on the caller's thread; the waits for the supplicant to
 // come up and for scan results pump the event loop, so the object must not be
 // used again from slots that run during them.
@@ -58,10 +61,16 @@ public:
     bool rescanAP();
     bool scanAP();
     bool saveExistAP();
+    // The supplicant's state of the interface as wpa_cli status gives it
+    // ("COMPLETED", "SCANNING", "DISCONNECTED", ...); empty when it does not
+    // answer.
+    QString connectionState();
 
 private:
     bool supplicantRuns();
     void ensureSupplicant();
     QString runCommand(const QString &program, const QStringList &arguments, bool simplify = true);
-    void runShell(const QString &command, bool withStatus);
+    // Writes the command (or `shown`, a masked form of it) as a debug line,
+    // then runs it.
+    void runShell(const QString &command, bool withStatus, const QString &shown = QString());
 };

@@ -43,22 +43,50 @@ bool DiskTest::accepted(const QString &devName, bool sdCardsOnly) const
     return ok && devName.at(devName.size() - 1).isDigit();
 }
 
+// Marks a run on the stack. The object may only go when none is: the events
+// processed inside a run (the settling wait, the owner's log view) can
+// switch the test off.
+class DiskTest::RunGuard
+{
+public:
+    explicit RunGuard(DiskTest *test) : m_test(test) { ++m_test->runs; }
+    ~RunGuard()
+    {
+        if (--m_test->runs == 0 && m_test->stopped)
+            m_test->deleteLater();
+    }
+
+private:
+    DiskTest *m_test;
+};
+
 void DiskTest::onUSBDevAdd(QString devName)
 {
-    if (!accepted(devName, onlySDCard))
+    if (stopped || !accepted(devName, onlySDCard))
         return;
+    RunGuard guard(this);
     // The node may not be there the moment the event comes.
     MWait::instance()->processEvents(SettleMs);
+    if (stopped)
+        return;
     device = devName;
     work();
 }
 
 void DiskTest::onUSBDevRemove(QString devName)
 {
-    if (!accepted(devName, false))
+    if (stopped || !accepted(devName, false))
         return;
     device = devName;
     work();
+}
+
+void DiskTest::exitThread()
+{
+    qDebug() << "DiskTest: shutdown start.";
+    stopped = true;
+    if (runs == 0)
+        deleteLater();
 }
 
 void DiskTest::message(const QString &text)
@@ -69,11 +97,17 @@ void DiskTest::message(const QString &text)
 
 void DiskTest::work()
 {
-    QString file = FallbackDevice;
-    if (!device.isEmpty() && QFile::exists(MSystemRoot::path(QStringLiteral("/dev/") + device)))
+    RunGuard guard(this);
+    // The device named is the one tested, present or not: the run after a
+    // removal must find it gone, not fall back to a stick that is still in.
+    // Only a run without a name falls back, and never in the SD-only mode.
+    QString file;
+    if (!device.isEmpty())
         file = QStringLiteral("/dev/") + device;
+    else if (!onlySDCard)
+        file = FallbackDevice;
     message(tr("DiskTest: dev = %1").arg(file));
-    if (!QFile::exists(MSystemRoot::path(file))) {
+    if (file.isEmpty() || !QFile::exists(MSystemRoot::path(file))) {
         message(tr("DiskTest: device not present."));
         emit deviceNotPresent();
         return;

@@ -9,6 +9,10 @@
 // listens. It runs on the GUI thread: a run blocks it for the mount and the
 // file work, but during the 300 ms the new node is given to settle events
 // are processed, so a second event can start a run of its own inside it.
+//
+// A window switches the test off with exitThread(), as it stops its worker
+// threads: the object takes no further device events and goes once the run
+// in progress, if any, is over.
 #pragma once
 
 #include <QObject>
@@ -21,7 +25,8 @@ public:
     explicit DiskTest(QObject *parent = nullptr);
     ~DiskTest() override;
 
-    // One complete test of `device`.
+    // One complete test of `device` (without one, of /dev/sda1 unless only
+    // SD cards are tested). A device that is gone ends in deviceNotPresent().
     void work();
 
     // Only SD cards: USB sticks (sdXN) are ignored.
@@ -32,6 +37,9 @@ public:
 public slots:
     void onUSBDevAdd(QString devName);
     void onUSBDevRemove(QString devName);
+    // Ends the test: no further runs; the object deletes itself as soon as
+    // no run is in progress.
+    void exitThread();
 
 signals:
     void sendMessage(QString str);
@@ -46,4 +54,8 @@ signals:
 private:
     bool accepted(const QString &devName, bool sdCardsOnly) const;
     void message(const QString &text);
+
+    class RunGuard;
+    bool stopped = false;
+    int runs = 0;
 };

@@ -4,16 +4,42 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <vector>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
 // Element 0 is written by the handler, element 1 read on the main thread.
-int sigInterFd[2] = {-1, -1};
-int sigTermFd[2] = {-1, -1};
+// Atomic, so that a handler never sees half a change of daemon (a lock-free
+// atomic int is safe to read in a handler).
+std::atomic<int> sigInterFd[2] = {{-1}, {-1}};
+std::atomic<int> sigTermFd[2] = {{-1}, {-1}};
+// Every daemon alive, oldest first; the last one's pairs are the ones above.
+// Touched on the main thread only.
+std::vector<PowerDaemon *> daemons;
+
+void publish(const int inter[2], const int term[2])
+{
+    sigInterFd[0] = inter[0];
+    sigInterFd[1] = inter[1];
+    sigTermFd[0] = term[0];
+    sigTermFd[1] = term[1];
+}
+
+// Bytes (signals) waiting in `from`'s reading end go to `to`'s writing end.
+void handOver(int from, int to)
+{
+    char bytes[64];
+    ssize_t n;
+    while (from >= 0 && to >= 0 && (n = ::read(from, bytes, sizeof bytes)) > 0) {
+        [[maybe_unused]] const ssize_t written = ::write(to, bytes, size_t(n));
+    }
+}
 
 // Neither end may block: a handler must never wait on a full buffer, and the
 // main thread reads only what its notifier announced.
@@ -60,19 +86,32 @@ int setup_unix_signal_handlers()
 
 PowerDaemon::PowerDaemon(QObject *parent) : QObject(parent)
 {
-    if (!makePair(sigInterFd))
+    if (!makePair(interFd))
         qDebug().noquote() << "PowerDaemon: Couldn't create INT socketpair";
-    if (!makePair(sigTermFd))
+    if (!makePair(termFd))
         qDebug().noquote() << "PowerDaemon: Couldn't create TERM socketpair";
+    publish(interFd, termFd);
+    daemons.push_back(this);
 
-    snInt = new QSocketNotifier(sigInterFd[1], QSocketNotifier::Read, this);
+    snInt = new QSocketNotifier(interFd[1], QSocketNotifier::Read, this);
     connect(snInt, &QSocketNotifier::activated, this, &PowerDaemon::handleSigInter);
-    snTerm = new QSocketNotifier(sigTermFd[1], QSocketNotifier::Read, this);
+    snTerm = new QSocketNotifier(termFd[1], QSocketNotifier::Read, this);
     connect(snTerm, &QSocketNotifier::activated, this, &PowerDaemon::handleSigTerm);
 }
 
 PowerDaemon::~PowerDaemon()
 {
+    const bool newest = !daemons.empty() && daemons.back() == this;
+    daemons.erase(std::remove(daemons.begin(), daemons.end(), this), daemons.end());
+    if (newest && !daemons.empty()) {
+        const PowerDaemon *previous = daemons.back();
+        publish(previous->interFd, previous->termFd);
+        // A signal whose byte already waits in this daemon's pair is passed
+        // on. (A handler running at this very instant may still write to the
+        // old pair, which is why it stays open.)
+        handOver(interFd[1], previous->interFd[0]);
+        handOver(termFd[1], previous->termFd[0]);
+    }
     qDebug().noquote() << "PowerDaemon: Destroed";
 }
 
@@ -89,7 +128,7 @@ void PowerDaemon::termSignalHandler(int)
 void PowerDaemon::handleSigInter()
 {
     snInt->setEnabled(false);
-    takeByte(sigInterFd[1]);
+    takeByte(interFd[1]);
     QTimer::singleShot(0, this, &PowerDaemon::onINT);
     snInt->setEnabled(true);
 }
@@ -97,7 +136,7 @@ void PowerDaemon::handleSigInter()
 void PowerDaemon::handleSigTerm()
 {
     snTerm->setEnabled(false);
-    takeByte(sigTermFd[1]);
+    takeByte(termFd[1]);
     QTimer::singleShot(0, this, &PowerDaemon::onTERM);
     snTerm->setEnabled(true);
 }

@@ -8,7 +8,11 @@
 //
 // The socket pairs live at file scope: every daemon makes new ones (the
 // handlers then write to the newest daemon) and none is ever closed, so a
-// handler never writes to a closed descriptor.
+// handler never writes to a closed descriptor. When a daemon goes, the
+// signals go back to the newest daemon still there (a form that held its
+// own power functions hands them back to the process-wide one), and a
+// signal that had reached the departing daemon but was not handled yet is
+// passed on to it, so no signal is lost with the object.
 #pragma once
 
 #include <QObject>
@@ -43,4 +47,7 @@ signals:
 private:
     QSocketNotifier *snInt = nullptr;
     QSocketNotifier *snTerm = nullptr;
+    // This daemon's own pairs (the file-scope ones while it is the newest).
+    int interFd[2] = {-1, -1};
+    int termFd[2] = {-1, -1};
 };

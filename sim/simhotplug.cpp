@@ -1,5 +1,7 @@
 #include "simhotplug.h"
 
+#include <algorithm>
+
 #include "simserialline.h"
 #include "simterminal.h"
 
@@ -14,9 +16,15 @@
 #include <unistd.h>
 
 namespace {
-const QByteArray UsbHost = "/devices/platform/ehci-platform/usb1";
-const QByteArray UsbBusName = "usb-ehci-platform";
-const int BusNumber = 1;
+// The board's two USB buses, each with its internal hub on the root hub's
+// first port: bus 1 behind the EHCI controller, bus 2 behind the OHCI one.
+struct UsbBus
+{
+    QByteArray host;   // the root hub's device path
+    QByteArray phys;   // the controller's name in an input device's PHYS
+};
+const UsbBus UsbBuses[SimHotplug::Hubs] = {{"/devices/platform/ehci-platform/usb1", "usb-ehci-platform"},
+                                           {"/devices/platform/ohci-platform/usb2", "usb-ohci-platform"}};
 // Datagrams kept for one socket that has no room; past that they are lost.
 const int BacklogLimit = 4096;
 const int HistoryLimit = 10000;
@@ -39,6 +47,13 @@ QByteArray upperHex(int n, int width)
     return QByteArray::number(n, 16).toUpper().rightJustified(width, '0');
 }
 
+// How an error names a hub: the first one, the terminal's sockets, goes
+// without saying.
+QString hubName(int hub)
+{
+    return hub == 1 ? QString() : QStringLiteral(" of hub %1").arg(hub);
+}
+
 UsbIdentity identityOf(SimHotplug::UsbKind kind)
 {
     switch (kind) {
@@ -50,6 +65,8 @@ UsbIdentity identityOf(SimHotplug::UsbKind kind)
         return {0x10c4, 0xea60, 0x0100, 255, 0, 0};
     case SimHotplug::UsbKind::Modem:
         return {0x12d1, 0x1001, 0x0000, 255, 255, 255};
+    case SimHotplug::UsbKind::Mouse:
+        return {0x046d, 0xc077, 0x7200, 3, 1, 2};
     }
     return {};
 }
@@ -186,6 +203,12 @@ void SimHotplug::forgetDeadListeners()
     }
 }
 
+int SimHotplug::listenerCount() const
+{
+    QMutexLocker lock(&m_mutex);
+    return int(std::count_if(m_listeners.begin(), m_listeners.end(), [](const Listener &l) { return !l.dead; }));
+}
+
 QList<QByteArray> SimHotplug::datagrams() const
 {
     QMutexLocker lock(&m_mutex);
@@ -235,28 +258,44 @@ SimSerialLine *SimHotplug::serialLine(const QString &node, int behaviour)
 
 bool SimHotplug::plugUsb(int port, UsbKind kind, const SimMedium &medium)
 {
+    return plugUsb(1, port, kind, medium);
+}
+
+bool SimHotplug::unplugUsb(int port)
+{
+    return unplugUsb(1, port);
+}
+
+bool SimHotplug::plugUsb(int hub, int port, UsbKind kind, const SimMedium &medium)
+{
     QMutexLocker lock(&m_mutex);
+    if (hub < 1 || hub > Hubs)
+        return fail(QStringLiteral("there is no hub %1").arg(hub));
     if (port < FirstHubPort || port > LastHubPort)
         return fail(QStringLiteral("the hub has no port %1").arg(port));
-    if (m_usb.contains(port))
-        return fail(QStringLiteral("port %1 is taken").arg(port));
+    if (m_usb.contains(usbKey(hub, port)))
+        return fail(QStringLiteral("port %1%2 is taken").arg(port).arg(hubName(hub)));
 
-    const int devnum = m_nextDevnum;
-    m_nextDevnum = m_nextDevnum >= 127 ? 3 : m_nextDevnum + 1;
+    const int busNumber = hub;
+    const UsbBus &bus = UsbBuses[hub - 1];
+    int &nextDevnum = m_nextDevnum[hub - 1];
+    const int devnum = nextDevnum;
+    nextDevnum = nextDevnum >= 127 ? 3 : nextDevnum + 1;
     const UsbIdentity id = identityOf(kind);
-    const QByteArray portName = "1-1." + QByteArray::number(port);
+    const QByteArray hubName = QByteArray::number(busNumber) + "-1";
+    const QByteArray portName = hubName + '.' + QByteArray::number(port);
     Attachment a;
 
     KernelDevice usb;
-    usb.devpath = UsbHost + "/1-1/" + portName;
+    usb.devpath = bus.host + '/' + hubName + '/' + portName;
     usb.subsystem = "usb";
     usb.devtype = "usb_device";
     usb.driver = "usb";
     usb.major = 189;
-    usb.minor = (BusNumber - 1) * 128 + devnum - 1;
-    usb.devname = "bus/usb/" + number(BusNumber, 3) + '/' + number(devnum, 3);
+    usb.minor = (busNumber - 1) * 128 + devnum - 1;
+    usb.devname = "bus/usb/" + number(busNumber, 3) + '/' + number(devnum, 3);
     usb.fields = usbCommonFields(id);
-    usb.fields << SimUevent::Field("BUSNUM", number(BusNumber, 3)) << SimUevent::Field("DEVNUM", number(devnum, 3));
+    usb.fields << SimUevent::Field("BUSNUM", number(busNumber, 3)) << SimUevent::Field("DEVNUM", number(devnum, 3));
     a.devices << usb;
     a.steps << Step{false, 0};
 
@@ -372,16 +411,20 @@ bool SimHotplug::plugUsb(int port, UsbKind kind, const SimMedium &medium)
         bind(sdev);
         break;
     }
-    case UsbKind::Keyboard: {
+    case UsbKind::Keyboard:
+    case UsbKind::Mouse: {
+        const bool mouse = kind == UsbKind::Mouse;
+        const QByteArray hidName = mouse ? "USB Optical Mouse" : "USB Keyboard";
         const int intf = addInterface(0, "usbhid");
-        const QByteArray phys = UsbBusName + '-' + number(BusNumber) + '.' + QByteArray::number(port) + "/input0";
+        const QByteArray phys = bus.phys + '-' + number(busNumber) + '.' + QByteArray::number(port) + "/input0";
         KernelDevice hid;
         hid.devpath = a.devices[intf].devpath + "/0003:" + upperHex(id.vendor, 4) + ':' + upperHex(id.product, 4)
                       + '.' + upperHex(m_nextHid++, 4);
         hid.subsystem = "hid";
         hid.driver = "hid-generic";
-        hid.fields << SimUevent::Field("HID_ID", "0003:0000" + upperHex(id.vendor, 4) + ":0000" + upperHex(id.product, 4))
-                   << SimUevent::Field("HID_NAME", "USB Keyboard") << SimUevent::Field("HID_PHYS", phys)
+        hid.fields << SimUevent::Field("HID_ID",
+                                       "0003:0000" + upperHex(id.vendor, 4) + ":0000" + upperHex(id.product, 4))
+                   << SimUevent::Field("HID_NAME", hidName) << SimUevent::Field("HID_PHYS", phys)
                    << SimUevent::Field("HID_UNIQ", "")
                    << SimUevent::Field("MODALIAS", "hid:b0003g0001v0000" + upperHex(id.vendor, 4) + "p0000"
                                                        + upperHex(id.product, 4));
@@ -399,11 +442,27 @@ bool SimHotplug::plugUsb(int port, UsbKind kind, const SimMedium &medium)
         input.subsystem = "input";
         input.fields << SimUevent::Field("PRODUCT", "3/" + number(id.vendor, 0, 16) + '/' + number(id.product, 0, 16)
                                                         + "/110")
-                     << SimUevent::Field("NAME", "\"USB Keyboard\"") << SimUevent::Field("PHYS", '"' + phys + '"')
-                     << SimUevent::Field("UNIQ", "\"\"") << SimUevent::Field("PROP", "0")
-                     << SimUevent::Field("EV", "120013") << SimUevent::Field("MSC", "10")
-                     << SimUevent::Field("LED", "7");
+                     << SimUevent::Field("NAME", '"' + hidName + '"') << SimUevent::Field("PHYS", '"' + phys + '"')
+                     << SimUevent::Field("UNIQ", "\"\"") << SimUevent::Field("PROP", "0");
+        if (mouse)
+            input.fields << SimUevent::Field("EV", "17") << SimUevent::Field("KEY", "70000 0 0 0 0")
+                         << SimUevent::Field("REL", "903") << SimUevent::Field("MSC", "10");
+        else
+            input.fields << SimUevent::Field("EV", "120013") << SimUevent::Field("MSC", "10")
+                         << SimUevent::Field("LED", "7");
         addDevice(input);
+        if (mouse) {
+            // The mouse interface's own node comes before the event node.
+            const int m = freeIndex(QStringLiteral("/dev/input/mouse%1"), 0);
+            KernelDevice mouseNode;
+            mouseNode.devpath = input.devpath + "/mouse" + QByteArray::number(m);
+            mouseNode.subsystem = "input";
+            mouseNode.major = 13;
+            mouseNode.minor = 32 + m;
+            mouseNode.devname = "input/mouse" + QByteArray::number(m);
+            mouseNode.node = QStringLiteral("/dev/input/mouse%1").arg(m);
+            addDevice(mouseNode);
+        }
         const int event = freeIndex(QStringLiteral("/dev/input/event%1"), FirstFreeInputEvent);
         KernelDevice eventNode;
         eventNode.devpath = input.devpath + "/event" + QByteArray::number(event);
@@ -435,17 +494,17 @@ bool SimHotplug::plugUsb(int port, UsbKind kind, const SimMedium &medium)
         bind(0);
         break;
     }
-    m_usb.insert(port, a);
+    m_usb.insert(usbKey(hub, port), a);
     attach(a);
     return true;
 }
 
-bool SimHotplug::unplugUsb(int port)
+bool SimHotplug::unplugUsb(int hub, int port)
 {
     QMutexLocker lock(&m_mutex);
-    if (!m_usb.contains(port))
-        return fail(QStringLiteral("nothing is plugged into port %1").arg(port));
-    const Attachment a = m_usb.take(port);
+    if (!m_usb.contains(usbKey(hub, port)))
+        return fail(QStringLiteral("nothing is plugged into port %1%2").arg(port).arg(hubName(hub)));
+    const Attachment a = m_usb.take(usbKey(hub, port));
     detach(a);
     return true;
 }
@@ -532,7 +591,7 @@ QStringList SimHotplug::usbNodes(int port) const
 {
     QMutexLocker lock(&m_mutex);
     QStringList nodes;
-    for (const KernelDevice &d : m_usb.value(port).devices)
+    for (const KernelDevice &d : m_usb.value(usbKey(1, port)).devices)
         if (!d.node.isEmpty())
             nodes << d.node;
     return nodes;

@@ -15,8 +15,11 @@
 // add event of its device and is gone before the remove event. Removal sends
 // the add sequence backwards, each "unbind" just before the "remove" of the
 // same device. Bind events carry DRIVER; add and remove events carry none.
-// USB devices sit on the ports of the board's internal hub, port N being
-// /devices/platform/ehci-platform/usb1/1-1/1-1.N:
+// USB devices sit on the ports of the board's two internal hubs, one per
+// bus: port N of hub 1 is /devices/platform/ehci-platform/usb1/1-1/1-1.N, of
+// hub 2 /devices/platform/ohci-platform/usb2/2-1/2-1.N (ports 1 to 7; the
+// terminal's sockets are ports 1 to 4, the others are inside). A port without
+// a hub number is one of hub 1.
 //  - Storage: usb_device, its interface 1-1.N:1.0, SCSI host hostH (bind
 //    usb-storage, bind usb), target, SCSI device, block disk sdX, partition
 //    sdX1, bind sd. Nodes /dev/sdX and /dev/sdX1 (lowest free letter); the
@@ -25,6 +28,8 @@
 //    inputK, its event node input/eventM (bind hid-generic, usbhid, usb).
 //    Node /dev/input/eventM, an empty file, M from 3 up (event0 to event2
 //    are the board's own).
+//  - Mouse: the same with class 3/1/2, and before the event node the
+//    mouse's own, input/mouseM (/dev/input/mouseM, M from 0 up).
 //  - SerialConverter: usb_device, interface, usb-serial port ttyUSBk, tty
 //    ttyUSBk (bind cp210x on both, bind usb). Node /dev/ttyUSBk, a serial
 //    line with a loopback plug (SimSerialLine).
@@ -67,8 +72,8 @@ class SimTerminal;
 class SimHotplug
 {
 public:
-    enum class UsbKind { Storage, Keyboard, SerialConverter, Modem };
-    enum { FirstHubPort = 1, LastHubPort = 4, CardSlots = 2 };
+    enum class UsbKind { Storage, Keyboard, SerialConverter, Modem, Mouse };
+    enum { Hubs = 2, FirstHubPort = 1, LastHubPort = 7, CardSlots = 2 };
 
     explicit SimHotplug(SimTerminal *terminal);
     // Closes the sockets and unmounts whatever media are still mounted. Runs
@@ -84,6 +89,8 @@ public:
     // at the nodes as the program would find them at that moment). nullptr
     // removes it.
     void setObserver(std::function<void(const SimUevent &event)> observer);
+    // Uevent sockets the program holds open (as far as the last event showed).
+    int listenerCount() const;
     // Every datagram sent, oldest first, and how many a full socket lost.
     QList<QByteArray> datagrams() const;
     int lostDatagrams() const;
@@ -92,13 +99,17 @@ public:
     // taken, free, or out of range, or the medium cannot be made.
     bool plugUsb(int port, UsbKind kind, const SimMedium &medium = SimMedium());
     bool unplugUsb(int port);
+    // The same on either hub (1 or 2).
+    bool plugUsb(int hub, int port, UsbKind kind, const SimMedium &medium = SimMedium());
+    bool unplugUsb(int hub, int port);
     bool insertCard(int slot, const SimMedium &medium = SimMedium());
     bool removeCard(int slot);
     bool addNetworkInterface(const QString &name);
     bool removeNetworkInterface(const QString &name);
     QString lastError() const;
 
-    // The nodes (logical paths) the device on a port or the card in a slot made.
+    // The nodes (logical paths) the device on a port of hub 1 or the card in
+    // a slot made.
     QStringList usbNodes(int port) const;
     QStringList cardNodes(int slot) const;
 
@@ -146,6 +157,7 @@ private:
     bool fail(const QString &why);
     int freeIndex(const QString &pattern, int from) const;
     SimSerialLine *serialLine(const QString &node, int behaviour);
+    static int usbKey(int hub, int port) { return hub * 100 + port; }
 
     SimTerminal *m_terminal;
     mutable QMutex m_mutex;
@@ -155,10 +167,10 @@ private:
     std::function<void(const SimUevent &)> m_observer;
     int m_lost = 0;
     quint64 m_seqnum = 1000;
-    int m_nextDevnum = 3;
+    int m_nextDevnum[Hubs] = {3, 3}; // per bus
     int m_nextHid = 1;
     int m_nextIfindex = 4;
-    QMap<int, Attachment> m_usb;
+    QMap<int, Attachment> m_usb; // by usbKey()
     QMap<int, Attachment> m_cards;
     QMap<QString, Attachment> m_interfaces;
     QString m_lastError;

@@ -72,6 +72,15 @@ bool SimNetwork::removeInterface(SimTerminal &sim, const QString &name)
     return validName(name) && sim.removeFile(netFile(name));
 }
 
+bool SimNetwork::setUp(SimTerminal &sim, const QString &name, bool up)
+{
+    if (!validName(name) || !sim.exists(netFile(name)))
+        return false;
+    QByteArray text = sim.readFile(netFile(name));
+    text.replace(up ? "\nup=0\n" : "\nup=1\n", up ? "\nup=1\n" : "\nup=0\n");
+    return sim.writeFile(netFile(name), text);
+}
+
 bool SimWifi::addAccessPoint(SimTerminal &sim, const QString &bssid, int frequency, int signal, const QString &flags,
                              const QString &ssid)
 {

@@ -37,6 +37,9 @@ public:
     static bool addInterface(SimTerminal &sim, const Interface &interface);
     static bool addLoopback(SimTerminal &sim);
     static bool removeInterface(SimTerminal &sim, const QString &name);
+    // The interface's link up (cable in) or down; false when there is no
+    // such interface.
+    static bool setUp(SimTerminal &sim, const QString &name, bool up);
 };
 
 class SimWifi

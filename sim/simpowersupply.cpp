@@ -62,16 +62,6 @@ void SimPowerSupply::setHealth(const QString &health)
     setProperty("health", health.toLatin1());
 }
 
-void SimPowerSupply::setTechnology(const QString &technology)
-{
-    setProperty("technology", technology.toLatin1());
-}
-
-void SimPowerSupply::setChargeFullDesign(int microampHours)
-{
-    setProperty("charge_full_design", QByteArray::number(microampHours));
-}
-
 void SimPowerSupply::setPackPresent(bool present)
 {
     QMutexLocker lock(&mutex);

@@ -50,9 +50,6 @@ public:
     void setVoltageNow(int microvolts);
     // "Good", "Overheat", "Dead", "Over voltage", ...
     void setHealth(const QString &health);
-    // "Li-ion", "Li-poly", "NiMH", ...
-    void setTechnology(const QString &technology);
-    void setChargeFullDesign(int microampHours);
     // The pack taken out (false) or put back.
     void setPackPresent(bool present);
     // Any property with any text (a lower-case attribute name such as

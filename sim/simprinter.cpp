@@ -54,6 +54,12 @@ void SimPrinter::setStalled(bool stalled)
     m_stalled = stalled;
 }
 
+void SimPrinter::setStatusSilent(bool silent)
+{
+    QMutexLocker lock(&mutex);
+    m_statusSilent = silent;
+}
+
 void SimPrinter::setDotRowsPerSecond(int rows)
 {
     QMutexLocker lock(&mutex);
@@ -447,7 +453,7 @@ void SimPrinter::interpret(Channel &channel, const QByteArray &record)
             } else if (b == 0x10 && c == 0x04) {
                 // Real time: answered at once, never enters the buffer.
                 const char status = char(m_paperOut ? PRN_STATUS_PAPER_OUT : 0x00);
-                if (channel.modelFd >= 0)
+                if (channel.modelFd >= 0 && !m_statusSilent)
                     ::send(channel.modelFd, &status, 1, MSG_DONTWAIT | MSG_NOSIGNAL);
                 m_unitBytes -= 3;
                 i += 3;

@@ -24,6 +24,7 @@
 //
 //     auto *printer = sim.add<SimPrinter>();
 //     printer->setPaperOut(true);          // status 0x20, printing halts
+//     printer->setStatusSilent(true);      // the status request goes unanswered
 //     QTRY_VERIFY(printer->transcript().join('\n').contains("Begin test"));
 #pragma once
 
@@ -57,6 +58,8 @@ public:
     bool paperOut();
     // The head stops; the buffer keeps what it holds.
     void setStalled(bool stalled);
+    // The status request gets no answer (a printer that hangs).
+    void setStatusSilent(bool silent);
     void setDotRowsPerSecond(int rows);
     void setCapacity(int bytes);
     // The request fails with `err` from now on; 0 makes it work again.
@@ -111,6 +114,7 @@ private:
 
     bool m_paperOut = false;
     bool m_stalled = false;
+    bool m_statusSilent = false;
     bool m_imageMode = false;
     int m_rowsPerSecond = 640;
     int m_capacity = 16384;

@@ -1,5 +1,6 @@
 #include "simrequests.h"
 
+#include "simcontrol.h"
 #include "simterminal.h"
 
 #include <QDir>
@@ -29,10 +30,10 @@ QStringList SimRequests::requests() const
     return m_requests;
 }
 
-QList<bool> SimRequests::results() const
+QStringList SimRequests::answers() const
 {
     QMutexLocker lock(&mutex);
-    return m_results;
+    return m_answers;
 }
 
 void SimRequests::setPresent(bool present)
@@ -108,21 +109,9 @@ void SimRequests::onReadable()
     for (const QByteArray &line : lines) {
         if (line.isEmpty())
             continue;
-        const QList<QByteArray> words = line.simplified().split(' ');
-        const QString name = QString::fromLatin1(words.value(1));
-        bool done = false;
-        bool isSlot = false;
-        const int slot = name.toInt(&isSlot);
-        if (words.size() == 2 && words[0] == "add")
-            done = terminal()->addNetworkInterface(name);
-        else if (words.size() == 2 && words[0] == "remove")
-            done = terminal()->removeNetworkInterface(name);
-        else if (words.size() == 2 && words[0] == "insert-card")
-            done = isSlot && terminal()->insertCard(slot);
-        else if (words.size() == 2 && words[0] == "remove-card")
-            done = isSlot && terminal()->removeCard(slot);
+        const QString answer = terminal()->control()->execute(line);
         QMutexLocker lock(&mutex);
-        m_requests << QString::fromLatin1(line);
-        m_results << done;
+        m_requests << QString::fromUtf8(line);
+        m_answers << answer;
     }
 }

@@ -1,20 +1,17 @@
-// Requests to the simulated terminal from outside its process: the pppd
-// stand-in (sim/standins/pppd) asks for its ppp interface once its chat
-// script got CONNECT and for its removal when it ends; a script or a test
-// driving kx4test-sim puts cards in and takes them out.
+// Requests to the simulated terminal from outside its process that need no
+// answer: the pppd stand-in (sim/standins/pppd) asks for its ppp interface
+// once its chat script got CONNECT ("netif add ppp0") and for its removal
+// when it ends ("netif remove ppp0"), with a plain shell redirection.
 //
-// The node is a FIFO in the system root, NodePath. Each request is one line:
-//     add ppp0            addNetworkInterface("ppp0")
-//     remove ppp0         removeNetworkInterface("ppp0")
-//     insert-card 0       insertCard(0), a blank vfat card
-//     remove-card 0       removeCard(0)
-// carried out on the service loop, so the program sees the uevents as from
-// the kernel. Any other line is recorded and ignored. The model keeps the
-// FIFO open for writing itself, so a writer that goes never hangs it up.
+// The node is a FIFO in the system root, NodePath. Each line is a command of
+// the terminal's control (simcontrol.h), carried out on the service loop, so
+// the program sees the uevents as from the kernel; the answers are kept here.
+// The model keeps the FIFO open for writing itself, so a writer that goes
+// never hangs it up. Whoever needs the answer uses the control socket.
 //
 //     auto *requests = sim.add<SimRequests>();
-//     ... echo "add ppp0" >$KX4_ROOT/run/kx4-sim/requests ...
-//     QTRY_COMPARE(requests->requests(), QStringList{"add ppp0"});
+//     ... echo "netif add ppp0" >$KX4_ROOT/run/kx4-sim/requests ...
+//     QTRY_COMPARE(requests->answers(), QStringList{"ok interface ppp0 added"});
 #pragma once
 
 #include "simdevice.h"
@@ -29,10 +26,10 @@ public:
     SimRequests();
     ~SimRequests() override;
 
-    // Every request line taken, oldest first, and whether the terminal
-    // carried it out ("add ppp0" twice: the second fails).
+    // Every request line taken, oldest first, and the control's answer to
+    // each ("netif add ppp0" twice: the second is an error).
     QStringList requests() const;
-    QList<bool> results() const;
+    QStringList answers() const;
 
     void setPresent(bool present) override;
     bool isPresent() const override;
@@ -47,5 +44,5 @@ private:
     int m_fd = -1;
     QByteArray m_partial;
     QStringList m_requests;
-    QList<bool> m_results;
+    QStringList m_answers;
 };

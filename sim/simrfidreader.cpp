@@ -73,12 +73,6 @@ int SimRfidReader::commandCount(char letter) const
     return n;
 }
 
-void SimRfidReader::clearCommands()
-{
-    QMutexLocker lock(&mutex);
-    m_commands.clear();
-}
-
 int SimRfidReader::openDescriptorCount()
 {
     QMutexLocker lock(&mutex);

@@ -70,7 +70,6 @@ public:
     // Every command received so far, oldest first.
     QList<Command> commands() const;
     int commandCount(char letter) const;
-    void clearCommands();
     // Descriptors the program holds open on the reader.
     int openDescriptorCount();
 

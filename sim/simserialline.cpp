@@ -122,17 +122,6 @@ void SimSerialLine::setPowerSupply(std::function<bool()> powered)
     m_powered = std::move(powered);
 }
 
-bool SimSerialLine::loadReplyTable(const QString &fileName, QString *error)
-{
-    QFile f(fileName);
-    if (!f.open(QIODevice::ReadOnly)) {
-        if (error)
-            *error = QStringLiteral("%1: %2").arg(fileName, f.errorString());
-        return false;
-    }
-    return setReplyTable(f.readAll(), error);
-}
-
 QByteArray SimSerialLine::defaultModemTable()
 {
     // A GSM module: any access point name is taken, only the packet-data

@@ -22,7 +22,7 @@
 // Whatever the behaviour, every byte the program sent is kept for tests
 // (received(), commands()), and so is every byte the line sent back.
 //
-// Reply table text (a file or a string):
+// Reply table text:
 //     # comment lines and blank lines are skipped
 //     > AT
 //     < OK
@@ -83,7 +83,6 @@ public:
     // Replaces the reply table and switches to ReplyTable. On a bad table
     // nothing changes and *error (when given) says which line is wrong.
     bool setReplyTable(const QByteArray &text, QString *error = nullptr);
-    bool loadReplyTable(const QString &fileName, QString *error = nullptr);
     // A GSM module's answers: AT, ATE0, ATI0 (SIMULATED GSM MODEM), AT+CSQ,
     // AT+CPIN?, AT+CGDCONT=1,"IP",<any APN> OK; ATD*99# and ATD*99***1#
     // CONNECT, any other ATD NO CARRIER.

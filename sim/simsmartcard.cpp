@@ -103,24 +103,6 @@ void SimSmartCard::setAtr(const QByteArray &atr)
     m_atr = atr;
 }
 
-void SimSmartCard::setCommandTable(const QList<Command> &table)
-{
-    QMutexLocker lock(&mutex);
-    m_table = table;
-}
-
-QList<SimSmartCard::Command> SimSmartCard::commandTable() const
-{
-    QMutexLocker lock(&mutex);
-    return m_table;
-}
-
-void SimSmartCard::setFile(quint16 fileId, const QByteArray &content, int sfi)
-{
-    QMutexLocker lock(&mutex);
-    m_files.insert(fileId, {content, sfi});
-}
-
 void SimSmartCard::setProcedure(Procedure procedure)
 {
     QMutexLocker lock(&mutex);

@@ -23,16 +23,19 @@
 // setPtsAccepted() has not been turned off.
 //
 // Commands come as T=0 headers (CLA INS P1 P2 P3) and are answered from the
-// command table (commandTable(), setCommandTable()): each entry gives class,
-// instruction, direction, the one P3 it accepts (or any) and what it does. A
-// header with no entry for its class gets 6E 00, for its instruction 6D 00;
-// a P3 no entry of the instruction accepts gets 67 00 at once. Otherwise the
-// card sends its procedure byte (setProcedure(): INS, INS^01, INS^FE or ~INS;
-// the last two move one byte per procedure byte), preceded by setNullBytes()
-// NULL bytes (60) each time, then the data, then SW1 SW2. Actions: Fixed
-// (the entry's reply, cut or padded to Le, and its status), Select (a file of
-// setFile() becomes current: 90 00, else 6A 82), ReadBinary (the current or
-// the short-identified file from offset P2: 6C xx when Le asks past its end),
+// card's command table (ISO/IEC 7816-4 file and security commands in class 00
+// and 04, the fiscal module's in class C0; see simsmartcard.cpp): each entry
+// gives class, instruction, direction, the one P3 it accepts (or any) and what
+// it does. A header with no entry for its class gets 6E 00, for its
+// instruction 6D 00; a P3 no entry of the instruction accepts gets 67 00 at
+// once. Otherwise the card sends its procedure byte (setProcedure(): INS,
+// INS^01, INS^FE or ~INS; the last two move one byte per procedure byte),
+// preceded by setNullBytes() NULL bytes (60) each time, then the data, then
+// SW1 SW2. Actions: Fixed (the entry's reply, cut or padded to Le, and its
+// status), Select (a file of the card becomes current, 90 00, else 6A 82:
+// the master file 3F00, 0015 with the module's serial number, 0002 with short
+// identifier 2), ReadBinary (the current or the short-identified file from
+// offset P2: 6C xx when Le asks past its end),
 // Challenge (Le bytes of the card's generator, kept for lastChallenge()).
 //
 // removeCard() pulls the card now, removeCardAfter(n) after the program has
@@ -80,12 +83,8 @@ public:
 
     static QByteArray directAtr();
     static QByteArray inverseAtr();
-    static QList<Command> defaultCommandTable();
 
     void setAtr(const QByteArray &atr);
-    void setCommandTable(const QList<Command> &table);
-    QList<Command> commandTable() const;
-    void setFile(quint16 fileId, const QByteArray &content, int sfi = 0);
     void setProcedure(Procedure procedure);
     void setNullBytes(int count);
     void setPtsAccepted(bool accepted);
@@ -117,6 +116,7 @@ protected:
     void serveWrite(Channel &channel, const SimSyscalls::Call &call) override;
 
 private:
+    static QList<Command> defaultCommandTable();
     enum Phase { Silent, Header, Pts, Data };
     static quint8 lineByte(quint8 logical); // the inverse convention's mapping
     bool inverse() const;

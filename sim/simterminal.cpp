@@ -1,6 +1,7 @@
 #include "simterminal.h"
 
 #include "msystemroot.h"
+#include "simcontrol.h"
 #include "simserialline.h"
 
 #include <QDir>
@@ -14,9 +15,48 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-SimTerminal::SimTerminal()
+namespace {
+// Where the paths of a terminal without a root lead: /proc/self holds no
+// such entry and nothing can be made there, not even by root.
+const char *const NoRoot = "/proc/self/kx4-sim-no-root";
+
+// The machine's temporary folder; empty when TMPDIR names none. (Qt's own
+// answer is then empty, and a root made from it would lie in "/".)
+QString temporaryFolder()
 {
-    m_root = QFileInfo(m_dir.path()).canonicalFilePath();
+    const QString folder = QDir::tempPath();
+    return !folder.isEmpty() && QFileInfo(folder).isDir() ? folder : QString();
+}
+
+QString rootTemplate()
+{
+    const QString folder = temporaryFolder();
+    return (folder.isEmpty() ? QString::fromLatin1(NoRoot) : folder) + QStringLiteral("/kx4-sim-XXXXXX");
+}
+} // namespace
+
+SimTerminal::SimTerminal()
+    : m_dir(rootTemplate())
+{
+    m_valid = m_dir.isValid();
+    m_root = m_valid ? QFileInfo(m_dir.path()).canonicalFilePath() : QString();
+    if (temporaryFolder().isEmpty())
+        m_error = QStringLiteral("the temporary folder TMPDIR=%1 does not exist")
+                      .arg(QString::fromLocal8Bit(qgetenv("TMPDIR")));
+    else if (!m_valid || m_root.isEmpty())
+        m_error = QStringLiteral("cannot make a folder in %1: %2").arg(temporaryFolder(), m_dir.errorString());
+    if (!m_error.isEmpty()) {
+        m_valid = false;
+        m_root = QString::fromLatin1(NoRoot);
+    }
+    // A disk that is full or read-only may let the folder be made, but not
+    // the files.
+    if (m_valid && !writeFile(QStringLiteral("/run/kx4-sim/root"), m_root.toLocal8Bit() + '\n')) {
+        m_valid = false;
+        m_error = QStringLiteral("cannot write files in %1").arg(m_root);
+        m_dir.remove();
+        m_root = QString::fromLatin1(NoRoot);
+    }
     m_hadPreviousRoot = qEnvironmentVariableIsSet(MSystemRoot::EnvName);
     m_previousRoot = qgetenv(MSystemRoot::EnvName);
     qputenv(MSystemRoot::EnvName, m_root.toLocal8Bit());
@@ -55,7 +95,20 @@ QString SimTerminal::root() const
 
 QString SimTerminal::hostPath(const QString &logicalPath) const
 {
-    return m_root + logicalPath;
+    // ".." stops at the top, the root: no path leads out of it.
+    QStringList parts;
+    for (const QString &part : logicalPath.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+        if (part == QLatin1String("..")) {
+            if (!parts.isEmpty())
+                parts.removeLast();
+        } else if (part != QLatin1String(".")) {
+            parts << part;
+        }
+    }
+    QString path = m_root + QLatin1Char('/') + parts.join(QLatin1Char('/'));
+    if (!parts.isEmpty() && logicalPath.endsWith(QLatin1Char('/')))
+        path += QLatin1Char('/');
+    return path;
 }
 
 bool SimTerminal::writeFile(const QString &logicalPath, const QByteArray &content)
@@ -132,6 +185,15 @@ bool SimTerminal::serveOpen(const char *path, int flags, int *result)
         errno = err;
     }
     return true;
+}
+
+SimDevice *SimTerminal::deviceAt(const QString &nodePath) const
+{
+    QMutexLocker lock(&m_mutex);
+    for (const auto &d : m_devices)
+        if (d->nodePath() == nodePath)
+            return d.get();
+    return nullptr;
 }
 
 SimDevice *SimTerminal::ownerOf(int fd) const
@@ -324,6 +386,16 @@ bool SimTerminal::unplugUsb(int port)
     return hotplug()->unplugUsb(port);
 }
 
+bool SimTerminal::plugUsb(int hub, int port, SimHotplug::UsbKind kind, const SimMedium &medium)
+{
+    return hotplug()->plugUsb(hub, port, kind, medium);
+}
+
+bool SimTerminal::unplugUsb(int hub, int port)
+{
+    return hotplug()->unplugUsb(hub, port);
+}
+
 bool SimTerminal::insertCard(int slot, const QString &image)
 {
     SimMedium medium;
@@ -349,6 +421,12 @@ bool SimTerminal::addNetworkInterface(const QString &name)
 bool SimTerminal::removeNetworkInterface(const QString &name)
 {
     return hotplug()->removeNetworkInterface(name);
+}
+
+SimControl *SimTerminal::control()
+{
+    std::call_once(m_controlOnce, [this] { m_control.reset(new SimControl(this)); });
+    return m_control.get();
 }
 
 SimSerialLine *SimTerminal::serialLine(const QString &nodePath) const

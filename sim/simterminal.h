@@ -20,6 +20,12 @@
 //     QTRY_COMPARE(buzzer->beeps().size(), 1);
 //
 // See simdevice.h for how a model is written.
+//
+// When the root folder cannot be made (TMPDIR missing, the disk full or
+// read-only), isValid() is false and every path of the terminal, KX4_ROOT
+// included, leads into a folder under /proc/self that never exists and where
+// nothing can be made: nothing the terminal or the program does reaches this
+// machine's own files. A program must not run on such a terminal.
 #pragma once
 
 #include "mkernel.h"
@@ -42,15 +48,21 @@
 #include <thread>
 #include <vector>
 
+class SimControl;
+
 class SimTerminal : public MKernelHost
 {
 public:
     SimTerminal();
     ~SimTerminal() override;
 
+    // Whether the root folder could be made; errorString() says why not.
+    bool isValid() const { return m_valid; }
+    QString errorString() const { return m_error; }
     // The root folder (what KX4_ROOT holds while the terminal lives).
     QString root() const;
-    // `logicalPath` ("/proc/stat") as a path on this machine.
+    // `logicalPath` ("/proc/stat") as a path on this machine, always inside
+    // the root: ".." cannot climb out of it.
     QString hostPath(const QString &logicalPath) const;
 
     // Files of the system tree, by logical path; folders are made on demand.
@@ -79,6 +91,9 @@ public:
                 return t;
         return nullptr;
     }
+
+    // The model whose node is `nodePath`, or nullptr.
+    SimDevice *deviceAt(const QString &nodePath) const;
 
     // The service loop. `onReady` runs on the loop's thread whenever poll()
     // reports one of `events` (or a hang-up) on `fd`; a later watch of the
@@ -120,7 +135,9 @@ public:
     //     /sys/power/state (SimPowerState) and /dev/sleep0
     //     (SimSleepDevice), writes recorded, nothing suspended; the
     //     stand-ins (standinFolder()) linked in as /sbin/reboot,
-    //     /sbin/poweroff and /usr/bin/v3_poweroff.sh;
+    //     /sbin/poweroff, /usr/bin/v3_poweroff.sh, /bin/ping,
+    //     /bin/ntpclient and /bin/hwclock; the bench's host 192.168.0.1 and
+    //     time server 192.168.0.2 replying (SimBench);
     //     lo and eth0 (192.168.1.50/24, static) with /etc/network/interfaces
     //     and /etc/resolv.conf (SimNetwork, for the ifconfig stand-in).
     //   A9: backlights marvo-backlight.0/.1 with a maximum of 255
@@ -157,6 +174,8 @@ public:
     SimHotplug *hotplug();
     bool plugUsb(int port, SimHotplug::UsbKind kind, const SimMedium &medium = SimMedium());
     bool unplugUsb(int port);
+    bool plugUsb(int hub, int port, SimHotplug::UsbKind kind, const SimMedium &medium = SimMedium());
+    bool unplugUsb(int hub, int port);
     // `image`: a folder whose files the card holds; empty for a blank card.
     bool insertCard(int slot, const QString &image = QString());
     bool insertCard(int slot, const SimMedium &medium);
@@ -165,6 +184,10 @@ public:
     bool removeNetworkInterface(const QString &name);
     // The serial line whose node is `nodePath`, or nullptr.
     SimSerialLine *serialLine(const QString &nodePath) const;
+
+    // What a person or a script does to the terminal (simcontrol.h), made on
+    // first use.
+    SimControl *control();
     bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
                     const void *data, int *result) override;
     bool serveUmount(const char *target, int *result) override;
@@ -191,6 +214,8 @@ private:
     void stopLoop();
 
     QTemporaryDir m_dir;
+    bool m_valid = false;
+    QString m_error;
     QString m_root;
     QByteArray m_previousRoot;
     bool m_hadPreviousRoot = false;
@@ -212,4 +237,6 @@ private:
     // the root folder: mounts inside the root are undone before it goes.
     std::once_flag m_hotplugOnce;
     std::unique_ptr<SimHotplug> m_hotplug;
+    std::once_flag m_controlOnce;
+    std::unique_ptr<SimControl> m_control;
 };

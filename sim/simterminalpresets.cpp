@@ -5,6 +5,7 @@
 #include <QFileInfo>
 
 #include "simbacklight.h"
+#include "simbench.h"
 #include "simbuzzer.h"
 #include "simcustomerdisplay.h"
 #include "simibutton.h"
@@ -61,11 +62,18 @@ void SimTerminal::addPreset(Board board)
     // What restarts or powers off the terminal is a stand-in that only
     // records its call.
     const QString standins = standinFolder();
-    for (const char *program : {"/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh"}) {
+    // So are the programs that would reach the network or set the clock:
+    // the program finds them on the PATH inside the root (MSystemRoot::program)
+    // and they answer for the simulated bench, whose host and time server
+    // reply.
+    for (const char *program : {"/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh", "/bin/ping",
+                                "/bin/ntpclient", "/bin/hwclock"}) {
         const QString logical = QString::fromLatin1(program);
         makeDir(logical.section(QLatin1Char('/'), 0, -2));
         QFile::link(standins + QLatin1Char('/') + logical.section(QLatin1Char('/'), -1), hostPath(logical));
     }
+    SimBench::setHost(*this, QString::fromLatin1(SimBench::Host), SimBench::Reply);
+    SimBench::setHost(*this, QString::fromLatin1(SimBench::TimeServer), SimBench::Reply);
     // Requests from outside: the pppd stand-in's ppp0, cards put in by a script.
     add<SimRequests>();
 

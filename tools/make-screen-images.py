@@ -147,6 +147,36 @@ def pictures():
         ((180, 140, 20), ring(47, 34, 5, 6.5)),
         ((20, 70, 25), rect(26, 47, 38, 50)),
     ]
+    yield "cash2.png", S, S, [
+        # The cash drawer sliding open: a drawer front with its handle, the
+        # tray behind it and an arrow.
+        ((30, 110, 40), disc(c, c, 31)),
+        ((200, 230, 170), polygon([(12, 22), (52, 22), (48, 34), (16, 34)])),
+        ((240, 240, 240), rect(10, 34, 54, 48)),
+        ((40, 120, 50), rect(26, 39, 38, 42)),
+        ((230, 190, 40), disc(24, 27, 4)),
+        ((230, 190, 40), disc(36, 27, 4)),
+        (white, stroke(32, 52, 32, 60, 3)),
+    ]
+    yield "comport1.png", S, S, [
+        # A nine-pin serial connector: the shell and its two rows of pins.
+        ((20, 60, 160), disc(c, c, 31)),
+        ((220, 220, 225), polygon([(8, 20), (56, 20), (50, 44), (14, 44)])),
+        ((60, 60, 70), polygon([(12, 23), (52, 23), (47, 41), (17, 41)])),
+    ] + [((240, 200, 60), disc(18 + 7 * i, 28, 2.4)) for i in range(5)] + [
+        ((240, 200, 60), disc(21.5 + 7 * i, 36, 2.4)) for i in range(4)
+    ]
+    yield "print1.png", S, S, [
+        # A receipt printer with a receipt coming out of it.
+        ((90, 60, 140), disc(c, c, 31)),
+        ((250, 250, 250), rect(20, 8, 44, 30)),
+        ((120, 120, 120), rect(24, 13, 40, 15)),
+        ((120, 120, 120), rect(24, 19, 38, 21)),
+        ((120, 120, 120), rect(24, 25, 36, 27)),
+        ((200, 200, 210), rect(10, 30, 54, 50)),
+        ((60, 60, 70), rect(16, 34, 48, 37)),
+        ((60, 200, 90), disc(46, 44, 3)),
+    ]
     yield "cancel.png", S, S, [
         ((190, 30, 30), disc(c, c, 31)),
         (white, stroke(19, 19, 45, 45, 8)),

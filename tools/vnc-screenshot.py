@@ -1,10 +1,14 @@
 #!/usr/bin/env python3
-"""Saves the screen a VNC server shows as a PNG.
+"""Saves the screen a VNC server shows as a PNG, or taps it.
 
     python3 tools/vnc-screenshot.py PORT OUTPUT.png [HOST]
+    python3 tools/vnc-screenshot.py --tap-colour RRGGBB PORT [HOST]
 
 A minimal RFB 3.3 viewer (no password, raw pixels, one full update), enough
 for the screen kx4test-sim serves with "-platform vnc". Standard library only.
+--tap-colour presses and releases the left button in the middle of the
+pixels of that colour (give or take a little), as a finger on the button of
+that colour would; it fails when the screen shows none.
 """
 import socket
 import struct
@@ -25,7 +29,7 @@ def recv_exact(sock, n):
     return bytes(data)
 
 
-def grab(host, port):
+def connect(host, port):
     sock = socket.create_connection((host, port), timeout=30)
     version = recv_exact(sock, 12)
     if not version.startswith(b"RFB "):
@@ -42,6 +46,11 @@ def grab(host, port):
     # 32 bits a pixel, true colour, little endian, red at bit 16, green 8, blue 0.
     sock.sendall(struct.pack(">BxxxBBBBHHHBBBxxx", 0, 32, 24, 0, 1, 255, 255, 255, 16, 8, 0))
     sock.sendall(struct.pack(">BxHi", 2, 1, 0))  # raw encoding only
+    return sock, width, height
+
+
+def grab(host, port, keep=False):
+    sock, width, height = connect(host, port)
     sock.sendall(struct.pack(">BBHHHH", 3, 0, 0, 0, width, height))
     pixels = bytearray(width * height * 4)
     covered = 0
@@ -70,8 +79,30 @@ def grab(host, port):
             recv_exact(sock, struct.unpack(">I", recv_exact(sock, 4))[0])
         else:
             raise RuntimeError("unknown server message %d" % kind)
+    if keep:
+        return sock, width, height, pixels
     sock.close()
     return width, height, pixels
+
+
+def tap_colour(host, port, colour):
+    """Presses and releases the left button amid the pixels of `colour` (RRGGBB)."""
+    want = [int(colour[i:i + 2], 16) for i in (0, 2, 4)]
+    sock, width, height, pixels = grab(host, port, keep=True)
+    xs = ys = n = 0
+    for y in range(height):
+        for x in range(width):
+            i = (y * width + x) * 4
+            rgb = (pixels[i + 2], pixels[i + 1], pixels[i])
+            if all(abs(a - b) <= 12 for a, b in zip(rgb, want)):
+                xs, ys, n = xs + x, ys + y, n + 1
+    if n == 0:
+        raise RuntimeError("no pixel of colour %s on the screen" % colour)
+    x, y = xs // n, ys // n
+    sock.sendall(struct.pack(">BBHH", 5, 1, x, y))  # pointer event, left button down
+    sock.sendall(struct.pack(">BBHH", 5, 0, x, y))  # and up
+    sock.close()
+    return x, y
 
 
 def save(path, width, height, bgrx):
@@ -84,6 +115,10 @@ def save(path, width, height, bgrx):
 
 
 def main():
+    if len(sys.argv) > 3 and sys.argv[1] == "--tap-colour":
+        host = sys.argv[4] if len(sys.argv) > 4 else "127.0.0.1"
+        print("tapped at %d,%d" % tap_colour(host, int(sys.argv[3]), sys.argv[2]))
+        return
     if len(sys.argv) < 3:
         sys.exit(__doc__)
     host = sys.argv[3] if len(sys.argv) > 3 else "127.0.0.1"

@@ -14,13 +14,21 @@
 // A window that creates a worker without starting it (the burn-in monitor's
 // printer) passes Start::No. Window is any QObject with a signal
 // exitAllThreads() and a slot insertToLog(QString).
+//
+// A worker that is no thread (the disk test, which reacts to device events on
+// the GUI thread) is switched the same way: there is nothing to start, and
+// its exitThread() ends it. A worker that cannot be created (out of memory)
+// gives nullptr and nothing is logged, so the window can say which one failed.
 #pragma once
 
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QThread>
 
 #include <functional>
+#include <new>
+#include <type_traits>
 
 enum class Start { Yes, No };
 
@@ -29,6 +37,7 @@ class WorkerSwitch
 {
 public:
     using Wire = std::function<void(Worker *)>;
+    static constexpr bool IsThread = std::is_base_of<QThread, Worker>::value;
 
     // Switches on (a new worker) or off (stops the current one). Returns the
     // new worker when switched on.
@@ -42,13 +51,17 @@ public:
             window->insertToLog(offText);
             return nullptr;
         }
-        auto *worker = new Worker(nullptr);
+        auto *worker = new (std::nothrow) Worker(nullptr);
+        if (!worker)
+            return nullptr;
         QObject::connect(worker, &Worker::sendMessage, window, &Window::insertToLog);
         QObject::connect(window, &Window::exitAllThreads, worker, &Worker::exitThread);
         if (wire)
             wire(worker);
-        if (start == Start::Yes)
-            worker->start();
+        if constexpr (IsThread) {
+            if (start == Start::Yes)
+                worker->start(QThread::InheritPriority);
+        }
         m_worker = worker;
         window->insertToLog(onText);
         return worker;
@@ -56,7 +69,13 @@ public:
 
     // The worker last switched on, while it exists.
     Worker *worker() const { return m_worker.data(); }
-    bool running() const { return m_worker && m_worker->isRunning(); }
+    bool running() const
+    {
+        if constexpr (IsThread)
+            return m_worker && m_worker->isRunning();
+        else
+            return !m_worker.isNull();
+    }
 
 private:
     QPointer<Worker> m_worker;

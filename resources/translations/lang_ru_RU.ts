@@ -2,6 +2,237 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="ru_RU">
 <context>
+    <name>AutoTestForm</name>
+    <message>
+        <source>Auto test</source>
+        <translation>Автотест</translation>
+    </message>
+    <message>
+        <source>USB ports</source>
+        <translation>Порты USB</translation>
+    </message>
+    <message>
+        <source>1</source>
+        <translation>1</translation>
+    </message>
+    <message>
+        <source>2</source>
+        <translation>2</translation>
+    </message>
+    <message>
+        <source>3</source>
+        <translation>3</translation>
+    </message>
+    <message>
+        <source>4</source>
+        <translation>4</translation>
+    </message>
+    <message>
+        <source>SD card</source>
+        <translation>SD карта</translation>
+    </message>
+    <message>
+        <source>COM ports</source>
+        <translation>COM-порты</translation>
+    </message>
+    <message>
+        <source>4 pin</source>
+        <translation>4 конт.</translation>
+    </message>
+    <message>
+        <source>6 pin</source>
+        <translation>6 конт.</translation>
+    </message>
+    <message>
+        <source>Charging</source>
+        <translation>Питание</translation>
+    </message>
+    <message>
+        <source>Current time:</source>
+        <translation>Текущее время:</translation>
+    </message>
+    <message>
+        <source>Running time:</source>
+        <translation>Время работы:</translation>
+    </message>
+    <message>
+        <source>Ping test</source>
+        <translation>Проверка связи</translation>
+    </message>
+    <message>
+        <source>Readers</source>
+        <translation>Считыватели</translation>
+    </message>
+    <message>
+        <source>MC reader</source>
+        <translation>Считыватель МК</translation>
+    </message>
+    <message>
+        <source>Track 1</source>
+        <translation>Дорожка 1</translation>
+    </message>
+    <message>
+        <source>Track 2</source>
+        <translation>Дорожка 2</translation>
+    </message>
+    <message>
+        <source>Track 3</source>
+        <translation>Дорожка 3</translation>
+    </message>
+    <message>
+        <source>RFID reader</source>
+        <translation>Считыватель RFID</translation>
+    </message>
+    <message>
+        <source>TB reader</source>
+        <translation>Считыватель TM</translation>
+    </message>
+    <message>
+        <source>CPU stat</source>
+        <translation>Процессор</translation>
+    </message>
+    <message>
+        <source>CPU info:</source>
+        <translation>Процессор:</translation>
+    </message>
+    <message>
+        <source>CPU busy:</source>
+        <translation>Загрузка:</translation>
+    </message>
+    <message>
+        <source>Average:</source>
+        <translation>Средняя:</translation>
+    </message>
+    <message>
+        <source>Memory total:</source>
+        <translation>Память всего:</translation>
+    </message>
+    <message>
+        <source>Memory free:</source>
+        <translation>Память свободно:</translation>
+    </message>
+    <message>
+        <source>IP addresses</source>
+        <translation>IP-адреса</translation>
+    </message>
+    <message>
+        <source>IP address (wired):</source>
+        <translation>IP-адрес (сеть):</translation>
+    </message>
+    <message>
+        <source>IP address (3G):</source>
+        <translation>IP-адрес (3G):</translation>
+    </message>
+    <message>
+        <source>IP address (Wi-Fi):</source>
+        <translation>IP-адрес (Wi-Fi):</translation>
+    </message>
+    <message>
+        <source>Manual test</source>
+        <translation>Ручные тесты</translation>
+    </message>
+    <message>
+        <source>Open cash driver</source>
+        <translation>Денежный ящик</translation>
+    </message>
+    <message>
+        <source>COM port test</source>
+        <translation>Тест COM-портов</translation>
+    </message>
+    <message>
+        <source>Printer &amp;&amp; cutter test</source>
+        <translation>Принтер и отрезчик</translation>
+    </message>
+    <message>
+        <source>Shutdown</source>
+        <translation>Выключить</translation>
+    </message>
+    <message>
+        <source>Auto test main form create begin...</source>
+        <translation>Создание формы автотеста...</translation>
+    </message>
+    <message>
+        <source>Signal &lt;INT&gt;.</source>
+        <translation>Сигнал &lt;INT&gt;.</translation>
+    </message>
+    <message>
+        <source>Init power devices successful.</source>
+        <translation>Устройства питания инициализированы.</translation>
+    </message>
+    <message>
+        <source>Error init power devices.</source>
+        <translation>Ошибка инициализации устройств питания.</translation>
+    </message>
+    <message>
+        <source>IButton monitor is On.</source>
+        <translation>Монитор iButton включён.</translation>
+    </message>
+    <message>
+        <source>RFID monitor is On.</source>
+        <translation>Монитор RFID включён.</translation>
+    </message>
+    <message>
+        <source>MSR monitor is On.</source>
+        <translation>Монитор считывателя МК включён.</translation>
+    </message>
+    <message>
+        <source>Customer display thread is On.</source>
+        <translation>Тест дисплея покупателя включён.</translation>
+    </message>
+    <message>
+        <source>Print thread is On.</source>
+        <translation>Тест принтера создан.</translation>
+    </message>
+    <message>
+        <source>Ping process running.</source>
+        <translation>Проверка связи запущена.</translation>
+    </message>
+    <message>
+        <source>Auto test main form created.</source>
+        <translation>Форма автотеста создана.</translation>
+    </message>
+    <message>
+        <source>Ping timeout (%1)</source>
+        <translation>Нет ответа (%1)</translation>
+    </message>
+    <message>
+        <source>UPS value change: %1.</source>
+        <translation>Заряд батареи: %1.</translation>
+    </message>
+    <message>
+        <source>UPS status change: %1.</source>
+        <translation>Состояние батареи: %1.</translation>
+    </message>
+    <message>
+        <source>Wait...</source>
+        <translation>Ждите...</translation>
+    </message>
+    <message>
+        <source>COM 1 ports test is On.</source>
+        <translation>Тест порта COM 1 включён.</translation>
+    </message>
+    <message>
+        <source>COM 2 ports test is On.</source>
+        <translation>Тест порта COM 2 включён.</translation>
+    </message>
+    <message>
+        <source>Create COM 1 ports test error.</source>
+        <translation>Ошибка создания теста порта COM 1.</translation>
+    </message>
+    <message>
+        <source>Create COM 2 ports test error.</source>
+        <translation>Ошибка создания теста порта COM 2.</translation>
+    </message>
+    <message>
+        <source>Signal &lt;TERM&gt;.</source>
+        <translation>Сигнал &lt;TERM&gt;.</translation>
+    </message>
+    <message>
+        <source>Shutdown application.</source>
+        <translation>Завершение программы.</translation>
+    </message>
+</context>
+<context>
     <name>COMThread</name>
     <message>
         <source>COMThread: Bad port number %1</source>
@@ -242,6 +473,437 @@
     <message>
         <source>IButtonThread &lt;run&gt; finished.</source>
         <translation>IButtonThread &lt;run&gt; завершён.</translation>
+    </message>
+</context>
+<context>
+    <name>KX4TestMainWindow</name>
+    <message>
+        <source>COM1 - no tested</source>
+        <translation>COM1 - не проверен</translation>
+    </message>
+    <message>
+        <source>COM2 - no tested</source>
+        <translation>COM2 - не проверен</translation>
+    </message>
+    <message>
+        <source>Disk test is off.</source>
+        <translation>Тест дисков выключен.</translation>
+    </message>
+    <message>
+        <source>Write settings.</source>
+        <translation>Запись настроек.</translation>
+    </message>
+    <message>
+        <source>Error connect to USBSignal (1).</source>
+        <translation>Ошибка подключения к USBSignal (1).</translation>
+    </message>
+    <message>
+        <source>Error connect to USBSignal (2).</source>
+        <translation>Ошибка подключения к USBSignal (2).</translation>
+    </message>
+    <message>
+        <source>Error connect to USBSignal (3).</source>
+        <translation>Ошибка подключения к USBSignal (3).</translation>
+    </message>
+    <message>
+        <source>Error connect to USBSignal (4).</source>
+        <translation>Ошибка подключения к USBSignal (4).</translation>
+    </message>
+    <message>
+        <source>Error connect to USBSignal (5).</source>
+        <translation>Ошибка подключения к USBSignal (5).</translation>
+    </message>
+    <message>
+        <source>Init power devices successful.</source>
+        <translation>Устройства питания инициализированы.</translation>
+    </message>
+    <message>
+        <source>Error init power devices.</source>
+        <translation>Ошибка инициализации устройств питания.</translation>
+    </message>
+    <message>
+        <source>Ping finished.</source>
+        <translation>Ping завершён.</translation>
+    </message>
+    <message>
+        <source>CPU: %1 (%2)</source>
+        <translation>CPU: %1 (%2)</translation>
+    </message>
+    <message>
+        <source>Memory total: %1</source>
+        <translation>Память всего: %1</translation>
+    </message>
+    <message>
+        <source>Memory free: %1</source>
+        <translation>Память свободно: %1</translation>
+    </message>
+    <message>
+        <source>%1: no address</source>
+        <translation>%1: нет адреса</translation>
+    </message>
+    <message>
+        <source>CPU load: %1%</source>
+        <translation>Загрузка ЦП: %1%</translation>
+    </message>
+    <message>
+        <source>Mains, %1</source>
+        <translation>Сеть, %1</translation>
+    </message>
+    <message>
+        <source>Battery, %1</source>
+        <translation>Батарея, %1</translation>
+    </message>
+    <message>
+        <source>Signal &lt;TERM&gt;.</source>
+        <translation>Сигнал &lt;TERM&gt;.</translation>
+    </message>
+    <message>
+        <source>Shutdown application.</source>
+        <translation>Завершение программы.</translation>
+    </message>
+    <message>
+        <source>MSR monitor is On.</source>
+        <translation>Монитор магнитных карт включён.</translation>
+    </message>
+    <message>
+        <source>MSR monitor is Off.</source>
+        <translation>Монитор магнитных карт выключен.</translation>
+    </message>
+    <message>
+        <source>RFID monitor is On.</source>
+        <translation>Монитор RFID включён.</translation>
+    </message>
+    <message>
+        <source>RFID monitor is Off.</source>
+        <translation>Монитор RFID выключен.</translation>
+    </message>
+    <message>
+        <source>IButton monitor is On.</source>
+        <translation>Монитор iButton включён.</translation>
+    </message>
+    <message>
+        <source>IButton monitor is Off.</source>
+        <translation>Монитор iButton выключен.</translation>
+    </message>
+    <message>
+        <source>Print thread is On.</source>
+        <translation>Тест печати включён.</translation>
+    </message>
+    <message>
+        <source>Print thread is Off.</source>
+        <translation>Тест печати выключен.</translation>
+    </message>
+    <message>
+        <source>Customer display thread is On.</source>
+        <translation>Тест дисплея покупателя включён.</translation>
+    </message>
+    <message>
+        <source>Customer display thread is Off.</source>
+        <translation>Тест дисплея покупателя выключен.</translation>
+    </message>
+    <message>
+        <source>COM 1 ports test is On.</source>
+        <translation>Тест порта COM 1 включён.</translation>
+    </message>
+    <message>
+        <source>COM 2 ports test is On.</source>
+        <translation>Тест порта COM 2 включён.</translation>
+    </message>
+    <message>
+        <source>COM 1 ports test is Off.</source>
+        <translation>Тест порта COM 1 выключен.</translation>
+    </message>
+    <message>
+        <source>COM 2 ports test is Off.</source>
+        <translation>Тест порта COM 2 выключен.</translation>
+    </message>
+    <message>
+        <source>Create COM 1 ports test error.</source>
+        <translation>Ошибка создания теста порта COM 1.</translation>
+    </message>
+    <message>
+        <source>Create COM 2 ports test error.</source>
+        <translation>Ошибка создания теста порта COM 2.</translation>
+    </message>
+    <message>
+        <source>DiskTest monitor is On.</source>
+        <translation>Монитор дисков включён.</translation>
+    </message>
+    <message>
+        <source>DiskTest monitor is Off.</source>
+        <translation>Монитор дисков выключен.</translation>
+    </message>
+    <message>
+        <source>Waiting for an SD card or a USB stick.</source>
+        <translation>Ожидание SD-карты или USB-накопителя.</translation>
+    </message>
+    <message>
+        <source>COM1 - OK</source>
+        <translation>COM1 - исправен</translation>
+    </message>
+    <message>
+        <source>COM2 - OK</source>
+        <translation>COM2 - исправен</translation>
+    </message>
+    <message>
+        <source>COM1 - ERROR</source>
+        <translation>COM1 - ОШИБКА</translation>
+    </message>
+    <message>
+        <source>COM2 - ERROR</source>
+        <translation>COM2 - ОШИБКА</translation>
+    </message>
+    <message>
+        <source>Brightness change to: %1</source>
+        <translation>Яркость изменена на: %1</translation>
+    </message>
+    <message>
+        <source>%1: device present.</source>
+        <translation>%1: устройство найдено.</translation>
+    </message>
+    <message>
+        <source>%1: no device.</source>
+        <translation>%1: устройства нет.</translation>
+    </message>
+    <message>
+        <source>%1: mounted, testing...</source>
+        <translation>%1: смонтировано, проверка...</translation>
+    </message>
+    <message>
+        <source>%1: mount error %2: no file system that can be mounted (vfat, ext3, ntfs).</source>
+        <translation>%1: ошибка монтирования %2: нет файловой системы, которую можно смонтировать (vfat, ext3, ntfs).</translation>
+    </message>
+    <message>
+        <source>%1: OK, written and read back.</source>
+        <translation>%1: исправно, записано и прочитано.</translation>
+    </message>
+    <message>
+        <source>the test file could not be created (write-protected or full?)</source>
+        <translation>не удалось создать тестовый файл (защита от записи или нет места?)</translation>
+    </message>
+    <message>
+        <source>the test file could not be opened again</source>
+        <translation>не удалось снова открыть тестовый файл</translation>
+    </message>
+    <message>
+        <source>the file read back differs from what was written</source>
+        <translation>прочитанный файл отличается от записанного</translation>
+    </message>
+    <message>
+        <source>unknown error</source>
+        <translation>неизвестная ошибка</translation>
+    </message>
+    <message>
+        <source>%1: error %2: %3.</source>
+        <translation>%1: ошибка %2: %3.</translation>
+    </message>
+    <message>
+        <source>Added: %1</source>
+        <translation>Подключено: %1</translation>
+    </message>
+    <message>
+        <source>Removed: %1</source>
+        <translation>Отключено: %1</translation>
+    </message>
+    <message>
+        <source>Changed: %1</source>
+        <translation>Изменено: %1</translation>
+    </message>
+    <message>
+        <source>Network: bad IP address &quot;%1&quot;. Nothing was saved.</source>
+        <translation>Сеть: неверный IP-адрес &quot;%1&quot;. Ничего не сохранено.</translation>
+    </message>
+    <message>
+        <source>Network: bad network mask &quot;%1&quot;. Nothing was saved.</source>
+        <translation>Сеть: неверная маска &quot;%1&quot;. Ничего не сохранено.</translation>
+    </message>
+    <message>
+        <source>Network: bad gateway &quot;%1&quot;. Nothing was saved.</source>
+        <translation>Сеть: неверный шлюз &quot;%1&quot;. Ничего не сохранено.</translation>
+    </message>
+    <message>
+        <source>Network: bad name server &quot;%1&quot;. Nothing was saved.</source>
+        <translation>Сеть: неверный DNS-сервер &quot;%1&quot;. Ничего не сохранено.</translation>
+    </message>
+    <message>
+        <source>Network: the interface file cannot be written.</source>
+        <translation>Сеть: не удаётся записать файл интерфейсов.</translation>
+    </message>
+    <message>
+        <source>Network: no resolver file, the name servers were not saved.</source>
+        <translation>Сеть: нет файла resolv.conf, DNS-серверы не сохранены.</translation>
+    </message>
+    <message>
+        <source>Network: settings of %1 saved.</source>
+        <translation>Сеть: настройки %1 сохранены.</translation>
+    </message>
+    <message>
+        <source>Network: settings of %1 saved and applied.</source>
+        <translation>Сеть: настройки %1 сохранены и применены.</translation>
+    </message>
+    <message>
+        <source>Network: %1 %2...</source>
+        <translation>Сеть: %1 %2...</translation>
+    </message>
+    <message>
+        <source>Network: %1 %2 did not end.</source>
+        <translation>Сеть: %1 %2 не завершился.</translation>
+    </message>
+    <message>
+        <source>Network: %1 %2 failed (%3).</source>
+        <translation>Сеть: ошибка %1 %2 (%3).</translation>
+    </message>
+    <message>
+        <source>Samba is not installed.</source>
+        <translation>Samba не установлена.</translation>
+    </message>
+    <message>
+        <source>Samba: bad NetBIOS name &quot;%1&quot; (up to 15 letters, digits, dashes). Nothing was saved.</source>
+        <translation>Samba: неверное имя NetBIOS &quot;%1&quot; (до 15 латинских букв, цифр, дефисов). Ничего не сохранено.</translation>
+    </message>
+    <message>
+        <source>Samba: bad workgroup &quot;%1&quot; (up to 15 letters, digits, dashes). Nothing was saved.</source>
+        <translation>Samba: неверная рабочая группа &quot;%1&quot; (до 15 латинских букв, цифр, дефисов). Ничего не сохранено.</translation>
+    </message>
+    <message>
+        <source>Samba: the password may not hold control characters. Nothing was saved.</source>
+        <translation>Samba: пароль не может содержать управляющие символы. Ничего не сохранено.</translation>
+    </message>
+    <message>
+        <source>Samba: the password of %1 was not changed.</source>
+        <translation>Samba: пароль %1 не изменён.</translation>
+    </message>
+    <message>
+        <source>Samba: not every setting could be saved.</source>
+        <translation>Samba: не все настройки удалось сохранить.</translation>
+    </message>
+    <message>
+        <source>Samba: sharing on, settings saved.</source>
+        <translation>Samba: общий доступ включён, настройки сохранены.</translation>
+    </message>
+    <message>
+        <source>Samba: sharing off.</source>
+        <translation>Samba: общий доступ выключен.</translation>
+    </message>
+    <message>
+        <source>Scanning...</source>
+        <translation>Поиск...</translation>
+    </message>
+    <message>
+        <source>Open</source>
+        <translation>Открытая</translation>
+    </message>
+    <message>
+        <source>WiFi: no scan (is %1 up?)</source>
+        <translation>WiFi: поиск не выполнен (%1 включён?)</translation>
+    </message>
+    <message>
+        <source>WiFi: networks found: %1.</source>
+        <translation>WiFi: найдено сетей: %1.</translation>
+    </message>
+    <message>
+        <source>WiFi: choose a network or type its name (up to 32 characters).</source>
+        <translation>WiFi: выберите сеть или введите её имя (до 32 символов).</translation>
+    </message>
+    <message>
+        <source>WiFi: %1 networks cannot be set up here.</source>
+        <translation>WiFi: сети %1 здесь не настраиваются.</translation>
+    </message>
+    <message>
+        <source>WiFi: the pass phrase must be 8 to 63 plain characters.</source>
+        <translation>WiFi: пароль должен содержать от 8 до 63 латинских символов.</translation>
+    </message>
+    <message>
+        <source>WiFi: network &quot;%1&quot; saved, connecting.</source>
+        <translation>WiFi: сеть &quot;%1&quot; сохранена, подключение.</translation>
+    </message>
+    <message>
+        <source>WiFi: connected.</source>
+        <translation>WiFi: подключено.</translation>
+    </message>
+    <message>
+        <source>WiFi: the supplicant does not answer.</source>
+        <translation>WiFi: wpa_supplicant не отвечает.</translation>
+    </message>
+    <message>
+        <source>WiFi: %1.</source>
+        <translation>WiFi: %1.</translation>
+    </message>
+    <message>
+        <source>Internal modem power if %1.</source>
+        <translation>Питание встроенного модема %1.</translation>
+    </message>
+    <message>
+        <source>GPRS: the modem power cannot be switched.</source>
+        <translation>GPRS: не удаётся переключить питание модема.</translation>
+    </message>
+    <message>
+        <source>GPRS: bad APN &quot;%1&quot; (letters, digits, dots, dashes).</source>
+        <translation>GPRS: неверная точка доступа &quot;%1&quot; (латинские буквы, цифры, точки, дефисы).</translation>
+    </message>
+    <message>
+        <source>GPRS: bad number &quot;%1&quot; (digits, *, # and +).</source>
+        <translation>GPRS: неверный номер &quot;%1&quot; (цифры, *, # и +).</translation>
+    </message>
+    <message>
+        <source>GPRS: dial %1 on %2, APN &quot;%3&quot;.</source>
+        <translation>GPRS: набор %1 на %2, точка доступа &quot;%3&quot;.</translation>
+    </message>
+    <message>
+        <source>GPRS: dialling...</source>
+        <translation>GPRS: набор номера...</translation>
+    </message>
+    <message>
+        <source>GPRS: no number or no port.</source>
+        <translation>GPRS: не задан номер или порт.</translation>
+    </message>
+    <message>
+        <source>GPRS: there is no port %1.</source>
+        <translation>GPRS: порта %1 нет.</translation>
+    </message>
+    <message>
+        <source>GPRS: pppd did not start.</source>
+        <translation>GPRS: pppd не запустился.</translation>
+    </message>
+    <message>
+        <source>GPRS: link up (%1).</source>
+        <translation>GPRS: соединение установлено (%1).</translation>
+    </message>
+    <message>
+        <source>GPRS: pppd running, no link yet.</source>
+        <translation>GPRS: pppd работает, соединения ещё нет.</translation>
+    </message>
+    <message>
+        <source>GPRS: pppd not running.</source>
+        <translation>GPRS: pppd не запущен.</translation>
+    </message>
+    <message>
+        <source>GPRS: hang up.</source>
+        <translation>GPRS: разъединение.</translation>
+    </message>
+    <message>
+        <source>GPRS: link down.</source>
+        <translation>GPRS: соединение разорвано.</translation>
+    </message>
+    <message>
+        <source>GPRS: pppd started.</source>
+        <translation>GPRS: pppd запущен.</translation>
+    </message>
+    <message>
+        <source>GPRS: pppd finished.</source>
+        <translation>GPRS: pppd завершён.</translation>
+    </message>
+    <message>
+        <source>GPRS: bad host &quot;%1&quot;.</source>
+        <translation>GPRS: неверный адрес &quot;%1&quot;.</translation>
+    </message>
+    <message>
+        <source>GPRS: the link is down, dial first.</source>
+        <translation>GPRS: нет соединения, сначала соединитесь.</translation>
+    </message>
+    <message>
+        <source>Ping %1 over %2:</source>
+        <translation>Ping %1 через %2:</translation>
     </message>
 </context>
 <context>

@@ -35,7 +35,10 @@ bool isVnc(const QByteArray &platform)
 
 } // namespace
 
-VncLocalOnly::VncLocalOnly() = default;
+VncLocalOnly::VncLocalOnly(const char *what)
+    : m_what(what)
+{
+}
 
 VncLocalOnly::~VncLocalOnly()
 {
@@ -145,7 +148,7 @@ bool VncLocalOnly::eventFilter(QObject *watched, QEvent *event)
         server->close(); // had it got through after all, it would listen on every interface
     m_listening = server && server->listen(QHostAddress::LocalHost, m_port);
     if (m_listening)
-        std::printf("Watch it with a VNC viewer on localhost:%u\n", m_port);
+        std::printf("Watch %s with a VNC viewer on localhost:%u\n", m_what.constData(), m_port);
     else
         std::fprintf(stderr, "kx4test-sim: the VNC screen could not be opened on localhost:%u%s%s\n", m_port,
                      server ? ": " : "", server ? qPrintable(server->errorString()) : "");

@@ -18,7 +18,9 @@
 class VncLocalOnly : public QObject
 {
 public:
-    VncLocalOnly();
+    // `what` names the screen in the line that says how to watch it ("it",
+    // "the panel").
+    explicit VncLocalOnly(const char *what = "it");
     ~VncLocalOnly() override;
 
     // Call before the application object. Looks at the platform the program
@@ -48,4 +50,5 @@ private:
     bool m_listening = false;
     bool m_done = false;
     QByteArray m_platformArgument; // the rewritten "-platform" value; argv points here
+    QByteArray m_what;
 };

@@ -14,6 +14,8 @@
 
 namespace {
 const QString Port = QStringLiteral("/dev/ttyS1");
+// What the results carry: the port's name.
+const QString PortName = QStringLiteral("ttyS1");
 const QString Finished = QStringLiteral("COMThread <run> finished.");
 // Bounds for a worker that hangs; a full pass takes about ten seconds.
 const int FullPassGiveUpMs = 120000;
@@ -116,8 +118,8 @@ private slots:
             waits += patternWaits(baud).repeated(3);
         }
         QCOMPARE(b.recorder.speeds().mid(0, 18), speeds);
-        QCOMPARE(b.recorder.ports(), QVector<QString>(19, Port).toList());
-        QCOMPARE(b.probe.events, QStringList() << verdict(Port, true) << Finished);
+        QCOMPARE(b.recorder.ports(), QVector<QString>(19, PortName).toList());
+        QCOMPARE(b.probe.events, QStringList() << verdict(PortName, true) << Finished);
         const QString log = b.waits.log(b.worker).join(';') + ';';
         QVERIFY2(QRegularExpression(waits + '$').match(log).hasMatch(), qPrintable(log));
         // The echo at 2400 baud takes a second: it came in parts.
@@ -211,7 +213,7 @@ private slots:
         QVERIFY2(b.probe.waitEnded(30000), "the worker did not finish");
 
         QCOMPARE(b.recorder.results(), results);
-        QCOMPARE(b.probe.events, QStringList() << verdict(Port, false) << Finished);
+        QCOMPARE(b.probe.events, QStringList() << verdict(PortName, false) << Finished);
         QCOMPARE(b.line->received().size(), bytesSent);
         QVERIFY(b.line->received().startsWith(ascending().left(bytesSent)));
         const QStringList log = b.waits.log(b.worker);
@@ -265,7 +267,7 @@ private slots:
         });
         b.worker->start();
         QVERIFY(b.probe.waitEnded());
-        QCOMPARE(b.probe.events, QStringList() << verdict(Port, !openRefused) << Finished);
+        QCOMPARE(b.probe.events, QStringList() << verdict(PortName, !openRefused) << Finished);
         QCOMPARE(b.recorder.results(), results);
         QCOMPARE(b.line->received().size(), bytesSent);
         QTRY_COMPARE(b.probe.logLines.filter("COMThread"),

@@ -378,6 +378,40 @@ private slots:
         worker.intClosePRNDevice();
     }
 
+    // A stop ends the worker and closes the printer whatever the printer
+    // does with the lines it still holds: paper out ends the draining at
+    // once, a head that does not move after 3000 ms of polls.
+    void stopWhateverThePrinterDoes_data()
+    {
+        QTest::addColumn<bool>("paperOut");
+        QTest::addColumn<bool>("silent");
+        QTest::addColumn<int>("polls"); // 200 ms waits after the stop
+        QTest::newRow("paper out") << true << false << 1;
+        QTest::newRow("head stalled") << false << false << 15;
+        QTest::newRow("head stalled, status unanswered") << false << true << 1;
+    }
+    void stopWhateverThePrinterDoes()
+    {
+        QFETCH(bool, paperOut);
+        QFETCH(bool, silent);
+        QFETCH(int, polls);
+        Bench b;
+        b.printer->setPaperOut(paperOut);
+        b.printer->setStalled(true);
+        b.worker->start();
+        QTRY_VERIFY_WITH_TIMEOUT(b.probe.events.contains(paperOut ? "PRN: No paper." : "Wait next cycle."), 10000);
+        QVERIFY(b.printer->unprintedLines() > 0);
+        b.printer->setStatusSilent(silent);
+        const int before = b.waits.log(b.worker).size();
+        b.worker->exitThread();
+        b.worker->wakeUp();
+        QVERIFY(b.probe.waitEnded(10000));
+        QCOMPARE(b.probe.events.mid(b.probe.events.size() - 3), closingLines);
+        QCOMPARE(b.printer->openHandles(), 0);
+        QVERIFY(b.printer->unprintedLines() > 0);
+        QCOMPARE(b.waits.log(b.worker).mid(before).filter(QStringLiteral("sleep 200")).size(), polls);
+    }
+
     // The dot pattern: 8-row bands alternating between two rows, starting
     // with the one that begins with a black byte.
     void printerTest1()

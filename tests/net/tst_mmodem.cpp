@@ -155,6 +155,33 @@ private slots:
         QVERIFY(MModem::setPowerIntModem(false));
     }
 
+    // A second dial while the first daemon is on line ends that one, then
+    // really dials again with the new access point name.
+    void redial()
+    {
+        QVERIFY(MModem::setPowerIntModem(true));
+        MModem modem;
+        modem.port = QStringLiteral("/dev/ttyS0");
+        QSignalSpy linkUp(&modem, &MModem::linkUp);
+        QSignalSpy finished(&modem, &MModem::pppFinished);
+        QCOMPARE(modem.modemDial(), 0);
+        QVERIFY(linkUp.wait(20000));
+        m_line->clearRecords();
+        modem.apn = QStringLiteral("work.apn");
+        QCOMPARE(modem.modemDial(), 0);
+        QCOMPARE(finished.size(), 1); // the first daemon ended before the second began
+        QCOMPARE(modem.pppProcess.state(), QProcess::Running);
+        QTRY_COMPARE_WITH_TIMEOUT(linkUp.size(), 2, 20000);
+        QVERIFY(m_line->commands().contains("AT+CGDCONT=1,\"IP\",\"work.apn\""));
+        int pppds = 0;
+        for (const QStringList &call : calls())
+            pppds += call.value(0) == QLatin1String("pppd");
+        QCOMPARE(pppds, 2);
+        modem.modemHangup();
+        QVERIFY(finished.wait(20000));
+        QVERIFY(MModem::setPowerIntModem(false));
+    }
+
     // ppp interfaces, and only they, are the link.
     void linkEvents()
     {

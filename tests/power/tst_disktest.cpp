@@ -132,7 +132,7 @@ private slots:
         QCOMPARE(disk.device, runs ? name : QString());
         QCOMPARE(waits.log(QThread::currentThread()), runs && !removal ? QStringList{"events 300"} : QStringList());
         if (runs)
-            QCOMPARE(r.messages, (QStringList{"DiskTest: dev = /dev/sda1", "DiskTest: device not present."}));
+            QCOMPARE(r.messages, (QStringList{"DiskTest: dev = /dev/" + name, "DiskTest: device not present."}));
     }
 
     // Plugged in and pulled out: one run each, the SD card only in the
@@ -167,13 +167,40 @@ private slots:
         // The card as it was: its own file, no test file left behind.
         QCOMPARE(m_storage->contents("/dev/mmcblk0p1").keys(), QStringList{"own.txt"});
 
-        // Pulled out, stick first (a run on the card's removal would fall
-        // back to a stick still plugged in): removals ignore the mode.
+        // Pulled out, the card while the stick is still in: the run finds
+        // the card gone and leaves the stick alone. Removals ignore the mode.
         r.clear();
-        QVERIFY(m_sim->unplugUsb(1));
+        const int mounts = m_storage->mountCalls().size();
         QVERIFY(m_sim->removeCard(0));
+        QVERIFY(m_sim->unplugUsb(1));
         QTRY_COMPARE_WITH_TIMEOUT(r.results, (QStringList{"deviceNotPresent", "deviceNotPresent"}), 20000);
-        QCOMPARE(r.messages.filter("device not present").size(), 2);
+        QCOMPARE(r.devices(), (QStringList{"DiskTest: dev = /dev/mmcblk0p1", "DiskTest: dev = /dev/sda1"}));
+        QCOMPARE(m_storage->mountCalls().size(), mounts);
+    }
+
+    // A run without a device named falls back to the first stick, except
+    // when only SD cards are tested.
+    void fallback_data()
+    {
+        QTest::addColumn<bool>("onlySDCard");
+        QTest::addColumn<QString>("result");
+        QTest::newRow("manual") << false << "diskOk";
+        QTest::newRow("SD only") << true << "deviceNotPresent";
+    }
+    void fallback()
+    {
+        QFETCH(bool, onlySDCard);
+        QFETCH(QString, result);
+        QVERIFY(m_sim->plugUsb(1, SimHotplug::UsbKind::Storage));
+        deliverEvents();
+        DiskTest disk;
+        disk.onlySDCard = onlySDCard;
+        Results r(&disk);
+        disk.work();
+        QCOMPARE(r.results, QStringList{result});
+        QCOMPARE(r.devices().size(), 1);
+        QCOMPARE(r.devices().first() == "DiskTest: dev = /dev/sda1", !onlySDCard);
+        QVERIFY(nothingMounted());
     }
 
     // What a card does to the run. Always unmounted after a mount, and the

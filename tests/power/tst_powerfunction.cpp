@@ -19,6 +19,7 @@ class TestPowerFunction : public QObject
 private slots:
     void processSignals_data();
     void processSignals();
+    void newestTakesSignalsAndHandsThemBack();
     void sleepNeedsInit();
     void powerActions_data();
     void powerActions();
@@ -47,6 +48,25 @@ void TestPowerFunction::processSignals()
     QCOMPARE(wanted.count(), 0);
     QTRY_COMPARE(wanted.count(), 2);
     QCOMPARE(other.count(), 0);
+}
+
+// A form's own power functions take the signals while they exist; when they
+// go, the signals go back to the older ones, a signal not yet handled too.
+void TestPowerFunction::newestTakesSignalsAndHandsThemBack()
+{
+    PowerFunction older;
+    QSignalSpy olderTerm(&older, &PowerFunction::signalTERM);
+    auto *newer = new PowerFunction;
+    QSignalSpy newerTerm(newer, &PowerFunction::signalTERM);
+    QCOMPARE(::raise(SIGTERM), 0);
+    QTRY_COMPARE(newerTerm.count(), 1);
+    QCOMPARE(olderTerm.count(), 0);
+
+    QCOMPARE(::raise(SIGTERM), 0); // not handled before the newer ones go
+    delete newer;
+    QTRY_COMPARE(olderTerm.count(), 1);
+    QCOMPARE(::raise(SIGTERM), 0);
+    QTRY_COMPARE(olderTerm.count(), 2);
 }
 
 void TestPowerFunction::sleepNeedsInit()

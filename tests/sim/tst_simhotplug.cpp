@@ -14,7 +14,7 @@
 namespace {
 const int GiveUpMs = 10000;
 
-enum Change { PlugStorage, PlugConverter, InsertCard, AddPpp };
+enum Change { PlugStorage, PlugConverter, PlugMouseHub2, InsertCard, AddPpp };
 
 bool apply(SimTerminal &sim, Change change, bool on)
 {
@@ -23,6 +23,8 @@ bool apply(SimTerminal &sim, Change change, bool on)
         return on ? sim.plugUsb(2, SimHotplug::UsbKind::Storage) : sim.unplugUsb(2);
     case PlugConverter:
         return on ? sim.plugUsb(4, SimHotplug::UsbKind::SerialConverter) : sim.unplugUsb(4);
+    case PlugMouseHub2: // an inner port of the second hub
+        return on ? sim.plugUsb(2, 7, SimHotplug::UsbKind::Mouse) : sim.unplugUsb(2, 7);
     case InsertCard:
         return on ? sim.insertCard(0) : sim.removeCard(0);
     case AddPpp:
@@ -109,6 +111,12 @@ private slots:
             << nulTerminated({"bind@" + stick, "ACTION=bind", "DEVPATH=" + stick, "SUBSYSTEM=usb", "MAJOR=189",
                               "MINOR=2", "DEVNAME=bus/usb/001/003", "DEVTYPE=usb_device", "DRIVER=usb",
                               "PRODUCT=58f/6387/100", "TYPE=0/0/0", "BUSNUM=001", "DEVNUM=003", "SEQNUM=1005"});
+        const QByteArray mouse = "/devices/platform/ohci-platform/usb2/2-1/2-1.7";
+        QTest::newRow("mouse on hub 2")
+            << int(PlugMouseHub2) << 0
+            << nulTerminated({"add@" + mouse, "ACTION=add", "DEVPATH=" + mouse, "SUBSYSTEM=usb", "MAJOR=189",
+                              "MINOR=130", "DEVNAME=bus/usb/002/003", "DEVTYPE=usb_device", "PRODUCT=46d/c077/7200",
+                              "TYPE=0/0/0", "BUSNUM=002", "DEVNUM=003", "SEQNUM=1001"});
         QTest::newRow("ppp0") << int(AddPpp) << 0
                               << nulTerminated({"add@/devices/virtual/net/ppp0", "ACTION=add",
                                                 "DEVPATH=/devices/virtual/net/ppp0", "SUBSYSTEM=net",
@@ -147,6 +155,13 @@ private slots:
             << "remove@ttyUSB0 unbind@ttyUSB0 remove@ttyUSB0 unbind@1-1.4:1.0 remove@1-1.4:1.0 unbind@1-1.4 "
                "remove@1-1.4"
             << QStringList{"/dev/ttyUSB0"};
+        QTest::newRow("mouse") << int(PlugMouseHub2)
+                               << "add@2-1.7 add@2-1.7:1.0 add@0003:046D:C077.0001 add@input3 add@mouse0 add@event3 "
+                                  "bind@0003:046D:C077.0001 bind@2-1.7:1.0 bind@2-1.7"
+                               << "remove@event3 remove@mouse0 remove@input3 unbind@0003:046D:C077.0001 "
+                                  "remove@0003:046D:C077.0001 unbind@2-1.7:1.0 remove@2-1.7:1.0 unbind@2-1.7 "
+                                  "remove@2-1.7"
+                               << QStringList{"/dev/input/mouse0", "/dev/input/event3"};
         QTest::newRow("card") << int(InsertCard) << "add@mmc0:0001 add@mmcblk0 add@mmcblk0p1 bind@mmc0:0001"
                               << "remove@mmcblk0p1 remove@mmcblk0 unbind@mmc0:0001 remove@mmc0:0001"
                               << QStringList{"/dev/mmcblk0", "/dev/mmcblk0p1"};

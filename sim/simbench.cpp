@@ -1,0 +1,36 @@
+#include "simbench.h"
+
+#include "simterminal.h"
+
+#include <QRegularExpression>
+
+namespace {
+const char *const BenchFolder = "/var/lib/kx4sim/bench/";
+
+bool validAddress(const QString &address)
+{
+    static const QRegularExpression plain(QStringLiteral("^[A-Za-z0-9][A-Za-z0-9.-]*$"));
+    return plain.match(address).hasMatch();
+}
+}
+
+bool SimBench::setHost(SimTerminal &sim, const QString &address, Answer answer)
+{
+    if (!validAddress(address))
+        return false;
+    static const char *const words[] = {"reply\n", "silent\n", "unreachable\n"};
+    return sim.writeFile(QString::fromLatin1(BenchFolder) + address, QByteArray(words[answer]));
+}
+
+bool SimBench::removeHost(SimTerminal &sim, const QString &address)
+{
+    return validAddress(address) && sim.removeFile(QString::fromLatin1(BenchFolder) + address);
+}
+
+SimBench::Answer SimBench::answer(const SimTerminal &sim, const QString &address)
+{
+    if (!validAddress(address))
+        return Unreachable;
+    const QByteArray word = sim.readFile(QString::fromLatin1(BenchFolder) + address).trimmed();
+    return word == "reply" ? Reply : word == "silent" ? Silent : Unreachable;
+}
