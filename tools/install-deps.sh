@@ -8,7 +8,7 @@ qtbase5-dev qtbase5-private-dev qttools5-dev qttools5-dev-tools
 libqt5serialport5-dev libqrencode-dev libbenchmark-dev
 bzip2 tar util-linux e2fsprogs iproute2
 zbar-tools busybox ifupdown samba-common-bin ppp
-clang libclang-rt-14-dev"
+clang libclang-rt-14-dev clang-format"
 
 missing=""
 for p in $PACKAGES; do

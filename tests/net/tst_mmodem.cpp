@@ -179,6 +179,9 @@ private slots:
         QCOMPARE(pppds, 2);
         modem.modemHangup();
         QVERIFY(finished.wait(20000));
+        // ppp0 goes once the simulated terminal has taken the daemon's last
+        // request: the next test adds it again.
+        QTRY_VERIFY_WITH_TIMEOUT(!modem.isLinkUp(), 20000);
         QVERIFY(MModem::setPowerIntModem(false));
     }
 

@@ -200,7 +200,7 @@ private slots:
         QCOMPARE(r.results, QStringList{result});
         QCOMPARE(r.devices().size(), 1);
         QCOMPARE(r.devices().first() == "DiskTest: dev = /dev/sda1", !onlySDCard);
-        QVERIFY(nothingMounted());
+        QVERIFY(m_storage->mounts().isEmpty());
     }
 
     // What a card does to the run. Always unmounted after a mount, and the
