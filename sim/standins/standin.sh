@@ -15,15 +15,19 @@ standin_register() {
 }
 
 # standin_pids NAME: the registered processes of NAME that still run as NAME
-# (a process id reused by another program is not named). The kernel keeps a
-# program's name, cut to 15 bytes, in comm; shell built-ins only, as every
+# (a process id reused by another program is not named, nor a killed one not
+# yet reaped: it may be gone before the caller signals it). The kernel keeps
+# a program's name, cut to 15 bytes, in comm; shell built-ins only, as every
 # call of a client stand-in asks.
 standin_pids() {
     [ -n "${KX4_STANDIN_RUN:-}" ] && [ -f "$KX4_STANDIN_RUN/$1.pid" ] || return 0
     want=$(printf '%.15s' "$1")
     while read -r pid; do
-        comm=""
+        comm="" stat=""
         { read -r comm <"/proc/$pid/comm"; } 2>/dev/null || continue
+        { read -r stat <"/proc/$pid/stat"; } 2>/dev/null || continue
+        state=${stat##*) }
+        case ${state%% *} in Z | X) continue ;; esac
         [ "$comm" = "$want" ] && printf '%s\n' "$pid"
     done <"$KX4_STANDIN_RUN/$1.pid"
     return 0
