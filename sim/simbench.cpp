@@ -22,11 +22,6 @@ bool SimBench::setHost(SimTerminal &sim, const QString &address, Answer answer)
     return sim.writeFile(QString::fromLatin1(BenchFolder) + address, QByteArray(words[answer]));
 }
 
-bool SimBench::removeHost(SimTerminal &sim, const QString &address)
-{
-    return validAddress(address) && sim.removeFile(QString::fromLatin1(BenchFolder) + address);
-}
-
 SimBench::Answer SimBench::answer(const SimTerminal &sim, const QString &address)
 {
     if (!validAddress(address))

@@ -29,8 +29,6 @@ public:
     // How `address` answers from now on; false for a name that is not a plain
     // host name or address.
     static bool setHost(SimTerminal &sim, const QString &address, Answer answer);
-    // The host is no longer on the bench (unreachable).
-    static bool removeHost(SimTerminal &sim, const QString &address);
     // How `address` answers now.
     static Answer answer(const SimTerminal &sim, const QString &address);
 };

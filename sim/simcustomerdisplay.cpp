@@ -18,25 +18,12 @@ SimCustomerDisplay::SimCustomerDisplay() : SimDevice(VFDDISPLAY_DEVICE_NAME)
     clearPanel();
 }
 
-QList<SimCustomerDisplay::Packet> SimCustomerDisplay::packets() const
-{
-    QMutexLocker lock(&mutex);
-    return m_packets;
-}
-
-int SimCustomerDisplay::refusedPackets() const
-{
-    QMutexLocker lock(&mutex);
-    return m_refused;
-}
-
 void SimCustomerDisplay::clear()
 {
     QMutexLocker lock(&mutex);
     m_packets.clear();
     m_refused = 0;
     m_characters = 0;
-    m_clears = 0;
     m_unknown = 0;
     m_journal.clear();
     m_journalCount = 0;
@@ -57,66 +44,6 @@ void SimCustomerDisplay::setRequestFails(unsigned long request, bool fail)
         m_failing.insert(request);
     else
         m_failing.remove(request);
-}
-
-void SimCustomerDisplay::setEntryHook(EntryHook hook)
-{
-    QMutexLocker lock(&mutex);
-    m_hook = std::move(hook);
-}
-
-int SimCustomerDisplay::rowDots() const
-{
-    QMutexLocker lock(&mutex);
-    return m_rowDots;
-}
-
-int SimCustomerDisplay::colDots() const
-{
-    QMutexLocker lock(&mutex);
-    return m_colDots;
-}
-
-int SimCustomerDisplay::textRows() const
-{
-    QMutexLocker lock(&mutex);
-    return textRowsLocked();
-}
-
-int SimCustomerDisplay::textColumns() const
-{
-    QMutexLocker lock(&mutex);
-    return textColumnsLocked();
-}
-
-bool SimCustomerDisplay::lightOn() const
-{
-    QMutexLocker lock(&mutex);
-    return m_light;
-}
-
-int SimCustomerDisplay::contrast() const
-{
-    QMutexLocker lock(&mutex);
-    return m_contrast;
-}
-
-int SimCustomerDisplay::contrastCommand() const
-{
-    QMutexLocker lock(&mutex);
-    return m_contrastCommand;
-}
-
-int SimCustomerDisplay::characterSet() const
-{
-    QMutexLocker lock(&mutex);
-    return m_characterSet;
-}
-
-bool SimCustomerDisplay::reverseVideo() const
-{
-    QMutexLocker lock(&mutex);
-    return m_reverse;
 }
 
 QStringList SimCustomerDisplay::textLines() const
@@ -140,36 +67,6 @@ QVector<bool> SimCustomerDisplay::reverseCells() const
     for (const Cell &cell : m_cells)
         cells << cell.reverse;
     return cells;
-}
-
-int SimCustomerDisplay::characterCount() const
-{
-    QMutexLocker lock(&mutex);
-    return m_characters;
-}
-
-int SimCustomerDisplay::clearCount() const
-{
-    QMutexLocker lock(&mutex);
-    return m_clears;
-}
-
-int SimCustomerDisplay::unknownBytes() const
-{
-    QMutexLocker lock(&mutex);
-    return m_unknown;
-}
-
-QStringList SimCustomerDisplay::journal() const
-{
-    QMutexLocker lock(&mutex);
-    return m_journal;
-}
-
-int SimCustomerDisplay::journalCount() const
-{
-    QMutexLocker lock(&mutex);
-    return m_journalCount;
 }
 
 int SimCustomerDisplay::open(int)
@@ -223,8 +120,8 @@ int SimCustomerDisplay::packetIoctl(void *arg)
     p.raw = QByteArray(static_cast<const char *>(arg), MARVO_DISP_PACKET_SIZE);
     p.command = quint8(p.raw.at(1));
     p.length = quint8(p.raw.at(2));
-    const bool knownCommand = p.command == MARVO_DISP_SHOW || p.command == MARVO_DISP_SET_MODE
-                              || p.command == MARVO_DISP_CLEAR;
+    const bool knownCommand =
+        p.command == MARVO_DISP_SHOW || p.command == MARVO_DISP_SET_MODE || p.command == MARVO_DISP_CLEAR;
     if (!knownCommand || p.length > MARVO_DISP_MAX_DATA) {
         ++m_refused;
         errno = EINVAL;
@@ -292,7 +189,6 @@ void SimCustomerDisplay::applyCommand(const QByteArray &cmd)
     if (first == 0)
         return; // padding
     if (first == VFD_CLEAR_SCREEN) {
-        ++m_clears;
         clearPanel();
         return;
     }
@@ -301,10 +197,8 @@ void SimCustomerDisplay::applyCommand(const QByteArray &cmd)
         // As after power-on: empty, cursor home, normal video.
         m_reverse = false;
         clearPanel();
-    } else if (first == VFD_ESC && second == VFD_CHARACTER_SET) {
-        m_characterSet = quint8(cmd.at(2));
-    } else if (first == VFD_US && second == VFD_SET_MODE) {
-        // The mode byte's meaning is the firmware's; nothing to show.
+    } else if ((first == VFD_ESC && second == VFD_CHARACTER_SET) || (first == VFD_US && second == VFD_SET_MODE)) {
+        // The character set and the mode byte are the firmware's; nothing to show.
     } else if (first == VFD_US && second == VFD_REVERSE_VIDEO) {
         m_reverse = cmd.at(2) != 0;
     } else if (first == VFD_US && second == VFD_CONTRAST) {

@@ -50,8 +50,8 @@ public:
     SimCustomerDisplay();
 
     // Accepted packets since the last clear(), oldest first.
-    QList<Packet> packets() const;
-    int refusedPackets() const;
+    QList<Packet> packets() const { return locked(m_packets); }
+    int refusedPackets() const { return locked(m_refused); }
     // Forgets packets, the journal and the counters; the panel keeps its text.
     void clear();
 
@@ -65,35 +65,28 @@ public:
     // exact point of the program's sequence. It runs with the model locked
     // and must not call the model back. nullptr removes it.
     using EntryHook = std::function<void(const QString &entry, int journalCount)>;
-    void setEntryHook(EntryHook hook);
+    void setEntryHook(EntryHook hook) { setLocked(m_hook, std::move(hook)); }
 
     // ---- Read-back --------------------------------------------------------
-    int rowDots() const;
-    int colDots() const;
-    // Text rows (16-dot) and characters per row (8-dot, a part column counted).
-    int textRows() const;
-    int textColumns() const;
-    bool lightOn() const;
-    int contrast() const;        // the contrast request's last level
-    int contrastCommand() const; // the last US X level, -1 before one
-    int characterSet() const;    // the last ESC R n, -1 before one
-    bool reverseVideo() const;
+    int rowDots() const { return locked(m_rowDots); }
+    int colDots() const { return locked(m_colDots); }
+    bool lightOn() const { return locked(m_light); }
+    int contrast() const { return locked(m_contrast); } // the contrast request's last level
+    int contrastCommand() const { return locked(m_contrastCommand); } // the last US X level, -1 before one
     // What the panel shows, one string per text row (Latin-1, a space where
     // nothing was written), and which cells are in reverse video.
     QStringList textLines() const;
     QVector<bool> reverseCells() const;
     // Since the last clear(): characters shown (also those with no cell to
-    // go to), clear-screen commands, bytes that are no command of the panel.
-    int characterCount() const;
-    int clearCount() const;
-    int unknownBytes() const;
+    // go to), bytes that are no command of the panel.
+    int characterCount() const { return locked(m_characters); }
+    int unknownBytes() const { return locked(m_unknown); }
     // What the program did, in order, since the last clear(): "write <hex>"
     // for each write(), "light <n>", "contrast <n>", "row dots", "col dots"
     // for the requests (a failed one with " failed" added). The oldest entries
-    // go beyond JournalLimit; journalCount() counts them all.
+    // go beyond JournalLimit; the entry hook's count counts them all.
     static const int JournalLimit = 20000;
-    QStringList journal() const;
-    int journalCount() const;
+    QStringList journal() const { return locked(m_journal); }
 
     // The panel as its dots, `scale` pixels per dot with a dark gap between
     // dots. Glyphs need a QGuiApplication; without one a character is a
@@ -133,13 +126,11 @@ private:
     bool m_light = false;
     int m_contrast = 0;
     int m_contrastCommand = -1;
-    int m_characterSet = -1;
     bool m_reverse = false;
     QVector<Cell> m_cells;
     int m_cursor = 0;
     QByteArray m_pending; // a command split over writes
     int m_characters = 0;
-    int m_clears = 0;
     int m_unknown = 0;
     QStringList m_journal;
     int m_journalCount = 0;

@@ -52,18 +52,6 @@ bool SimDevice::isPresent() const
     return m_terminal && m_terminal->exists(m_nodePath);
 }
 
-void SimDevice::setOpenError(int err)
-{
-    QMutexLocker lock(&mutex);
-    m_openError = err;
-}
-
-int SimDevice::openCount() const
-{
-    QMutexLocker lock(&mutex);
-    return m_openCount;
-}
-
 int SimDevice::openHandles()
 {
     QMutexLocker lock(&mutex);
@@ -237,8 +225,8 @@ QList<QByteArray> SimDevice::drainRecords(Channel &channel)
         if (size < 0 || (size == 0 && (p.revents & POLLHUP)))
             break; // error, or the program closed its end and nothing is left
         QByteArray record(int(size), '\0');
-        const ssize_t got = ::recv(channel.modelFd, size ? record.data() : &probe,
-                                   size_t(qMax<ssize_t>(size, 1)), MSG_DONTWAIT);
+        const ssize_t got =
+            ::recv(channel.modelFd, size ? record.data() : &probe, size_t(qMax<ssize_t>(size, 1)), MSG_DONTWAIT);
         if (got < 0)
             break;
         out.append(record.left(int(got)));
@@ -267,8 +255,7 @@ void SimDevice::pruneClosedChannels()
         // A closed peer also reports POLLIN (the end of file is readable):
         // only a peek that finds no record left tells that all was drained.
         char probe;
-        if (!channels[i].served
-            && ::recv(channels[i].modelFd, &probe, 1, MSG_DONTWAIT | MSG_PEEK | MSG_TRUNC) > 0)
+        if (!channels[i].served && ::recv(channels[i].modelFd, &probe, 1, MSG_DONTWAIT | MSG_PEEK | MSG_TRUNC) > 0)
             continue;
         for (const QByteArray &record : drainRecords(channels[i]))
             received(channels[i], record);

@@ -29,9 +29,10 @@
 //     panel (swipe(), attachKey(), setKickRefused(), ...) plus read-back of
 //     what the program sent. Guard model state with `mutex`: the program's
 //     threads call in through the kernel boundary and the service loop runs
-//     on its own thread. open(), ioctl() and every hook (received(),
-//     closed(), serveRead(), serveWrite()) are already called with it held;
-//     no lock of the terminal is held then.
+//     on its own thread (a plain read or write of one field is a one-liner
+//     with locked() and setLocked(), see simguarded.h). open(), ioctl() and
+//     every hook (received(), closed(), serveRead(), serveWrite()) are
+//     already called with it held; no lock of the terminal is held then.
 //  5. Say in the class's header comment which requests and records it
 //     understands and show a three-line use, as SimBuzzer and
 //     SimPeripheralPower do.
@@ -51,18 +52,18 @@
 // service loop with what the program wrote to one of them.
 #pragma once
 
+#include "simguarded.h"
 #include "simsyscalls.h"
 
 #include <QByteArray>
 #include <QList>
-#include <QMutex>
 #include <QString>
 
 #include <sys/types.h>
 
 class SimTerminal;
 
-class SimDevice
+class SimDevice : public SimGuarded
 {
 public:
     explicit SimDevice(const QString &nodePath);
@@ -75,8 +76,8 @@ public:
     virtual bool isPresent() const;
 
     // Opens fail with this errno from now on (0: they succeed again).
-    void setOpenError(int err);
-    int openCount() const;
+    void setOpenError(int err) { setLocked(m_openError, err); }
+    int openCount() const { return locked(m_openCount); }
 
     // Descriptors handed out and not yet closed by the program.
     int openHandles();
@@ -92,9 +93,9 @@ protected:
     struct Channel
     {
         int programFd = -1; // handed to the program; the program closes it
-        int modelFd = -1;   // the model's end
+        int modelFd = -1; // the model's end
         ino_t programIno = 0;
-        bool served = false;   // read()/write() come to serveRead()/serveWrite()
+        bool served = false; // read()/write() come to serveRead()/serveWrite()
         bool readable = false; // served: what poll() reports to the program
         QList<QByteArray> inbox; // records the program wrote, not yet taken
         QList<SimSyscalls::Call> heldCalls; // served calls the model answers later
@@ -120,7 +121,11 @@ protected:
     // The program set the line settings of descriptor `fd` (any descriptor
     // of the process, a pseudo-terminal's among them) to `cflag`. Called
     // without `mutex` held, on the listener's thread.
-    virtual void lineSettingsSet(int fd, quint32 cflag) { Q_UNUSED(fd) Q_UNUSED(cflag) }
+    virtual void lineSettingsSet(int fd, quint32 cflag)
+    {
+        Q_UNUSED(fd)
+        Q_UNUSED(cflag)
+    }
 
     // Creates a seqpacket channel and returns the program's descriptor.
     int openSocketChannel();
@@ -142,7 +147,6 @@ protected:
     void pruneClosedChannels();
     Channel *channelByProgramFd(int fd);
 
-    mutable QMutex mutex;
     QList<Channel> channels;
 
 private:

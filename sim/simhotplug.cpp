@@ -1,13 +1,13 @@
 #include "simhotplug.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "simserialline.h"
 #include "simterminal.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QSet>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -20,8 +20,8 @@ namespace {
 // first port: bus 1 behind the EHCI controller, bus 2 behind the OHCI one.
 struct UsbBus
 {
-    QByteArray host;   // the root hub's device path
-    QByteArray phys;   // the controller's name in an input device's PHYS
+    QByteArray host; // the root hub's device path
+    QByteArray phys; // the controller's name in an input device's PHYS
 };
 const UsbBus UsbBuses[SimHotplug::Hubs] = {{"/devices/platform/ehci-platform/usb1", "usb-ehci-platform"},
                                            {"/devices/platform/ohci-platform/usb2", "usb-ohci-platform"}};
@@ -76,6 +76,137 @@ QList<SimUevent::Field> usbCommonFields(const UsbIdentity &id)
     return {{"PRODUCT", number(id.vendor, 0, 16) + '/' + number(id.product, 0, 16) + '/' + number(id.release, 0, 16)},
             {"TYPE", "0/0/0"}};
 }
+
+// How a number reads in paths and names: disks are lettered, HID devices
+// counted in four hex digits.
+QByteArray numberWord(const QByteArray &kind, int n)
+{
+    if (kind == "disk")
+        return QByteArray(1, char('a' + n));
+    return kind == "hid" ? upperHex(n, 4) : number(n);
+}
+
+// The numbers a chain takes, each the lowest from `from` that no device of
+// the same plug holds and that is not in use: its node (`node`, "%1" its
+// word) is in the root, or, for a number without a node, a device of
+// another plug holds it. HID devices just count up.
+struct NumberRule
+{
+    const char *kind;
+    int from;
+    const char *node;
+};
+const NumberRule NumberRules[] = {{"host", 0, nullptr},
+                                  {"disk", 0, "/dev/sd%1"},
+                                  {"input", FirstFreeInputEvent, nullptr},
+                                  {"mouse", 0, "/dev/input/mouse%1"},
+                                  {"event", FirstFreeInputEvent, "/dev/input/event%1"},
+                                  {"tty", 0, "/dev/ttyUSB%1"}};
+
+// One row of a USB kind's device chain, in the order the kernel goes: an
+// interface of the USB device (number `of`), a device below device `of`, or
+// the binding of device `of`. Devices count in the order they are made, the
+// USB device itself being 0. A row may take a new number of a kind first.
+// Paths, names and fields may hold {V} and {P} (vendor and product, four hex
+// digits), {v} and {p} (the same, short), {phys} (the interface's physical
+// path) and the numbers taken so far ({host}, {disk}, {hid}, ...).
+struct ChainNode
+{
+    int major = -1;
+    const char *number = ""; // the minor is first + step * that number
+    int first = 0, step = 1;
+    const char *devname = ""; // the node is /dev/<devname>
+    bool medium = false; // the medium's partition, below its disk
+};
+struct ChainRow
+{
+    enum Step { Interface, Device, Bind } step;
+    int of;
+    const char *driver = "";
+    const char *path = "";
+    const char *subsystem = "";
+    const char *devtype = "";
+    const char *takes = "";
+    ChainNode node = {};
+    const char *fields[9] = {}; // KEY=VALUE
+    int line = -1; // the node is a serial line with this behaviour
+};
+
+// clang-format off
+std::vector<ChainRow> chainOf(SimHotplug::UsbKind kind)
+{
+    using R = ChainRow;
+    const ChainNode tty = {188, "tty", 0, 1, "ttyUSB{tty}"};
+    const ChainNode event = {13, "event", 64, 1, "input/event{event}"};
+    const ChainNode mouse = {13, "mouse", 32, 1, "input/mouse{mouse}"};
+    switch (kind) {
+    case SimHotplug::UsbKind::Storage:
+        return {{R::Interface, 0, "usb-storage"},
+                {R::Device, 1, "", "/host{host}", "scsi", "scsi_host", "host"},
+                {R::Bind, 1},
+                {R::Bind, 0},
+                {R::Device, 2, "", "/target{host}:0:0", "scsi", "scsi_target"},
+                {R::Device, 3, "sd", "/{host}:0:0:0", "scsi", "scsi_device", "", {}, {"MODALIAS=scsi:t-0x00"}},
+                {R::Device, 4, "", "/block/sd{disk}", "block", "disk", "disk", {8, "disk", 0, 16, "sd{disk}"}},
+                {R::Device, 5, "", "/sd{disk}1", "block", "partition", "", {8, "disk", 1, 16, "sd{disk}1", true},
+                 {"PARTN=1"}},
+                {R::Bind, 4}};
+    case SimHotplug::UsbKind::Keyboard:
+        return {{R::Interface, 0, "usbhid"},
+                {R::Device, 1, "hid-generic", "/0003:{V}:{P}.{hid}", "hid", "", "hid", {},
+                 {"HID_ID=0003:0000{V}:0000{P}", "HID_NAME=USB Keyboard", "HID_PHYS={phys}", "HID_UNIQ=",
+                  "MODALIAS=hid:b0003g0001v0000{V}p0000{P}"}},
+                {R::Device, 2, "", "/input/input{input}", "input", "", "input", {},
+                 {"PRODUCT=3/{v}/{p}/110", "NAME=\"USB Keyboard\"", "PHYS=\"{phys}\"", "UNIQ=\"\"", "PROP=0",
+                  "EV=120013", "MSC=10", "LED=7"}},
+                {R::Device, 3, "", "/event{event}", "input", "", "event", event},
+                {R::Bind, 2},
+                {R::Bind, 1},
+                {R::Bind, 0}};
+    case SimHotplug::UsbKind::Mouse:
+        // The mouse interface's own node comes before the event node.
+        return {{R::Interface, 0, "usbhid"},
+                {R::Device, 1, "hid-generic", "/0003:{V}:{P}.{hid}", "hid", "", "hid", {},
+                 {"HID_ID=0003:0000{V}:0000{P}", "HID_NAME=USB Optical Mouse", "HID_PHYS={phys}", "HID_UNIQ=",
+                  "MODALIAS=hid:b0003g0001v0000{V}p0000{P}"}},
+                {R::Device, 2, "", "/input/input{input}", "input", "", "input", {},
+                 {"PRODUCT=3/{v}/{p}/110", "NAME=\"USB Optical Mouse\"", "PHYS=\"{phys}\"", "UNIQ=\"\"", "PROP=0",
+                  "EV=17", "KEY=70000 0 0 0 0", "REL=903", "MSC=10"}},
+                {R::Device, 3, "", "/mouse{mouse}", "input", "", "mouse", mouse},
+                {R::Device, 3, "", "/event{event}", "input", "", "event", event},
+                {R::Bind, 2},
+                {R::Bind, 1},
+                {R::Bind, 0}};
+    case SimHotplug::UsbKind::SerialConverter:
+        return {{R::Interface, 0, "cp210x"},
+                {R::Device, 1, "cp210x", "/ttyUSB{tty}", "usb-serial", "", "tty"},
+                {R::Device, 2, "", "/tty/ttyUSB{tty}", "tty", "", "", tty, {}, SimSerialLine::Loopback},
+                {R::Bind, 2},
+                {R::Bind, 1},
+                {R::Bind, 0}};
+    case SimHotplug::UsbKind::Modem:
+        // Three serial ports; the first is the modem's diagnostics port: no
+        // AT commands there.
+        return {{R::Interface, 0, "option"},
+                {R::Device, 1, "option1", "/ttyUSB{tty}", "usb-serial", "", "tty"},
+                {R::Device, 2, "", "/tty/ttyUSB{tty}", "tty", "", "", tty, {}, SimSerialLine::Silent},
+                {R::Bind, 2},
+                {R::Bind, 1},
+                {R::Interface, 1, "option"},
+                {R::Device, 4, "option1", "/ttyUSB{tty}", "usb-serial", "", "tty"},
+                {R::Device, 5, "", "/tty/ttyUSB{tty}", "tty", "", "", tty, {}, SimSerialLine::ReplyTable},
+                {R::Bind, 5},
+                {R::Bind, 4},
+                {R::Interface, 2, "option"},
+                {R::Device, 7, "option1", "/ttyUSB{tty}", "usb-serial", "", "tty"},
+                {R::Device, 8, "", "/tty/ttyUSB{tty}", "tty", "", "", tty, {}, SimSerialLine::ReplyTable},
+                {R::Bind, 8},
+                {R::Bind, 7},
+                {R::Bind, 0}};
+    }
+    return {};
+}
+// clang-format on
 }
 
 SimUevent SimHotplug::KernelDevice::event(const QByteArray &action) const
@@ -117,7 +248,7 @@ int SimHotplug::openListener()
     if (::socketpair(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0, sv) < 0)
         return -1;
     ::fcntl(sv[1], F_SETFL, ::fcntl(sv[1], F_GETFL) | O_NONBLOCK);
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     forgetDeadListeners();
     Listener l;
     l.fd = sv[1];
@@ -127,14 +258,8 @@ int SimHotplug::openListener()
 
 void SimHotplug::broadcast(const SimUevent &event)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     broadcastLocked(event);
-}
-
-void SimHotplug::setObserver(std::function<void(const SimUevent &)> observer)
-{
-    QMutexLocker lock(&m_mutex);
-    m_observer = std::move(observer);
 }
 
 void SimHotplug::broadcastLocked(const SimUevent &event)
@@ -171,7 +296,7 @@ void SimHotplug::send(Listener &listener, const QByteArray &datagram)
 
 void SimHotplug::onWritable(int fd)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     for (Listener &l : m_listeners) {
         if (l.fd != fd || l.dead)
             continue;
@@ -205,40 +330,14 @@ void SimHotplug::forgetDeadListeners()
 
 int SimHotplug::listenerCount() const
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     return int(std::count_if(m_listeners.begin(), m_listeners.end(), [](const Listener &l) { return !l.dead; }));
-}
-
-QList<QByteArray> SimHotplug::datagrams() const
-{
-    QMutexLocker lock(&m_mutex);
-    return m_datagrams;
-}
-
-int SimHotplug::lostDatagrams() const
-{
-    QMutexLocker lock(&m_mutex);
-    return m_lost;
-}
-
-QString SimHotplug::lastError() const
-{
-    QMutexLocker lock(&m_mutex);
-    return m_lastError;
 }
 
 bool SimHotplug::fail(const QString &why)
 {
     m_lastError = why;
     return false;
-}
-
-int SimHotplug::freeIndex(const QString &pattern, int from) const
-{
-    int i = from;
-    while (m_terminal->exists(pattern.arg(i)) || QFileInfo(m_terminal->hostPath(pattern.arg(i))).isSymLink())
-        ++i;
-    return i;
 }
 
 SimSerialLine *SimHotplug::serialLine(const QString &node, int behaviour)
@@ -268,7 +367,7 @@ bool SimHotplug::unplugUsb(int port)
 
 bool SimHotplug::plugUsb(int hub, int port, UsbKind kind, const SimMedium &medium)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     if (hub < 1 || hub > Hubs)
         return fail(QStringLiteral("there is no hub %1").arg(hub));
     if (port < FirstHubPort || port > LastHubPort)
@@ -276,232 +375,122 @@ bool SimHotplug::plugUsb(int hub, int port, UsbKind kind, const SimMedium &mediu
     if (m_usb.contains(usbKey(hub, port)))
         return fail(QStringLiteral("port %1%2 is taken").arg(port).arg(hubName(hub)));
 
-    const int busNumber = hub;
     const UsbBus &bus = UsbBuses[hub - 1];
     int &nextDevnum = m_nextDevnum[hub - 1];
     const int devnum = nextDevnum;
     nextDevnum = nextDevnum >= 127 ? 3 : nextDevnum + 1;
     const UsbIdentity id = identityOf(kind);
-    const QByteArray hubName = QByteArray::number(busNumber) + "-1";
-    const QByteArray portName = hubName + '.' + QByteArray::number(port);
-    Attachment a;
+    const QByteArray portName = number(hub) + "-1." + number(port);
+    QMap<QByteArray, QByteArray> words = {{"{V}", upperHex(id.vendor, 4)},
+                                          {"{P}", upperHex(id.product, 4)},
+                                          {"{v}", number(id.vendor, 0, 16)},
+                                          {"{p}", number(id.product, 0, 16)},
+                                          {"{phys}", bus.phys + '-' + number(hub) + '.' + number(port) + "/input0"}};
+    auto expand = [&words](QByteArray text) {
+        for (auto w = words.cbegin(); w != words.cend(); ++w)
+            text.replace(w.key(), w.value());
+        return text;
+    };
 
+    Attachment a;
     KernelDevice usb;
-    usb.devpath = bus.host + '/' + hubName + '/' + portName;
+    usb.devpath = bus.host + '/' + number(hub) + "-1/" + portName;
     usb.subsystem = "usb";
     usb.devtype = "usb_device";
     usb.driver = "usb";
     usb.major = 189;
-    usb.minor = (busNumber - 1) * 128 + devnum - 1;
-    usb.devname = "bus/usb/" + number(busNumber, 3) + '/' + number(devnum, 3);
+    usb.minor = (hub - 1) * 128 + devnum - 1;
+    usb.devname = "bus/usb/" + number(hub, 3) + '/' + number(devnum, 3);
     usb.fields = usbCommonFields(id);
-    usb.fields << SimUevent::Field("BUSNUM", number(busNumber, 3)) << SimUevent::Field("DEVNUM", number(devnum, 3));
+    usb.fields << SimUevent::Field("BUSNUM", number(hub, 3)) << SimUevent::Field("DEVNUM", number(devnum, 3));
     a.devices << usb;
     a.steps << Step{false, 0};
 
-    auto addInterface = [&](int number, const QByteArray &driver) {
-        KernelDevice intf;
-        intf.devpath = usb.devpath + '/' + portName + ":1." + QByteArray::number(number);
-        intf.subsystem = "usb";
-        intf.devtype = "usb_interface";
-        intf.driver = driver;
-        intf.fields = usbCommonFields(id);
-        intf.fields << SimUevent::Field("INTERFACE", QByteArray::number(id.interfaceClass) + '/'
-                                                         + QByteArray::number(id.interfaceSubClass) + '/'
-                                                         + QByteArray::number(id.interfaceProtocol))
-                    << SimUevent::Field("MODALIAS", "usb:v" + upperHex(id.vendor, 4) + 'p' + upperHex(id.product, 4)
-                                                        + 'd' + upperHex(id.release, 4) + "dc00dsc00dp00ic"
-                                                        + upperHex(id.interfaceClass, 2) + "isc"
-                                                        + upperHex(id.interfaceSubClass, 2) + "ip"
-                                                        + upperHex(id.interfaceProtocol, 2) + "in"
-                                                        + upperHex(number, 2));
-        a.devices << intf;
-        a.steps << Step{false, int(a.devices.size()) - 1};
-        return int(a.devices.size()) - 1;
-    };
-    auto addDevice = [&](const KernelDevice &d) {
+    QMap<QByteArray, int> current; // the number of each kind taken last
+    for (const ChainRow &row : chainOf(kind)) {
+        if (row.step == ChainRow::Bind) {
+            a.steps << Step{true, row.of};
+            continue;
+        }
+        KernelDevice d;
+        d.driver = row.driver;
+        if (row.step == ChainRow::Interface) {
+            d.devpath = usb.devpath + '/' + portName + ":1." + number(row.of);
+            d.subsystem = "usb";
+            d.devtype = "usb_interface";
+            d.fields = usbCommonFields(id);
+            d.fields << SimUevent::Field("INTERFACE", number(id.interfaceClass) + '/' + number(id.interfaceSubClass)
+                                                          + '/' + number(id.interfaceProtocol))
+                     << SimUevent::Field(
+                            "MODALIAS", expand("usb:v{V}p{P}d") + upperHex(id.release, 4) + "dc00dsc00dp00ic"
+                                            + upperHex(id.interfaceClass, 2) + "isc" + upperHex(id.interfaceSubClass, 2)
+                                            + "ip" + upperHex(id.interfaceProtocol, 2) + "in" + upperHex(row.of, 2));
+        } else {
+            if (*row.takes) {
+                d.took = row.takes;
+                d.number = takeNumber(d.took, a.devices);
+                current[d.took] = d.number;
+                words['{' + d.took + '}'] = numberWord(d.took, d.number);
+            }
+            d.devpath = a.devices[row.of].devpath + expand(row.path);
+            d.subsystem = row.subsystem;
+            d.devtype = row.devtype;
+            for (const char *field : row.fields) {
+                const QByteArray f = expand(field);
+                if (!f.isEmpty())
+                    d.fields << SimUevent::Field(f.left(f.indexOf('=')), f.mid(f.indexOf('=') + 1));
+            }
+            if (row.node.major >= 0) {
+                d.major = row.node.major;
+                d.minor = row.node.first + row.node.step * current.value(row.node.number);
+                d.devname = expand(row.node.devname);
+                d.node = QStringLiteral("/dev/") + QString::fromLatin1(d.devname);
+            }
+            if (row.line >= 0)
+                d.line = serialLine(d.node, row.line);
+            if (row.node.medium) {
+                QString why;
+                d.linkTarget = m_storage.insert(a.devices[row.of].node, d.node, medium, &why);
+                if (d.linkTarget.isNull())
+                    return fail(why);
+                a.mediumNode = d.node;
+            }
+        }
         a.devices << d;
         a.steps << Step{false, int(a.devices.size()) - 1};
-        return int(a.devices.size()) - 1;
-    };
-    auto bind = [&](int device) { a.steps << Step{true, device}; };
-    QSet<int> ttyTaken;
-    auto addSerialPort = [&](int intf, const QByteArray &driver, int behaviour) {
-        int k = 0;
-        while (ttyTaken.contains(k) || m_terminal->exists(QStringLiteral("/dev/ttyUSB%1").arg(k))
-               || QFileInfo(m_terminal->hostPath(QStringLiteral("/dev/ttyUSB%1").arg(k))).isSymLink())
-            ++k;
-        ttyTaken << k;
-        const QByteArray name = "ttyUSB" + QByteArray::number(k);
-        KernelDevice serialPort;
-        serialPort.devpath = a.devices[intf].devpath + '/' + name;
-        serialPort.subsystem = "usb-serial";
-        serialPort.driver = driver;
-        const int portIndex = addDevice(serialPort);
-        KernelDevice tty;
-        tty.devpath = serialPort.devpath + "/tty/" + name;
-        tty.subsystem = "tty";
-        tty.major = 188;
-        tty.minor = k;
-        tty.devname = name;
-        tty.node = QStringLiteral("/dev/") + QString::fromLatin1(name);
-        tty.line = serialLine(tty.node, behaviour);
-        addDevice(tty);
-        bind(portIndex);
-    };
-
-    switch (kind) {
-    case UsbKind::Storage: {
-        QSet<int> hosts;
-        for (const Attachment &other : m_usb)
-            for (const KernelDevice &d : other.devices)
-                if (d.devtype == "scsi_host")
-                    hosts << d.devpath.mid(d.devpath.lastIndexOf("/host") + 5).toInt();
-        int host = 0;
-        while (hosts.contains(host))
-            ++host;
-        int disk = 0;
-        while (m_terminal->exists(QStringLiteral("/dev/sd%1").arg(QChar('a' + disk))))
-            ++disk;
-        const QByteArray h = QByteArray::number(host);
-        const QByteArray diskName = "sd" + QByteArray(1, char('a' + disk));
-
-        const int intf = addInterface(0, "usb-storage");
-        KernelDevice scsiHost;
-        scsiHost.devpath = a.devices[intf].devpath + "/host" + h;
-        scsiHost.subsystem = "scsi";
-        scsiHost.devtype = "scsi_host";
-        addDevice(scsiHost);
-        bind(intf);
-        bind(0);
-        KernelDevice target;
-        target.devpath = scsiHost.devpath + "/target" + h + ":0:0";
-        target.subsystem = "scsi";
-        target.devtype = "scsi_target";
-        addDevice(target);
-        KernelDevice scsiDevice;
-        scsiDevice.devpath = target.devpath + '/' + h + ":0:0:0";
-        scsiDevice.subsystem = "scsi";
-        scsiDevice.devtype = "scsi_device";
-        scsiDevice.driver = "sd";
-        scsiDevice.fields << SimUevent::Field("MODALIAS", "scsi:t-0x00");
-        const int sdev = addDevice(scsiDevice);
-        KernelDevice block;
-        block.devpath = scsiDevice.devpath + "/block/" + diskName;
-        block.subsystem = "block";
-        block.devtype = "disk";
-        block.major = 8;
-        block.minor = disk * 16;
-        block.devname = diskName;
-        block.node = QStringLiteral("/dev/") + QString::fromLatin1(diskName);
-        KernelDevice partition = block;
-        partition.devpath = block.devpath + '/' + diskName + '1';
-        partition.devtype = "partition";
-        partition.minor = disk * 16 + 1;
-        partition.devname = diskName + '1';
-        partition.node = block.node + QLatin1Char('1');
-        partition.fields << SimUevent::Field("PARTN", "1");
-        QString why;
-        partition.linkTarget = m_storage.insert(block.node, partition.node, medium, &why);
-        if (partition.linkTarget.isNull())
-            return fail(why);
-        a.mediumNode = partition.node;
-        addDevice(block);
-        addDevice(partition);
-        bind(sdev);
-        break;
-    }
-    case UsbKind::Keyboard:
-    case UsbKind::Mouse: {
-        const bool mouse = kind == UsbKind::Mouse;
-        const QByteArray hidName = mouse ? "USB Optical Mouse" : "USB Keyboard";
-        const int intf = addInterface(0, "usbhid");
-        const QByteArray phys = bus.phys + '-' + number(busNumber) + '.' + QByteArray::number(port) + "/input0";
-        KernelDevice hid;
-        hid.devpath = a.devices[intf].devpath + "/0003:" + upperHex(id.vendor, 4) + ':' + upperHex(id.product, 4)
-                      + '.' + upperHex(m_nextHid++, 4);
-        hid.subsystem = "hid";
-        hid.driver = "hid-generic";
-        hid.fields << SimUevent::Field("HID_ID",
-                                       "0003:0000" + upperHex(id.vendor, 4) + ":0000" + upperHex(id.product, 4))
-                   << SimUevent::Field("HID_NAME", hidName) << SimUevent::Field("HID_PHYS", phys)
-                   << SimUevent::Field("HID_UNIQ", "")
-                   << SimUevent::Field("MODALIAS", "hid:b0003g0001v0000" + upperHex(id.vendor, 4) + "p0000"
-                                                       + upperHex(id.product, 4));
-        const int hidIndex = addDevice(hid);
-        QSet<int> inputs;
-        for (const Attachment &other : m_usb)
-            for (const KernelDevice &d : other.devices)
-                if (d.devpath.contains("/input/input") && d.subsystem == "input" && d.major < 0)
-                    inputs << d.devpath.mid(d.devpath.lastIndexOf("/input") + 6).toInt();
-        int inputNumber = FirstFreeInputEvent;
-        while (inputs.contains(inputNumber))
-            ++inputNumber;
-        KernelDevice input;
-        input.devpath = hid.devpath + "/input/input" + QByteArray::number(inputNumber);
-        input.subsystem = "input";
-        input.fields << SimUevent::Field("PRODUCT", "3/" + number(id.vendor, 0, 16) + '/' + number(id.product, 0, 16)
-                                                        + "/110")
-                     << SimUevent::Field("NAME", '"' + hidName + '"') << SimUevent::Field("PHYS", '"' + phys + '"')
-                     << SimUevent::Field("UNIQ", "\"\"") << SimUevent::Field("PROP", "0");
-        if (mouse)
-            input.fields << SimUevent::Field("EV", "17") << SimUevent::Field("KEY", "70000 0 0 0 0")
-                         << SimUevent::Field("REL", "903") << SimUevent::Field("MSC", "10");
-        else
-            input.fields << SimUevent::Field("EV", "120013") << SimUevent::Field("MSC", "10")
-                         << SimUevent::Field("LED", "7");
-        addDevice(input);
-        if (mouse) {
-            // The mouse interface's own node comes before the event node.
-            const int m = freeIndex(QStringLiteral("/dev/input/mouse%1"), 0);
-            KernelDevice mouseNode;
-            mouseNode.devpath = input.devpath + "/mouse" + QByteArray::number(m);
-            mouseNode.subsystem = "input";
-            mouseNode.major = 13;
-            mouseNode.minor = 32 + m;
-            mouseNode.devname = "input/mouse" + QByteArray::number(m);
-            mouseNode.node = QStringLiteral("/dev/input/mouse%1").arg(m);
-            addDevice(mouseNode);
-        }
-        const int event = freeIndex(QStringLiteral("/dev/input/event%1"), FirstFreeInputEvent);
-        KernelDevice eventNode;
-        eventNode.devpath = input.devpath + "/event" + QByteArray::number(event);
-        eventNode.subsystem = "input";
-        eventNode.major = 13;
-        eventNode.minor = 64 + event;
-        eventNode.devname = "input/event" + QByteArray::number(event);
-        eventNode.node = QStringLiteral("/dev/input/event%1").arg(event);
-        addDevice(eventNode);
-        bind(hidIndex);
-        bind(intf);
-        bind(0);
-        break;
-    }
-    case UsbKind::SerialConverter: {
-        const int intf = addInterface(0, "cp210x");
-        addSerialPort(intf, "cp210x", SimSerialLine::Loopback);
-        bind(intf);
-        bind(0);
-        break;
-    }
-    case UsbKind::Modem:
-        for (int i = 0; i < 3; ++i) {
-            const int intf = addInterface(i, "option");
-            // The first port is the modem's diagnostics port: no AT commands there.
-            addSerialPort(intf, "option1", i == 0 ? SimSerialLine::Silent : SimSerialLine::ReplyTable);
-            bind(intf);
-        }
-        bind(0);
-        break;
     }
     m_usb.insert(usbKey(hub, port), a);
     attach(a);
     return true;
 }
 
+int SimHotplug::takeNumber(const QByteArray &kind, const QList<KernelDevice> &plugging)
+{
+    if (kind == "hid")
+        return m_nextHid++; // the HID core counts up
+    const NumberRule &rule = *std::find_if(std::begin(NumberRules), std::end(NumberRules),
+                                           [&kind](const NumberRule &r) { return kind == r.kind; });
+    auto held = [&kind](const QList<KernelDevice> &devices, int n) {
+        return std::any_of(devices.begin(), devices.end(),
+                           [&](const KernelDevice &d) { return d.took == kind && d.number == n; });
+    };
+    for (int n = rule.from;; ++n) {
+        bool free = !held(plugging, n);
+        if (rule.node) {
+            const QString node = QString::fromLatin1(rule.node).arg(QString::fromLatin1(numberWord(kind, n)));
+            free = free && !m_terminal->exists(node) && !QFileInfo(m_terminal->hostPath(node)).isSymLink();
+        } else {
+            for (const Attachment &other : m_usb)
+                free = free && !held(other.devices, n);
+        }
+        if (free)
+            return n;
+    }
+}
+
 bool SimHotplug::unplugUsb(int hub, int port)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     if (!m_usb.contains(usbKey(hub, port)))
         return fail(QStringLiteral("nothing is plugged into port %1%2").arg(port).arg(hubName(hub)));
     const Attachment a = m_usb.take(usbKey(hub, port));
@@ -511,7 +500,7 @@ bool SimHotplug::unplugUsb(int hub, int port)
 
 bool SimHotplug::insertCard(int slot, const SimMedium &medium)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     if (slot < 0 || slot >= CardSlots)
         return fail(QStringLiteral("there is no card slot %1").arg(slot));
     if (m_cards.contains(slot))
@@ -553,7 +542,7 @@ bool SimHotplug::insertCard(int slot, const SimMedium &medium)
 
 bool SimHotplug::removeCard(int slot)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     if (!m_cards.contains(slot))
         return fail(QStringLiteral("slot %1 is empty").arg(slot));
     detach(m_cards.take(slot));
@@ -562,7 +551,7 @@ bool SimHotplug::removeCard(int slot)
 
 bool SimHotplug::addNetworkInterface(const QString &name)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     if (name.isEmpty() || name.contains(QLatin1Char('/')) || m_interfaces.contains(name))
         return fail(QStringLiteral("cannot add the interface \"%1\"").arg(name));
     KernelDevice net;
@@ -580,7 +569,7 @@ bool SimHotplug::addNetworkInterface(const QString &name)
 
 bool SimHotplug::removeNetworkInterface(const QString &name)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     if (!m_interfaces.contains(name))
         return fail(QStringLiteral("there is no interface \"%1\"").arg(name));
     detach(m_interfaces.take(name));
@@ -589,7 +578,7 @@ bool SimHotplug::removeNetworkInterface(const QString &name)
 
 QStringList SimHotplug::usbNodes(int port) const
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     QStringList nodes;
     for (const KernelDevice &d : m_usb.value(usbKey(1, port)).devices)
         if (!d.node.isEmpty())
@@ -599,7 +588,7 @@ QStringList SimHotplug::usbNodes(int port) const
 
 QStringList SimHotplug::cardNodes(int slot) const
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     QStringList nodes;
     for (const KernelDevice &d : m_cards.value(slot).devices)
         if (!d.node.isEmpty())

@@ -54,12 +54,12 @@
 //     sim.plugUsb(2, SimHotplug::UsbKind::Modem);   // /dev/ttyUSB0..2
 #pragma once
 
+#include "simguarded.h"
 #include "simstorage.h"
 #include "simuevent.h"
 
 #include <QList>
 #include <QMap>
-#include <QMutex>
 #include <QString>
 #include <QStringList>
 
@@ -69,7 +69,7 @@
 class SimSerialLine;
 class SimTerminal;
 
-class SimHotplug
+class SimHotplug : private SimGuarded
 {
 public:
     enum class UsbKind { Storage, Keyboard, SerialConverter, Modem, Mouse };
@@ -88,12 +88,15 @@ public:
     // change, hot-plug lock held (a control panel's event list; tests look
     // at the nodes as the program would find them at that moment). nullptr
     // removes it.
-    void setObserver(std::function<void(const SimUevent &event)> observer);
+    void setObserver(std::function<void(const SimUevent &event)> observer)
+    {
+        setLocked(m_observer, std::move(observer));
+    }
     // Uevent sockets the program holds open (as far as the last event showed).
     int listenerCount() const;
     // Every datagram sent, oldest first, and how many a full socket lost.
-    QList<QByteArray> datagrams() const;
-    int lostDatagrams() const;
+    QList<QByteArray> datagrams() const { return locked(m_datagrams); }
+    int lostDatagrams() const { return locked(m_lost); }
 
     // Each returns false with lastError() when the port, slot or name is
     // taken, free, or out of range, or the medium cannot be made.
@@ -106,7 +109,7 @@ public:
     bool removeCard(int slot);
     bool addNetworkInterface(const QString &name);
     bool removeNetworkInterface(const QString &name);
-    QString lastError() const;
+    QString lastError() const { return locked(m_lastError); }
 
     // The nodes (logical paths) the device on a port of hub 1 or the card in
     // a slot made.
@@ -122,9 +125,11 @@ private:
         int major = -1, minor = -1;
         QByteArray devname;
         QList<SimUevent::Field> fields; // the bus's, class's and type's own
-        QString node;       // logical node made for it, if any
+        QString node; // logical node made for it, if any
         QString linkTarget; // the node is a link there; empty: an empty file
         SimSerialLine *line = nullptr; // the node is this serial line
+        QByteArray took; // the kind of number it took ("tty"), if any
+        int number = -1;
 
         SimUevent event(const QByteArray &action) const;
     };
@@ -155,12 +160,12 @@ private:
     void onWritable(int fd);
     void forgetDeadListeners();
     bool fail(const QString &why);
-    int freeIndex(const QString &pattern, int from) const;
+    // The next free number of a kind for a device of the plug being made.
+    int takeNumber(const QByteArray &kind, const QList<KernelDevice> &plugging);
     SimSerialLine *serialLine(const QString &node, int behaviour);
     static int usbKey(int hub, int port) { return hub * 100 + port; }
 
     SimTerminal *m_terminal;
-    mutable QMutex m_mutex;
     SimStorage m_storage;
     std::vector<Listener> m_listeners;
     QList<QByteArray> m_datagrams;

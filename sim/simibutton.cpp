@@ -44,32 +44,8 @@ void SimIButton::attachKey(const QByteArray &rom8)
     m_rom.append(QByteArray(RomSize - m_rom.size(), '\0'));
 }
 
-void SimIButton::detachKey()
-{
-    QMutexLocker lock(&mutex);
-    m_rom.clear();
-}
-
 void SimIButton::failReads(int count)
 {
     QMutexLocker lock(&mutex);
     m_failReads += count;
-}
-
-bool SimIButton::keyAttached() const
-{
-    QMutexLocker lock(&mutex);
-    return !m_rom.isEmpty();
-}
-
-int SimIButton::readCount() const
-{
-    QMutexLocker lock(&mutex);
-    return m_reads;
-}
-
-QByteArray SimIButton::exchanges() const
-{
-    QMutexLocker lock(&mutex);
-    return m_exchanges;
 }

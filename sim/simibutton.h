@@ -24,15 +24,15 @@ public:
     // Puts a key on the contact: 8 ROM bytes in bus order (family code first, CRC byte last).
     void attachKey(const QByteArray &rom8);
     // Takes the key away.
-    void detachKey();
+    void detachKey() { setLocked(m_rom, {}); }
     // The next `count` reads fail (1 byte) even with a key on: a dirty contact.
     void failReads(int count);
     // Whether a key is on the contact.
-    bool keyAttached() const;
+    bool keyAttached() const { return !locked(m_rom).isEmpty(); }
     // Reads the program has completed since the model was added.
-    int readCount() const;
+    int readCount() const { return locked(m_reads); }
     // The command byte (the first byte of the program's buffer) of every read, oldest first.
-    QByteArray exchanges() const;
+    QByteArray exchanges() const { return locked(m_exchanges); }
 
 protected:
     int open(int flags) override;

@@ -21,8 +21,8 @@ SimMagReader::SimMagReader() : SimDevice(MAGNETIC_CARD_DEVICE_NAME)
     m_clock.start();
 }
 
-QByteArray SimMagReader::record(int length1, int length2, int length3,
-                                const QByteArray &track1, const QByteArray &track2, const QByteArray &track3)
+QByteArray SimMagReader::record(int length1, int length2, int length3, const QByteArray &track1,
+                                const QByteArray &track2, const QByteArray &track3)
 {
     // Built in the driver's own record layout, lengths in host order.
     MagCardRecord r;
@@ -41,17 +41,16 @@ int SimMagReader::swipe(const QByteArray &track1, const QByteArray &track2, cons
     return swipeShort(RecordSize, track1, track2, track3);
 }
 
-int SimMagReader::swipe(int length1, int length2, int length3,
-                        const QByteArray &track1, const QByteArray &track2, const QByteArray &track3)
+int SimMagReader::swipe(int length1, int length2, int length3, const QByteArray &track1, const QByteArray &track2,
+                        const QByteArray &track3)
 {
     return deliver({record(length1, length2, length3, track1, track2, track3), 0});
 }
 
-int SimMagReader::swipeShort(int bytes, const QByteArray &track1, const QByteArray &track2,
-                             const QByteArray &track3)
+int SimMagReader::swipeShort(int bytes, const QByteArray &track1, const QByteArray &track2, const QByteArray &track3)
 {
-    const QByteArray full = record(trackText(track1).size(), trackText(track2).size(), trackText(track3).size(),
-                                   track1, track2, track3);
+    const QByteArray full =
+        record(trackText(track1).size(), trackText(track2).size(), trackText(track3).size(), track1, track2, track3);
     return deliver({full.left(qBound(0, bytes, int(RecordSize))), 0});
 }
 
@@ -124,24 +123,6 @@ void SimMagReader::note(Event::Kind kind)
     e.kind = kind;
     e.msecs = m_clock.elapsed();
     m_history.append(e);
-}
-
-int SimMagReader::stopCount() const
-{
-    QMutexLocker lock(&mutex);
-    return m_stopCount;
-}
-
-qintptr SimMagReader::lastStopArgument() const
-{
-    QMutexLocker lock(&mutex);
-    return m_lastStopArgument;
-}
-
-QList<SimMagReader::Event> SimMagReader::history() const
-{
-    QMutexLocker lock(&mutex);
-    return m_history;
 }
 
 int SimMagReader::ioctl(Channel &channel, unsigned long request, void *arg)

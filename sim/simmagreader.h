@@ -39,19 +39,19 @@ public:
     // A swipe; the length fields are the text lengths (texts cut to 127 bytes). Returns how many readers got it.
     int swipe(const QByteArray &track1, const QByteArray &track2, const QByteArray &track3);
     // A swipe with the length fields given as they are, even when they disagree with the text.
-    int swipe(int length1, int length2, int length3,
-              const QByteArray &track1, const QByteArray &track2, const QByteArray &track3);
+    int swipe(int length1, int length2, int length3, const QByteArray &track1, const QByteArray &track2,
+              const QByteArray &track3);
     // A swipe of which the driver hands over only the first `bytes` bytes of the record.
     int swipeShort(int bytes, const QByteArray &track1, const QByteArray &track2, const QByteArray &track3);
     // The next read returns nothing (0 bytes: the driver woke the reader with
     // nothing decoded), or with `err` fails with -1 and that errno.
     int failNextRead(int err = 0);
     // How often the stop ioctl reached the driver.
-    int stopCount() const;
+    int stopCount() const { return locked(m_stopCount); }
     // The argument of the last stop ioctl.
-    qintptr lastStopArgument() const;
+    qintptr lastStopArgument() const { return locked(m_lastStopArgument); }
     // What the driver saw, oldest first.
-    QList<Event> history() const;
+    QList<Event> history() const { return locked(m_history); }
 
 protected:
     int open(int flags) override;
@@ -68,8 +68,8 @@ private:
     };
 
     // The record the driver delivers for one swipe.
-    static QByteArray record(int length1, int length2, int length3,
-                             const QByteArray &track1, const QByteArray &track2, const QByteArray &track3);
+    static QByteArray record(int length1, int length2, int length3, const QByteArray &track1, const QByteArray &track2,
+                             const QByteArray &track3);
     int deliver(const Delivery &delivery);
     void complete(const SimSyscalls::Call &call, const Delivery &delivery);
     void note(Event::Kind kind);

@@ -6,48 +6,6 @@
 
 SimPeripheralPower::SimPeripheralPower() : SimDevice(POWERS_DEVICE_NAME) {}
 
-void SimPeripheralPower::setKickRefused(bool refused)
-{
-    QMutexLocker lock(&mutex);
-    m_kickRefused = refused;
-}
-
-int SimPeripheralPower::kickCount() const
-{
-    QMutexLocker lock(&mutex);
-    return m_kicks.size();
-}
-
-int SimPeripheralPower::refusedKickCount() const
-{
-    QMutexLocker lock(&mutex);
-    return m_refusedKicks;
-}
-
-QList<qintptr> SimPeripheralPower::kickArguments() const
-{
-    QMutexLocker lock(&mutex);
-    return m_kicks;
-}
-
-void SimPeripheralPower::setModemPowerRefused(bool refused)
-{
-    QMutexLocker lock(&mutex);
-    m_modemRefused = refused;
-}
-
-QList<int> SimPeripheralPower::modemPowerRequests() const
-{
-    QMutexLocker lock(&mutex);
-    return m_modemRequests;
-}
-
-bool SimPeripheralPower::isModemPowered() const
-{
-    QMutexLocker lock(&mutex);
-    return m_modemPowered;
-}
-
 int SimPeripheralPower::ioctl(Channel &channel, unsigned long request, void *arg)
 {
     switch (request) {

@@ -20,18 +20,18 @@ public:
     SimPeripheralPower();
 
     // Kicks fail with EIO while set (drawer not connected, solenoid fault).
-    void setKickRefused(bool refused);
-    int kickCount() const;        // accepted kicks
-    int refusedKickCount() const; // kicks answered with EIO
+    void setKickRefused(bool refused) { setLocked(m_kickRefused, refused); }
+    int kickCount() const { return locked(m_kicks).size(); } // accepted kicks
+    int refusedKickCount() const { return locked(m_refusedKicks); } // kicks answered with EIO
     // The argument of every accepted kick, oldest first.
-    QList<qintptr> kickArguments() const;
+    QList<qintptr> kickArguments() const { return locked(m_kicks); }
 
     // Modem power requests fail with EIO while set.
-    void setModemPowerRefused(bool refused);
+    void setModemPowerRefused(bool refused) { setLocked(m_modemRefused, refused); }
     // The value of every modem power request (accepted or not), oldest first.
-    QList<int> modemPowerRequests() const;
+    QList<int> modemPowerRequests() const { return locked(m_modemRequests); }
     // The modem's power as the last accepted request left it (off at start).
-    bool isModemPowered() const;
+    bool isModemPowered() const { return locked(m_modemPowered); }
 
 protected:
     int ioctl(Channel &channel, unsigned long request, void *arg) override;

@@ -14,12 +14,8 @@ const QByteArray DevicePath = "/devices/platform/battery-charger/power_supply/";
 
 SimPowerSupply::SimPowerSupply(int supplies) : SimSysfsDevice(PowerSupplyClass), m_supplies(supplies)
 {
-    m_properties = {{"status", "Charging"},
-                    {"present", "1"},
-                    {"health", "Good"},
-                    {"technology", "Li-ion"},
-                    {"voltage_now", "4100000"},
-                    {"capacity", "80"},
+    m_properties = {{"status", "Charging"},           {"present", "1"},           {"health", "Good"},
+                    {"technology", "Li-ion"},         {"voltage_now", "4100000"}, {"capacity", "80"},
                     {"charge_full_design", "2200000"}};
 }
 
@@ -55,11 +51,6 @@ void SimPowerSupply::setStatus(const QString &status)
 void SimPowerSupply::setVoltageNow(int microvolts)
 {
     setProperty("voltage_now", QByteArray::number(microvolts));
-}
-
-void SimPowerSupply::setHealth(const QString &health)
-{
-    setProperty("health", health.toLatin1());
 }
 
 void SimPowerSupply::setPackPresent(bool present)
@@ -105,12 +96,6 @@ void SimPowerSupply::setMains(bool online)
     refreshAc();
     announce("change", Ac);
     announce("change", Battery);
-}
-
-bool SimPowerSupply::mains() const
-{
-    QMutexLocker lock(&mutex);
-    return m_mains;
 }
 
 QByteArray SimPowerSupply::batteryUevent() const

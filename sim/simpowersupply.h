@@ -48,8 +48,6 @@ public:
     // "Unknown", "Charging", "Discharging", "Not charging" or "Full".
     void setStatus(const QString &status);
     void setVoltageNow(int microvolts);
-    // "Good", "Overheat", "Dead", "Over voltage", ...
-    void setHealth(const QString &health);
     // The pack taken out (false) or put back.
     void setPackPresent(bool present);
     // Any property with any text (a lower-case attribute name such as
@@ -62,7 +60,7 @@ public:
 
     // Mains present or not.
     void setMains(bool online);
-    bool mains() const;
+    bool mains() const { return locked(m_mains); }
 
     // The files as they read now.
     QByteArray batteryUevent() const;

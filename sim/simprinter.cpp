@@ -40,12 +40,6 @@ void SimPrinter::setPaperOut(bool out)
     m_paperOut = out;
 }
 
-bool SimPrinter::paperOut()
-{
-    QMutexLocker lock(&mutex);
-    return m_paperOut;
-}
-
 void SimPrinter::setStalled(bool stalled)
 {
     QMutexLocker lock(&mutex);
@@ -54,24 +48,12 @@ void SimPrinter::setStalled(bool stalled)
     m_stalled = stalled;
 }
 
-void SimPrinter::setStatusSilent(bool silent)
-{
-    QMutexLocker lock(&mutex);
-    m_statusSilent = silent;
-}
-
 void SimPrinter::setDotRowsPerSecond(int rows)
 {
     QMutexLocker lock(&mutex);
     collect();
     advance();
     m_rowsPerSecond = qMax(1, rows);
-}
-
-void SimPrinter::setCapacity(int bytes)
-{
-    QMutexLocker lock(&mutex);
-    m_capacity = bytes;
 }
 
 void SimPrinter::failIoctl(unsigned long request, int err)
@@ -85,20 +67,6 @@ void SimPrinter::failIoctl(unsigned long request, int err)
 
 // ---- read-back ----
 
-int SimPrinter::capacity()
-{
-    QMutexLocker lock(&mutex);
-    return m_capacity;
-}
-
-int SimPrinter::freeSpace()
-{
-    QMutexLocker lock(&mutex);
-    collect();
-    advance();
-    return qMax(0, m_capacity - bufferedBytes());
-}
-
 int SimPrinter::unprintedLines()
 {
     QMutexLocker lock(&mutex);
@@ -109,12 +77,6 @@ int SimPrinter::unprintedLines()
         if (m_items[i].kind != Item::Cut)
             ++lines;
     return lines;
-}
-
-QList<SimPrinter::Request> SimPrinter::requests()
-{
-    QMutexLocker lock(&mutex);
-    return m_requests;
 }
 
 QList<int> SimPrinter::contrastLevels()
@@ -186,12 +148,6 @@ int SimPrinter::overrunBytes()
     QMutexLocker lock(&mutex);
     collect();
     return m_overrun;
-}
-
-int SimPrinter::freeSpaceQueries()
-{
-    QMutexLocker lock(&mutex);
-    return m_freeQueries;
 }
 
 QImage SimPrinter::rollImage()
@@ -289,7 +245,6 @@ int SimPrinter::ioctl(Channel &channel, unsigned long request, void *arg)
     case MARVO_IOCTL_PRN_FREE_BUFFER:
         *value = qMax(0, m_capacity - bufferedBytes());
         m_lastFreeReported = *value;
-        ++m_freeQueries;
         return 0;
     case MARVO_IOCTL_PRN_UNPRINTED_LINES: {
         int lines = 0;

@@ -55,21 +55,20 @@ public:
 
     // ---- control ----
     void setPaperOut(bool out);
-    bool paperOut();
+    bool paperOut() { return locked(m_paperOut); }
     // The head stops; the buffer keeps what it holds.
     void setStalled(bool stalled);
     // The status request gets no answer (a printer that hangs).
-    void setStatusSilent(bool silent);
+    void setStatusSilent(bool silent) { setLocked(m_statusSilent, silent); }
     void setDotRowsPerSecond(int rows);
-    void setCapacity(int bytes);
+    void setCapacity(int bytes) { setLocked(m_capacity, bytes); }
     // The request fails with `err` from now on; 0 makes it work again.
     void failIoctl(unsigned long request, int err);
 
     // ---- read-back ----
-    int capacity();
-    int freeSpace();
+    int capacity() { return locked(m_capacity); }
     int unprintedLines();
-    QList<Request> requests();
+    QList<Request> requests() { return locked(m_requests); }
     QList<int> contrastLevels();
     QList<Write> writes();
     // Text lines as printed, one list per piece of paper between cuts; the
@@ -81,8 +80,6 @@ public:
     QList<QByteArray> unknownSequences();
     // Bytes received beyond the buffer's capacity.
     int overrunBytes();
-    // How often the program asked for the free buffer space.
-    int freeSpaceQueries();
     // The printed paper as a picture, 384 dots wide: text lines in a 12x24
     // cell font (double-height stretched), raster rows as sent, cuts as dashed
     // (partial) or solid (full) lines across.
@@ -120,7 +117,6 @@ private:
     int m_capacity = 16384;
     int m_lastFreeReported = -1;
     int m_overrun = 0;
-    int m_freeQueries = 0;
     int m_mode = 0;
     int m_charset = 0;
     int m_lineMode = 0; // the print mode at the line's first character

@@ -13,27 +13,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-SimRequests::SimRequests()
-    : SimDevice(QString::fromLatin1(NodePath))
-{
-}
+SimRequests::SimRequests() : SimDevice(QString::fromLatin1(NodePath)) {}
 
 SimRequests::~SimRequests()
 {
     QMutexLocker lock(&mutex);
     close();
-}
-
-QStringList SimRequests::requests() const
-{
-    QMutexLocker lock(&mutex);
-    return m_requests;
-}
-
-QStringList SimRequests::answers() const
-{
-    QMutexLocker lock(&mutex);
-    return m_answers;
 }
 
 void SimRequests::setPresent(bool present)
@@ -61,12 +46,6 @@ void SimRequests::setPresent(bool present)
         return;
     }
     t->watch(m_fd, POLLIN, [this](short) { onReadable(); });
-}
-
-bool SimRequests::isPresent() const
-{
-    QMutexLocker lock(&mutex);
-    return m_fd >= 0;
 }
 
 int SimRequests::open(int)

@@ -28,11 +28,11 @@ public:
 
     // Every request line taken, oldest first, and the control's answer to
     // each ("netif add ppp0" twice: the second is an error).
-    QStringList requests() const;
-    QStringList answers() const;
+    QStringList requests() const { return locked(m_requests); }
+    QStringList answers() const { return locked(m_answers); }
 
     void setPresent(bool present) override;
-    bool isPresent() const override;
+    bool isPresent() const override { return locked(m_fd) >= 0; }
 
 protected:
     int open(int flags) override;

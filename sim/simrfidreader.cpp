@@ -43,12 +43,6 @@ void SimRfidReader::remove()
     m_state = NoCard;
 }
 
-SimRfidReader::CardState SimRfidReader::cardState() const
-{
-    QMutexLocker lock(&mutex);
-    return m_state;
-}
-
 void SimRfidReader::failCommand(char letter, int status)
 {
     QMutexLocker lock(&mutex);
@@ -56,21 +50,6 @@ void SimRfidReader::failCommand(char letter, int status)
         m_failures.remove(letter);
     else
         m_failures.insert(letter, status);
-}
-
-QList<SimRfidReader::Command> SimRfidReader::commands() const
-{
-    QMutexLocker lock(&mutex);
-    return m_commands;
-}
-
-int SimRfidReader::commandCount(char letter) const
-{
-    QMutexLocker lock(&mutex);
-    int n = 0;
-    for (const Command &c : m_commands)
-        n += c.letter == letter ? 1 : 0;
-    return n;
 }
 
 int SimRfidReader::openDescriptorCount()
@@ -147,8 +126,7 @@ int SimRfidReader::ioctl(Channel &channel, unsigned long request, void *arg)
     auto *packet = static_cast<unsigned char *>(arg);
     Command command;
     command.letter = char(packet[MIFS_OFFSET_COMMAND]);
-    command.data = QByteArray(reinterpret_cast<const char *>(packet + MIFS_OFFSET_DATA),
-                              packet[MIFS_OFFSET_LENGTH]);
+    command.data = QByteArray(reinterpret_cast<const char *>(packet + MIFS_OFFSET_DATA), packet[MIFS_OFFSET_LENGTH]);
     command.msecs = now();
     m_commands.append(command);
 

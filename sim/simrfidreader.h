@@ -62,14 +62,13 @@ public:
     void present(const QByteArray &uid4);
     // Takes the card away.
     void remove();
-    CardState cardState() const;
+    CardState cardState() const { return locked(m_state); }
     // Every `letter` command from now on reports `status` (0 restores the
     // normal answer). A negative status is a refused call: -1 with errno -status.
     void failCommand(char letter, int status);
 
     // Every command received so far, oldest first.
-    QList<Command> commands() const;
-    int commandCount(char letter) const;
+    QList<Command> commands() const { return locked(m_commands); }
     // Descriptors the program holds open on the reader.
     int openDescriptorCount();
 

@@ -29,14 +29,13 @@ int speedOf(speed_t code)
     {
         speed_t code;
         int bits;
-    } table[] = {{B50, 50},         {B75, 75},         {B110, 110},       {B134, 134},
-                 {B150, 150},       {B200, 200},       {B300, 300},       {B600, 600},
-                 {B1200, 1200},     {B1800, 1800},     {B2400, 2400},     {B4800, 4800},
-                 {B9600, 9600},     {B19200, 19200},   {B38400, 38400},   {B57600, 57600},
-                 {B115200, 115200}, {B230400, 230400}, {B460800, 460800}, {B500000, 500000},
-                 {B576000, 576000}, {B921600, 921600}, {B1000000, 1000000}, {B1152000, 1152000},
-                 {B1500000, 1500000}, {B2000000, 2000000}, {B2500000, 2500000}, {B3000000, 3000000},
-                 {B3500000, 3500000}, {B4000000, 4000000}};
+    } table[] = {
+        {B50, 50},           {B75, 75},           {B110, 110},         {B134, 134},         {B150, 150},
+        {B200, 200},         {B300, 300},         {B600, 600},         {B1200, 1200},       {B1800, 1800},
+        {B2400, 2400},       {B4800, 4800},       {B9600, 9600},       {B19200, 19200},     {B38400, 38400},
+        {B57600, 57600},     {B115200, 115200},   {B230400, 230400},   {B460800, 460800},   {B500000, 500000},
+        {B576000, 576000},   {B921600, 921600},   {B1000000, 1000000}, {B1152000, 1152000}, {B1500000, 1500000},
+        {B2000000, 2000000}, {B2500000, 2500000}, {B3000000, 3000000}, {B3500000, 3500000}, {B4000000, 4000000}};
     for (const auto &entry : table)
         if (entry.code == code)
             return entry.bits;
@@ -49,8 +48,7 @@ QByteArray framed(const QByteArray &line)
 }
 }
 
-SimSerialLine::SimSerialLine(const QString &nodePath, Behaviour behaviour)
-    : SimDevice(nodePath), m_behaviour(behaviour)
+SimSerialLine::SimSerialLine(const QString &nodePath, Behaviour behaviour) : SimDevice(nodePath), m_behaviour(behaviour)
 {
     m_clock.start();
 }
@@ -66,12 +64,6 @@ void SimSerialLine::setBehaviour(Behaviour behaviour)
     QMutexLocker lock(&mutex);
     m_behaviour = behaviour;
     m_commandLine.clear();
-}
-
-SimSerialLine::Behaviour SimSerialLine::behaviour() const
-{
-    QMutexLocker lock(&mutex);
-    return m_behaviour;
 }
 
 bool SimSerialLine::setReplyTable(const QByteArray &text, QString *error)
@@ -114,12 +106,6 @@ bool SimSerialLine::setReplyTable(const QByteArray &text, QString *error)
     m_behaviour = ReplyTable;
     m_commandLine.clear();
     return true;
-}
-
-void SimSerialLine::setPowerSupply(std::function<bool()> powered)
-{
-    QMutexLocker lock(&mutex);
-    m_powered = std::move(powered);
 }
 
 QByteArray SimSerialLine::defaultModemTable()
@@ -226,12 +212,6 @@ void SimSerialLine::setOpenRefused(bool refused)
     applyOpenRefused();
 }
 
-bool SimSerialLine::isOpenRefused() const
-{
-    QMutexLocker lock(&mutex);
-    return m_openRefused;
-}
-
 void SimSerialLine::applyOpenRefused()
 {
     // A locked master makes the kernel refuse every open of its terminal
@@ -247,24 +227,6 @@ void SimSerialLine::transmit(const QByteArray &bytes)
     queueTransmit(bytes);
 }
 
-QByteArray SimSerialLine::received() const
-{
-    QMutexLocker lock(&mutex);
-    return m_received;
-}
-
-QStringList SimSerialLine::commands() const
-{
-    QMutexLocker lock(&mutex);
-    return m_commands;
-}
-
-QByteArray SimSerialLine::transmitted() const
-{
-    QMutexLocker lock(&mutex);
-    return m_transmitted;
-}
-
 void SimSerialLine::clearRecords()
 {
     QMutexLocker lock(&mutex);
@@ -275,28 +237,10 @@ void SimSerialLine::clearRecords()
     m_closes = 0;
 }
 
-int SimSerialLine::overruns() const
-{
-    QMutexLocker lock(&mutex);
-    return m_overruns;
-}
-
-int SimSerialLine::closes() const
-{
-    QMutexLocker lock(&mutex);
-    return m_closes;
-}
-
 int SimSerialLine::lineSpeed() const
 {
     QMutexLocker lock(&mutex);
     return m_master < 0 ? 0 : lineSpeedLocked();
-}
-
-QString SimSerialLine::terminalName() const
-{
-    QMutexLocker lock(&mutex);
-    return QString::fromLatin1(m_terminalName);
 }
 
 void SimSerialLine::setPresent(bool present)
@@ -446,8 +390,7 @@ void SimSerialLine::onRecheck(quint64 generation)
     }
     // Still closed: nothing that arrives now can have come from the program.
     char buffer[512];
-    while (::read(m_master, buffer, sizeof buffer) > 0) {
-    }
+    while (::read(m_master, buffer, sizeof buffer) > 0) {}
     startRecheck();
 }
 

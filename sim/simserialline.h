@@ -78,7 +78,7 @@ public:
     ~SimSerialLine() override;
 
     void setBehaviour(Behaviour behaviour);
-    Behaviour behaviour() const;
+    Behaviour behaviour() const { return locked(m_behaviour); }
 
     // Replaces the reply table and switches to ReplyTable. On a bad table
     // nothing changes and *error (when given) says which line is wrong.
@@ -90,7 +90,7 @@ public:
     // The device's supply: while `powered` returns false, commands are
     // recorded and nothing answers (a modem switched off). Empty: always on.
     // Called on the service loop with the line's lock held.
-    void setPowerSupply(std::function<bool()> powered);
+    void setPowerSupply(std::function<bool()> powered) { setLocked(m_powered, std::move(powered)); }
 
     // Faults of the loopback plug, each applied once and counted over the
     // bytes the plug echoes from the call on; a new call replaces a fault not
@@ -124,7 +124,6 @@ public:
     // writes of a descriptor still open once somebody's open was refused.
     // Kept across setPresent().
     void setOpenRefused(bool refused);
-    bool isOpenRefused() const;
 
     // The device sends on its own (a modem's RING), paced like any answer;
     // lost while the program has the port closed.
@@ -132,19 +131,19 @@ public:
 
     // Every byte the program sent, every command line it ended with CR
     // (ReplyTable only), every byte the line sent back, since the last clear.
-    QByteArray received() const;
-    QStringList commands() const;
-    QByteArray transmitted() const;
+    QByteArray received() const { return locked(m_received); }
+    QStringList commands() const { return locked(m_commands); }
+    QByteArray transmitted() const { return locked(m_transmitted); }
     void clearRecords();
     // Bytes the program did not read in time and that the port dropped.
-    int overruns() const;
+    int overruns() const { return locked(m_overruns); }
     // How often the program closed the port (the line saw it let go).
-    int closes() const;
+    int closes() const { return locked(m_closes); }
 
     // The line speed the program set, in bits per second (0 while unplugged).
     int lineSpeed() const;
     // The terminal side the node leads to (/dev/pts/N), empty while unplugged.
-    QString terminalName() const;
+    QString terminalName() const { return QString::fromLatin1(locked(m_terminalName)); }
 
     // Plugging in makes a new pseudo-terminal and the node's link; unplugging
     // removes the link and closes the master, so a descriptor the program
@@ -197,9 +196,9 @@ private:
     bool m_programOpen = false; // the program holds the terminal side open
 
     QElapsedTimer m_clock;
-    QByteArray m_pending;     // answer bytes not yet on the wire
-    qint64 m_nextDueNs = 0;   // when the first pending byte has fully arrived
-    qint64 m_lineFreeNs = 0;  // when the last byte sent finished
+    QByteArray m_pending; // answer bytes not yet on the wire
+    qint64 m_nextDueNs = 0; // when the first pending byte has fully arrived
+    qint64 m_lineFreeNs = 0; // when the last byte sent finished
 
     enum EchoFault { NoEchoFault, ChangedByte, LostBytes, ExtraBytes };
     EchoFault m_echoFault = NoEchoFault;

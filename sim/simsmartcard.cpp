@@ -97,42 +97,6 @@ QList<SimSmartCard::Command> SimSmartCard::defaultCommandTable()
     return t;
 }
 
-void SimSmartCard::setAtr(const QByteArray &atr)
-{
-    QMutexLocker lock(&mutex);
-    m_atr = atr;
-}
-
-void SimSmartCard::setProcedure(Procedure procedure)
-{
-    QMutexLocker lock(&mutex);
-    m_procedure = procedure;
-}
-
-void SimSmartCard::setNullBytes(int count)
-{
-    QMutexLocker lock(&mutex);
-    m_nulls = count;
-}
-
-void SimSmartCard::setProcedureByte(int byte)
-{
-    QMutexLocker lock(&mutex);
-    m_procedureByte = byte;
-}
-
-void SimSmartCard::failWrite(int after)
-{
-    QMutexLocker lock(&mutex);
-    m_failWriteAfter = after;
-}
-
-void SimSmartCard::setPtsAccepted(bool accepted)
-{
-    QMutexLocker lock(&mutex);
-    m_ptsAccepted = accepted;
-}
-
 void SimSmartCard::insertCard()
 {
     QMutexLocker lock(&mutex);
@@ -155,54 +119,6 @@ void SimSmartCard::removeCardAfter(int bytes)
         pull();
     else
         m_removeAfter = bytes;
-}
-
-bool SimSmartCard::cardPresent() const
-{
-    QMutexLocker lock(&mutex);
-    return m_present;
-}
-
-QStringList SimSmartCard::driverCalls() const
-{
-    QMutexLocker lock(&mutex);
-    return m_calls;
-}
-
-void SimSmartCard::clearDriverCalls()
-{
-    QMutexLocker lock(&mutex);
-    m_calls.clear();
-}
-
-QList<SimSmartCard::Exchange> SimSmartCard::exchanges() const
-{
-    QMutexLocker lock(&mutex);
-    return m_exchanges;
-}
-
-QByteArray SimSmartCard::lastChallenge() const
-{
-    QMutexLocker lock(&mutex);
-    return m_challenge;
-}
-
-QByteArray SimSmartCard::ptsReceived() const
-{
-    QMutexLocker lock(&mutex);
-    return m_pts;
-}
-
-sc_reader_para SimSmartCard::readerPara() const
-{
-    QMutexLocker lock(&mutex);
-    return m_para;
-}
-
-QByteArray SimSmartCard::lineFromProgram() const
-{
-    QMutexLocker lock(&mutex);
-    return m_fromProgram;
 }
 
 // ---- the line ------------------------------------------------------------------
@@ -420,7 +336,6 @@ quint16 SimSmartCard::outgoing(const Command &command, int le, QByteArray *data)
             m_random ^= m_random << 5;
             data->append(char(m_random & 0xFF));
         }
-        m_challenge = *data;
         return 0x9000;
     case ReadBinary: {
         const quint8 p1 = quint8(m_current.header[2]);

@@ -36,7 +36,7 @@
 // the master file 3F00, 0015 with the module's serial number, 0002 with short
 // identifier 2), ReadBinary (the current or the short-identified file from
 // offset P2: 6C xx when Le asks past its end),
-// Challenge (Le bytes of the card's generator, kept for lastChallenge()).
+// Challenge (Le bytes of the card's generator).
 //
 // removeCard() pulls the card now, removeCardAfter(n) after the program has
 // read n more bytes (a read that reaches the n-th byte returns short).
@@ -84,30 +84,29 @@ public:
     static QByteArray directAtr();
     static QByteArray inverseAtr();
 
-    void setAtr(const QByteArray &atr);
-    void setProcedure(Procedure procedure);
-    void setNullBytes(int count);
-    void setPtsAccepted(bool accepted);
+    void setAtr(const QByteArray &atr) { setLocked(m_atr, atr); }
+    void setProcedure(Procedure procedure) { setLocked(m_procedure, procedure); }
+    void setNullBytes(int count) { setLocked(m_nulls, count); }
+    void setPtsAccepted(bool accepted) { setLocked(m_ptsAccepted, accepted); }
     // Faults: every command header is answered with `byte` (a procedure byte
     // no card may send, 0x70-0x8F) and the command ends there; -1 ends the
     // fault. After `after` more good writes the next write fails with EIO (a
     // data write the interface could not get onto the line).
-    void setProcedureByte(int byte);
-    void failWrite(int after);
+    void setProcedureByte(int byte) { setLocked(m_procedureByte, byte); }
+    void failWrite(int after) { setLocked(m_failWriteAfter, after); }
 
     void insertCard();
     void removeCard();
     void removeCardAfter(int bytes);
-    bool cardPresent() const;
+    bool cardPresent() const { return locked(m_present); }
 
-    QStringList driverCalls() const;
-    void clearDriverCalls();
-    QList<Exchange> exchanges() const;
-    QByteArray lastChallenge() const;
-    QByteArray ptsReceived() const;
-    sc_reader_para readerPara() const;
+    QStringList driverCalls() const { return locked(m_calls); }
+    void clearDriverCalls() { setLocked(m_calls, {}); }
+    QList<Exchange> exchanges() const { return locked(m_exchanges); }
+    QByteArray ptsReceived() const { return locked(m_pts); }
+    sc_reader_para readerPara() const { return locked(m_para); }
     // Every byte the program wrote and the card sent, as on the line.
-    QByteArray lineFromProgram() const;
+    QByteArray lineFromProgram() const { return locked(m_fromProgram); }
 
 protected:
     int open(int flags) override;
@@ -159,7 +158,6 @@ private:
     QByteArray m_fromProgram;
     QStringList m_calls;
     QList<Exchange> m_exchanges;
-    QByteArray m_challenge;
     QByteArray m_pts;
     quint32 m_random = 0x2545F491u;
     sc_reader_para m_para{0, 372, 1, 0, 10};

@@ -56,8 +56,8 @@ bool runTool(const QString &program, const QStringList &args, QString *error)
     if (p.waitForFinished(60000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0)
         return true;
     if (error)
-        *error = QStringLiteral("%1 failed: %2").arg(QFileInfo(program).fileName(),
-                                                     QString::fromLocal8Bit(p.readAllStandardError()).trimmed());
+        *error = QStringLiteral("%1 failed: %2")
+                     .arg(QFileInfo(program).fileName(), QString::fromLocal8Bit(p.readAllStandardError()).trimmed());
     return false;
 }
 
@@ -217,8 +217,7 @@ void fill(const QString &mountPoint)
         return;
     const QByteArray chunk(64 * 1024, '\0');
     for (int size = chunk.size(); size > 0; size /= 4) {
-        while (::write(fd, chunk.constData(), size_t(size)) > 0) {
-        }
+        while (::write(fd, chunk.constData(), size_t(size)) > 0) {}
     }
     ::fsync(fd);
     ::close(fd);
@@ -271,7 +270,7 @@ SimStorage::SimStorage(SimTerminal *terminal) : m_terminal(terminal) {}
 
 SimStorage::~SimStorage()
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     // Nothing mounted by the terminal outlives it.
     for (int i = m_active.size() - 1; i >= 0; --i)
         unmount(m_active[i], true);
@@ -279,18 +278,6 @@ SimStorage::~SimStorage()
     for (Medium &m : m_media)
         release(m);
     m_media.clear();
-}
-
-void SimStorage::setBacking(Backing backing)
-{
-    QMutexLocker lock(&m_mutex);
-    m_backing = backing;
-}
-
-SimStorage::Backing SimStorage::backing() const
-{
-    QMutexLocker lock(&m_mutex);
-    return m_backing;
 }
 
 bool SimStorage::realMountsPossible(QString *reason)
@@ -348,7 +335,7 @@ bool SimStorage::realMountsPossible(QString *reason)
 QString SimStorage::insert(const QString &diskNode, const QString &partitionNode, const SimMedium &medium,
                            QString *error)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     QString why;
     Medium m;
     m.id = m_nextId++;
@@ -418,7 +405,7 @@ bool SimStorage::makeReal(Medium &medium, QString *error)
 
 void SimStorage::remove(const QString &partitionNode)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     for (int i = 0; i < m_media.size(); ++i) {
         Medium &m = m_media[i];
         if (!m.inserted || m.partition != partitionNode)
@@ -434,7 +421,7 @@ void SimStorage::remove(const QString &partitionNode)
 
 bool SimStorage::isReal(const QString &partitionNode) const
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     for (const Medium &m : m_media)
         if (m.inserted && m.partition == partitionNode)
             return m.real;
@@ -451,12 +438,6 @@ void SimStorage::release(Medium &medium)
         setTreeReadOnly(medium.folder, false);
         QDir(medium.folder).removeRecursively();
     }
-}
-
-void SimStorage::failUnmount(int err)
-{
-    QMutexLocker lock(&m_mutex);
-    m_unmountError = err;
 }
 
 namespace {
@@ -477,7 +458,7 @@ void readTree(const QString &root, const QString &dir, QMap<QString, QByteArray>
 
 QMap<QString, QByteArray> SimStorage::contents(const QString &partitionNode)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     QMap<QString, QByteArray> out;
     const Medium *medium = nullptr;
     for (const Medium &m : m_media)
@@ -506,7 +487,7 @@ QMap<QString, QByteArray> SimStorage::contents(const QString &partitionNode)
 
 QList<SimStorage::Mount> SimStorage::mounts() const
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     QList<Mount> out;
     for (const Active &a : m_active) {
         Mount m;
@@ -520,12 +501,6 @@ QList<SimStorage::Mount> SimStorage::mounts() const
         out << m;
     }
     return out;
-}
-
-QList<SimStorage::MountCall> SimStorage::mountCalls() const
-{
-    QMutexLocker lock(&m_mutex);
-    return m_calls;
 }
 
 QString SimStorage::logical(const QString &hostPath) const
@@ -558,7 +533,7 @@ SimStorage::Medium *SimStorage::mediumAt(const QString &node, bool *whole)
 bool SimStorage::serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
                             const void *, int *result)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     const QString src = QDir::cleanPath(QFile::decodeName(source ? source : ""));
     const QString tgt = QDir::cleanPath(QFile::decodeName(target ? target : ""));
     const QString type = QString::fromLatin1(fsType ? fsType : "");
@@ -639,8 +614,7 @@ int SimStorage::mountServed(const Medium &medium, Active &active)
 {
     if (active.readOnly && !setTreeReadOnly(medium.folder, true)) {
         setTreeReadOnly(medium.folder, false);
-        qWarning("SimStorage: cannot make %s read-only for this process; mount refused",
-                 qPrintable(medium.partition));
+        qWarning("SimStorage: cannot make %s read-only for this process; mount refused", qPrintable(medium.partition));
         return EACCES;
     }
     const QByteArray target = QFile::encodeName(active.target);
@@ -673,7 +647,7 @@ int SimStorage::mountServed(const Medium &medium, Active &active)
 
 bool SimStorage::serveUmount(const char *target, int *result)
 {
-    QMutexLocker lock(&m_mutex);
+    QMutexLocker lock(&mutex);
     const QString tgt = QDir::cleanPath(QFile::decodeName(target ? target : ""));
     int index = -1;
     for (int i = 0; i < m_active.size(); ++i)
@@ -693,9 +667,9 @@ bool SimStorage::serveUmount(const char *target, int *result)
                 m->mounted = false;
                 if (!m->inserted) {
                     release(*m);
-                    m_media.erase(std::remove_if(m_media.begin(), m_media.end(),
-                                                 [id](const Medium &x) { return x.id == id; }),
-                                  m_media.end());
+                    m_media.erase(
+                        std::remove_if(m_media.begin(), m_media.end(), [id](const Medium &x) { return x.id == id; }),
+                        m_media.end());
                 }
             }
             writeMountTable();
@@ -746,8 +720,8 @@ void SimStorage::writeMountTable()
         for (const Medium &m : m_media)
             if (m.id == a.medium)
                 device = m.partition;
-        const QByteArray line = mountField(device) + ' ' + mountField(a.logicalTarget) + ' ' + a.type.toLatin1()
-                                + ' ' + mountOptions(a.flags, a.readOnly) + " 0 0";
+        const QByteArray line = mountField(device) + ' ' + mountField(a.logicalTarget) + ' ' + a.type.toLatin1() + ' '
+                                + mountOptions(a.flags, a.readOnly) + " 0 0";
         m_tableLines << QString::fromUtf8(line);
         lines << line;
     }

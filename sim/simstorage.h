@@ -49,9 +49,10 @@
 //  - NoFileSystem: every mount type fails with EINVAL.
 #pragma once
 
+#include "simguarded.h"
+
 #include <QList>
 #include <QMap>
-#include <QMutex>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -75,7 +76,7 @@ struct SimMedium
     int sizeKiB = 8192;
 };
 
-class SimStorage
+class SimStorage : private SimGuarded
 {
 public:
     enum Backing { Automatic, Served };
@@ -91,9 +92,9 @@ public:
     };
     struct Mount
     {
-        QString device;     // logical node, /dev/mmcblk0p1
+        QString device; // logical node, /dev/mmcblk0p1
         QString mountPoint; // logical, /sdcard
-        QString type;       // as the program asked for it
+        QString type; // as the program asked for it
         bool readOnly = false;
         bool real = false;
     };
@@ -103,8 +104,8 @@ public:
 
     // Automatic uses real loop mounts where the machine allows them. Applies
     // to media inserted from now on.
-    void setBacking(Backing backing);
-    Backing backing() const;
+    void setBacking(Backing backing) { setLocked(m_backing, backing); }
+    Backing backing() const { return locked(m_backing); }
     // Whether real loop mounts work on this machine; *reason says why not.
     bool realMountsPossible(QString *reason = nullptr);
 
@@ -118,17 +119,17 @@ public:
     bool isReal(const QString &partitionNode) const;
 
     QList<Mount> mounts() const;
-    QList<MountCall> mountCalls() const;
+    QList<MountCall> mountCalls() const { return locked(m_calls); }
     // The files of the medium in `partitionNode` and their contents, by path
     // from its root, as the card holds them now: through the program's mount
     // when there is one, else (real media) through a private read-only mount.
     QMap<QString, QByteArray> contents(const QString &partitionNode);
     // The next umount() of a medium fails with `err` (EBUSY: a file still
     // open on it); the medium stays mounted.
-    void failUnmount(int err = EBUSY);
+    void failUnmount(int err = EBUSY) { setLocked(m_unmountError, err); }
 
-    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
-                    const void *data, int *result);
+    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags, const void *data,
+                    int *result);
     bool serveUmount(const char *target, int *result);
 
 private:
@@ -140,7 +141,7 @@ private:
         bool real = false;
         bool inserted = true;
         bool mounted = false;
-        QString folder;    // served: the medium's files
+        QString folder; // served: the medium's files
         QString imageFile; // real: the disk image
         QString loopDevice;
         int loopFd = -1;
@@ -148,7 +149,7 @@ private:
     struct Active
     {
         int medium = 0; // its id
-        QString target;        // host path
+        QString target; // host path
         QString logicalTarget;
         QString type;
         unsigned long flags = 0;
@@ -170,7 +171,6 @@ private:
     QString logical(const QString &hostPath) const;
 
     SimTerminal *m_terminal;
-    mutable QMutex m_mutex;
     QTemporaryDir m_private; // images and served folders, outside the root
     Backing m_backing = Automatic;
     QList<Medium> m_media; // pulled ones stay while mounted

@@ -61,12 +61,6 @@ void SimSysfsDevice::removeAttribute(const QString &attribute)
     deleteAttribute(attribute);
 }
 
-QList<SimSysfsDevice::Write> SimSysfsDevice::writes() const
-{
-    QMutexLocker lock(&mutex);
-    return m_writes;
-}
-
 void SimSysfsDevice::setPresent(bool present)
 {
     QMutexLocker lock(&mutex);

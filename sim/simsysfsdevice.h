@@ -57,7 +57,7 @@ public:
     void removeAttribute(const QString &attribute);
 
     // Every program write seen so far, oldest first.
-    QList<Write> writes() const;
+    QList<Write> writes() const { return locked(m_writes); }
 
     // Present: the model's attributes are laid out afresh (any left from
     // before go first); absent: they are all gone.

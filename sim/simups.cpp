@@ -13,46 +13,10 @@ const quint8 StateDischarging = 0x02;
 
 SimUps::SimUps() : SimDevice(UPS_DEVICE_NAME) {}
 
-void SimUps::setRawVoltage(quint16 raw)
-{
-    QMutexLocker lock(&mutex);
-    m_raw = raw;
-}
-
-quint16 SimUps::rawVoltage() const
-{
-    QMutexLocker lock(&mutex);
-    return m_raw;
-}
-
-void SimUps::setMains(bool online)
-{
-    QMutexLocker lock(&mutex);
-    m_mains = online;
-}
-
-void SimUps::setDischarging(bool discharging)
-{
-    QMutexLocker lock(&mutex);
-    m_discharging = discharging;
-}
-
-void SimUps::setBadCheck(bool bad)
-{
-    QMutexLocker lock(&mutex);
-    m_badCheck = bad;
-}
-
 QByteArray SimUps::record() const
 {
     QMutexLocker lock(&mutex);
     return recordLocked();
-}
-
-int SimUps::readCount() const
-{
-    QMutexLocker lock(&mutex);
-    return m_reads;
 }
 
 QByteArray SimUps::recordLocked() const

@@ -22,16 +22,15 @@ public:
     SimUps();
 
     // The raw 16-bit voltage of the record (the program scales it).
-    void setRawVoltage(quint16 raw);
-    quint16 rawVoltage() const;
-    void setMains(bool online);
-    void setDischarging(bool discharging);
+    void setRawVoltage(quint16 raw) { setLocked(m_raw, raw); }
+    void setMains(bool online) { setLocked(m_mains, online); }
+    void setDischarging(bool discharging) { setLocked(m_discharging, discharging); }
     // Records whose check group does not add up to 0 from now on (false: sound ones again).
-    void setBadCheck(bool bad);
+    void setBadCheck(bool bad) { setLocked(m_badCheck, bad); }
     // The record a read returns now.
     QByteArray record() const;
     // How many reads the driver answered.
-    int readCount() const;
+    int readCount() const { return locked(m_reads); }
 
 protected:
     int open(int flags) override;

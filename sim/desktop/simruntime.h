@@ -30,7 +30,6 @@ public:
     // Writes this process's entry; false with *error when it cannot.
     bool publish(const QString &socketPath, QString *error);
     void withdraw();
-    QString entryFile() const { return m_file; }
 
 private:
     QString m_file;
