@@ -3,6 +3,7 @@
 // back as a hot-plug event through USBSignal. Route and pppd are stand-ins.
 #include "mmodem.h"
 #include "msystemroot.h"
+#include "queuedspy.h"
 #include "simperipheralpower.h"
 #include "simserialline.h"
 #include "simterminal.h"
@@ -191,7 +192,7 @@ private slots:
         MModem modem;
         QSignalSpy linkUp(&modem, &MModem::linkUp);
         QSignalSpy linkDown(&modem, &MModem::linkDown);
-        QSignalSpy usbAdd(USBSignal::instance(), &USBSignal::deviceAdd);
+        QueuedSpy usbAdd(USBSignal::instance(), &USBSignal::deviceAdd);
         for (const char *name : {"wlan0", "usb0", "ppp0", "ppp1"})
             QVERIFY(m_sim->addNetworkInterface(QString::fromLatin1(name)));
         QTRY_COMPARE_WITH_TIMEOUT(linkUp.size(), 2, 10000);
