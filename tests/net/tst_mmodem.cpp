@@ -90,7 +90,7 @@ private slots:
         // recorded its call, however slow the machine.
         waits.onWait(QThread::currentThread(), [&](const QString &, int n) {
             if (n == 1)
-                QTest::qWaitFor([&] { return !calls().isEmpty(); }, 20000);
+                QVERIFY(QTest::qWaitFor([&] { return !calls().isEmpty(); }, 20000));
         });
         QCOMPARE(modem.modemDial(), -1);
         QCOMPARE(waits.log(QThread::currentThread()), QStringList({"proc 30000 -", "proc 30000 -"}));
