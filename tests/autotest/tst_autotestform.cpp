@@ -8,6 +8,7 @@
 #include "mlogsystem.h"
 #include "msystemroot.h"
 #include "powerfunction.h"
+#include "queuedspy.h"
 #include "simbench.h"
 #include "simibutton.h"
 #include "simkernelfiles.h"
@@ -95,7 +96,7 @@ class TestAutoTestForm : public QObject
     // Every hot-plug event so far has reached the form (a barrier interface comes and goes last).
     void deliverEvents()
     {
-        QSignalSpy removed(USBSignal::instance(), &USBSignal::deviceRemove);
+        QueuedSpy removed(USBSignal::instance(), &USBSignal::deviceRemove);
         QVERIFY(m_sim->addNetworkInterface("barrier0") && m_sim->removeNetworkInterface("barrier0"));
         QTRY_VERIFY_WITH_TIMEOUT(removed.contains(QVariantList{"barrier0"}), GiveUpMs);
     }

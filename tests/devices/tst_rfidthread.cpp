@@ -2,6 +2,7 @@
 // between the worker's once-a-second polls, each step set at one of its
 // (recorded, not spent) waits.
 #include "mifs.h"
+#include "queuedspy.h"
 #include "rfidthread.h"
 #include "simbuzzer.h"
 #include "simrfidreader.h"
@@ -57,7 +58,7 @@ private slots:
         TestWaits waits;
         WorkerProbe probe;
         auto *worker = probe.create<RFIDThread>();
-        QSignalSpy data(worker, &RFIDThread::sendData);
+        QueuedSpy data(worker, &RFIDThread::sendData);
         int commandsAtStop = -1;
         // What happens before the poll after wait n: the first card stays a
         // poll (nothing to say), is swapped for another without a gap, taken

@@ -4,6 +4,7 @@
 // recorded, not spent.
 #include "disktest.h"
 #include "linuxfunction.h"
+#include "queuedspy.h"
 #include "simterminal.h"
 #include "testwaits.h"
 #include "usbsignal.h"
@@ -51,7 +52,7 @@ class TestDiskTest : public QObject
     // barrier interface comes and goes last).
     void deliverEvents()
     {
-        QSignalSpy removed(USBSignal::instance(), &USBSignal::deviceRemove);
+        QueuedSpy removed(USBSignal::instance(), &USBSignal::deviceRemove);
         QVERIFY(m_sim->addNetworkInterface("barrier0") && m_sim->removeNetworkInterface("barrier0"));
         QTRY_VERIFY_WITH_TIMEOUT(removed.contains(QVariantList{"barrier0"}), 20000);
     }

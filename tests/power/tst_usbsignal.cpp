@@ -1,6 +1,7 @@
 // The device-event listener against the simulated terminal's uevent socket,
 // and once against the kernel itself inside a private network namespace.
 #include "mkernel.h"
+#include "queuedspy.h"
 #include "simpowersupply.h"
 #include "simterminal.h"
 #include "testwaits.h"
@@ -283,7 +284,7 @@ private slots:
         if (inNamespace())
             return;
         USBSignal *s = USBSignal::instance();
-        QSignalSpy finished(s, &QThread::finished);
+        QueuedSpy finished(s, &QThread::finished);
         events.clear();
         TestWaits waits;
         s->exitThread();
