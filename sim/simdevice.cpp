@@ -47,6 +47,35 @@ void SimDevice::setPresent(bool present)
         m_terminal->removeFile(m_nodePath);
 }
 
+void SimDevice::setGone(bool gone)
+{
+    {
+        QMutexLocker lock(&mutex);
+        m_gone = gone;
+        if (gone) {
+            for (Channel &c : channels) {
+                c.dead = true;
+                if (c.served) {
+                    for (const SimSyscalls::Call &call : c.heldCalls)
+                        finishCall(call, -1, ENODEV);
+                    c.heldCalls.clear();
+                    setReadable(c, true);
+                } else {
+                    // The program reads end of file; what it still writes is dropped.
+                    ::shutdown(c.modelFd, SHUT_WR);
+                }
+            }
+        }
+    }
+    setPresent(!gone);
+}
+
+bool SimDevice::isGone() const
+{
+    QMutexLocker lock(&mutex);
+    return m_gone;
+}
+
 bool SimDevice::isPresent() const
 {
     return m_terminal && m_terminal->exists(m_nodePath);
@@ -237,8 +266,8 @@ QList<QByteArray> SimDevice::drainRecords(Channel &channel)
         if (size < 0 || (size == 0 && (p.revents & POLLHUP)))
             break; // error, or the program closed its end and nothing is left
         QByteArray record(int(size), '\0');
-        const ssize_t got = ::recv(channel.modelFd, size ? record.data() : &probe,
-                                   size_t(qMax<ssize_t>(size, 1)), MSG_DONTWAIT);
+        const ssize_t got =
+            ::recv(channel.modelFd, size ? record.data() : &probe, size_t(qMax<ssize_t>(size, 1)), MSG_DONTWAIT);
         if (got < 0)
             break;
         out.append(record.left(int(got)));
@@ -267,8 +296,7 @@ void SimDevice::pruneClosedChannels()
         // A closed peer also reports POLLIN (the end of file is readable):
         // only a peek that finds no record left tells that all was drained.
         char probe;
-        if (!channels[i].served
-            && ::recv(channels[i].modelFd, &probe, 1, MSG_DONTWAIT | MSG_PEEK | MSG_TRUNC) > 0)
+        if (!channels[i].served && ::recv(channels[i].modelFd, &probe, 1, MSG_DONTWAIT | MSG_PEEK | MSG_TRUNC) > 0)
             continue;
         for (const QByteArray &record : drainRecords(channels[i]))
             received(channels[i], record);
@@ -367,6 +395,10 @@ int SimDevice::handleIoctl(int fd, unsigned long request, void *arg, bool *serve
     *served = ownsDescriptor(fd, &c);
     if (!*served)
         return -1;
+    if (c->dead) {
+        errno = ENODEV;
+        return -1;
+    }
     return ioctl(*c, request, arg);
 }
 
@@ -376,7 +408,9 @@ bool SimDevice::handleServedCall(const SimSyscalls::Call &call)
     Channel *c = nullptr;
     if (!ownsDescriptor(call.fd, &c) || !c->served)
         return false;
-    if (call.isWrite)
+    if (c->dead)
+        finishCall(call, -1, ENODEV);
+    else if (call.isWrite)
         serveWrite(*c, call);
     else
         serveRead(*c, call);

@@ -39,8 +39,9 @@
 //  7. Add it to SimTerminal::addPreset() (sim/simterminalpresets.cpp) for the
 //     boards that carry it, and to the list in simterminal.h's comment.
 //
-// Every model inherits setPresent() (unplug), setOpenError() (the driver's
-// open fails with that errno) and setHandOutDescriptorZero().
+// Every model inherits setPresent() (unplug), setGone() (the device goes away
+// under the descriptors the program holds), setOpenError() (the driver's open
+// fails with that errno) and setHandOutDescriptorZero().
 //
 // The node is an empty placeholder file inside the system root, so the
 // program's existence checks see it; setPresent(false) removes it (device
@@ -74,6 +75,16 @@ public:
     virtual void setPresent(bool present);
     virtual bool isPresent() const;
 
+    // The device goes away under the program, as when it is unplugged or its
+    // driver unbound while open: the node vanishes and every descriptor the
+    // program holds is dead from now on. On a served one, read() and write()
+    // fail with ENODEV (a read blocked in the model too) and poll() reports it
+    // readable; a socket one reads end of file; ioctl() fails with ENODEV.
+    // Back (false), the node appears again; descriptors opened before stay
+    // dead, only a new open reaches the device.
+    void setGone(bool gone);
+    bool isGone() const;
+
     // Opens fail with this errno from now on (0: they succeed again).
     void setOpenError(int err);
     int openCount() const;
@@ -92,10 +103,11 @@ protected:
     struct Channel
     {
         int programFd = -1; // handed to the program; the program closes it
-        int modelFd = -1;   // the model's end
+        int modelFd = -1; // the model's end
         ino_t programIno = 0;
-        bool served = false;   // read()/write() come to serveRead()/serveWrite()
+        bool served = false; // read()/write() come to serveRead()/serveWrite()
         bool readable = false; // served: what poll() reports to the program
+        bool dead = false; // the device went away under it (setGone())
         QList<QByteArray> inbox; // records the program wrote, not yet taken
         QList<SimSyscalls::Call> heldCalls; // served calls the model answers later
         QList<QByteArray> pendingIoctlData; // free for the model's bookkeeping
@@ -120,7 +132,11 @@ protected:
     // The program set the line settings of descriptor `fd` (any descriptor
     // of the process, a pseudo-terminal's among them) to `cflag`. Called
     // without `mutex` held, on the listener's thread.
-    virtual void lineSettingsSet(int fd, quint32 cflag) { Q_UNUSED(fd) Q_UNUSED(cflag) }
+    virtual void lineSettingsSet(int fd, quint32 cflag)
+    {
+        Q_UNUSED(fd)
+        Q_UNUSED(cflag)
+    }
 
     // Creates a seqpacket channel and returns the program's descriptor.
     int openSocketChannel();
@@ -162,6 +178,7 @@ private:
     int m_openError = 0;
     int m_openCount = 0;
     bool m_descriptorZero = false;
+    bool m_gone = false;
     bool m_stdinSaved = false;
     int m_savedStdin = -1; // -1 with m_stdinSaved: stdin was closed
 };
