@@ -234,12 +234,14 @@ class Soak:
                 pending = faults[second]()
             elif pending and second >= pending[0]:
                 pending = pending[1]()
+            # Sampled at the quiet point of the round, before its first event:
+            # every device out, the mains on, a second after the last event.
+            if second % ROUND == 0:
+                self.samples.append((second, self.p.sample()))
             lost = self.lost_from is not None and self.lost_to is None
             for text in self.event(second):
                 if not lost:
                     self.expect.append(text)
-            if second % ROUND == ROUND - 1:
-                self.samples.append((second, self.p.sample()))
             second += 1
         if pending:
             fail("a fault was still open at the end")
@@ -324,7 +326,7 @@ def check_growth(samples, warmup):
     growth = end - base
     say("resident memory after the warm-up: %d kB, at the end %d kB (%+d kB; limit %d kB)"
         % (base, end, growth, RSS_LIMIT_KB))
-    say("open descriptors %d -> %d, threads %d -> %d (sampled at the same point of every round)"
+    say("open descriptors %d -> %d, threads %d -> %d (sampled at the quiet point of every round)"
         % (first["fds"], last["fds"], first["threads"], last["threads"]))
     if growth >= RSS_LIMIT_KB:
         fail("resident memory grew by %d kB after the warm-up" % growth)
@@ -419,9 +421,17 @@ def main():
         ok = True
     finally:
         if prog and prog.alive():
-            prog.proc.kill()
-            prog.proc.wait()
-        if ok and not args.keep:
+            # Its own end first, so that it takes its stand-ins and its
+            # terminal's root with it.
+            prog.proc.terminate()
+            try:
+                prog.proc.wait(30)
+            except subprocess.TimeoutExpired:
+                prog.proc.kill()
+                prog.proc.wait()
+        with open("/proc/self/mounts") as f:
+            mounted = any(line.split()[1].startswith(folder + "/") for line in f)
+        if ok and not args.keep and not mounted:
             shutil.rmtree(folder, ignore_errors=True)
         else:
             say("the run's folder is kept: %s" % folder)
