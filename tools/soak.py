@@ -326,6 +326,7 @@ def check_growth(samples, warmup):
     growth = end - base
     say("resident memory after the warm-up: %d kB, at the end %d kB (%+d kB; limit %d kB)"
         % (base, end, growth, RSS_LIMIT_KB))
+    say("resident memory by round (kB): " + " ".join(str(s["rss"]) for _, s in after))
     say("open descriptors %d -> %d, threads %d -> %d (sampled at the quiet point of every round)"
         % (first["fds"], last["fds"], first["threads"], last["threads"]))
     if growth >= RSS_LIMIT_KB:
