@@ -21,8 +21,16 @@
 #include "simterminal.h"
 #include "simups.h"
 
+#include "mlogsystem.h"
+
+#include <QFileInfo>
 #include <QImageReader>
 #include <QRegularExpression>
+
+#include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -251,6 +259,56 @@ Answer usbUnplug(Context &c, const QStringList &a)
         return fail(c.terminal->hotplug()->lastError());
     c.usb.remove(port);
     return ok(QStringLiteral("USB port %1 empty").arg(port));
+}
+
+Answer device(Context &c, const QStringList &a)
+{
+    SimDevice *d = c.terminal->deviceAt(a[1]);
+    if (!d)
+        return missing(QStringLiteral("device at ") + a[1]);
+    const bool gone = a[0] == QLatin1String("gone");
+    d->setGone(gone);
+    return ok(gone ? QStringLiteral("%1 gone; the descriptors open on it are dead").arg(a[1])
+                   : QStringLiteral("%1 back for new opens").arg(a[1]));
+}
+
+// The disk under the program's log file. Nothing is filled: while it is
+// "full" the file's name leads to the kernel's /dev/full, whose every write
+// fails with ENOSPC, and the file itself waits under a hidden name beside
+// it. Both swaps are single renames, so no line of the program lands
+// anywhere else.
+Answer logDisk(Context &c, const QStringList &a)
+{
+    const bool full = a[0] == QLatin1String("full");
+    if (full == !c.logKept.isEmpty())
+        return ok(full ? QStringLiteral("the log's disk is full already") : QStringLiteral("the log's disk has room"));
+    if (!full)
+        return SimControl::restoreLogDisk(c) ? ok(QStringLiteral("the log's disk has room again"))
+                                             : fail(QStringLiteral("the log file cannot be put back: ")
+                                                    + QString::fromLocal8Bit(std::strerror(errno)));
+    const QString file = MLogSystem::instance()->logFileName();
+    if (file.isEmpty())
+        return fail(QStringLiteral("the program writes no log file"));
+    struct stat st;
+    if (::stat("/dev/full", &st) != 0 || !S_ISCHR(st.st_mode))
+        return fail(QStringLiteral("this machine has no /dev/full"));
+    const QFileInfo info(file);
+    const QByteArray path = QFile::encodeName(file);
+    const QByteArray kept = QFile::encodeName(info.dir().filePath(QLatin1Char('.') + info.fileName() + ".kept"));
+    const QByteArray link = QFile::encodeName(info.dir().filePath(QLatin1Char('.') + info.fileName() + ".full"));
+    ::unlink(kept.constData());
+    ::unlink(link.constData());
+    const bool exists = ::lstat(path.constData(), &st) == 0;
+    if ((exists && ::link(path.constData(), kept.constData()) != 0) || ::symlink("/dev/full", link.constData()) != 0
+        || ::rename(link.constData(), path.constData()) != 0) {
+        const QString why = QString::fromLocal8Bit(std::strerror(errno));
+        ::unlink(link.constData());
+        ::unlink(kept.constData());
+        return fail(QStringLiteral("the log's disk cannot be filled: ") + why);
+    }
+    c.logPath = path;
+    c.logKept = exists ? kept : QByteArray("-");
+    return ok(QStringLiteral("the log's disk is full: every line's write fails with ENOSPC"));
 }
 
 Answer loopback(Context &c, const QStringList &a)
@@ -691,6 +749,22 @@ QList<SimControl::Command> makeTable()
          QStringLiteral("Pulls the device out of the USB socket."),
          false,
          bind(usbUnplug)},
+        {storage,
+         QStringLiteral("device"),
+         {choice(QStringLiteral("STATE"), {QStringLiteral("gone"), QStringLiteral("back")}),
+          text(QStringLiteral("NODE"), 64, QStringLiteral("/dev/omap_hdq0"))},
+         QStringLiteral("The device behind a node goes away under the program (unplugged, its driver unbound): the "
+                        "node vanishes and the descriptors open on it fail with ENODEV (or read end of file) for "
+                        "good; back puts the node in place for new opens."),
+         false,
+         bind(device)},
+        {storage,
+         QStringLiteral("logdisk"),
+         {choice(QStringLiteral("STATE"), {QStringLiteral("full"), QStringLiteral("free")})},
+         QStringLiteral("The disk under the program's log file is full (every line's write fails with ENOSPC; "
+                        "nothing is filled, the name leads to /dev/full) or has room again (the file is put back)."),
+         false,
+         bind(logDisk)},
 
         {serial,
          QStringLiteral("loopback"),

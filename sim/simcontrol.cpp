@@ -327,7 +327,21 @@ SimControl::~SimControl()
         ::close(m_listenFd);
         QFile::remove(m_socketPath);
     }
+    restoreLogDisk(*m_context);
     delete m_context;
+}
+
+bool SimControl::restoreLogDisk(Context &context)
+{
+    if (context.logKept.isEmpty())
+        return true;
+    const bool back = context.logKept == "-" ? ::unlink(context.logPath.constData()) == 0 || errno == ENOENT
+                                             : ::rename(context.logKept.constData(), context.logPath.constData()) == 0;
+    if (back) {
+        context.logKept.clear();
+        context.logPath.clear();
+    }
+    return back;
 }
 
 SimControl::Answer SimControl::run(const QByteArray &line)

@@ -99,6 +99,10 @@ public:
 
     SimTerminal *terminal() const { return m_terminal; }
 
+    // Puts the log file back after "logdisk full"; true when nothing is left
+    // to put back.
+    static bool restoreLogDisk(Context &context);
+
     // Carries out one command line on the service loop and returns its answer
     // line. From another thread it waits until the loop has done it.
     QString execute(const QByteArray &line);
@@ -198,4 +202,5 @@ public:
     QString iButton; // empty: no key on the contact
     bool powerKeyHeld = false;
     int accessPoints = 0; // access points brought into range
+    QByteArray logPath, logKept; // logdisk full: the log file and where it waits ("-": none yet)
 };

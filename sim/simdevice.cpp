@@ -47,6 +47,35 @@ void SimDevice::setPresent(bool present)
         m_terminal->removeFile(m_nodePath);
 }
 
+void SimDevice::setGone(bool gone)
+{
+    {
+        QMutexLocker lock(&mutex);
+        m_gone = gone;
+        if (gone) {
+            for (Channel &c : channels) {
+                c.dead = true;
+                if (c.served) {
+                    for (const SimSyscalls::Call &call : c.heldCalls)
+                        finishCall(call, -1, ENODEV);
+                    c.heldCalls.clear();
+                    setReadable(c, true);
+                } else {
+                    // The program reads end of file; what it still writes is dropped.
+                    ::shutdown(c.modelFd, SHUT_WR);
+                }
+            }
+        }
+    }
+    setPresent(!gone);
+}
+
+bool SimDevice::isGone() const
+{
+    QMutexLocker lock(&mutex);
+    return m_gone;
+}
+
 bool SimDevice::isPresent() const
 {
     return m_terminal && m_terminal->exists(m_nodePath);
@@ -354,6 +383,10 @@ int SimDevice::handleIoctl(int fd, unsigned long request, void *arg, bool *serve
     *served = ownsDescriptor(fd, &c);
     if (!*served)
         return -1;
+    if (c->dead) {
+        errno = ENODEV;
+        return -1;
+    }
     return ioctl(*c, request, arg);
 }
 
@@ -363,7 +396,9 @@ bool SimDevice::handleServedCall(const SimSyscalls::Call &call)
     Channel *c = nullptr;
     if (!ownsDescriptor(call.fd, &c) || !c->served)
         return false;
-    if (call.isWrite)
+    if (c->dead)
+        finishCall(call, -1, ENODEV);
+    else if (call.isWrite)
         serveWrite(*c, call);
     else
         serveRead(*c, call);

@@ -40,8 +40,9 @@
 //  7. Add it to SimTerminal::addPreset() (sim/simterminalpresets.cpp) for the
 //     boards that carry it, and to the list in simterminal.h's comment.
 //
-// Every model inherits setPresent() (unplug), setOpenError() (the driver's
-// open fails with that errno) and setHandOutDescriptorZero().
+// Every model inherits setPresent() (unplug), setGone() (the device goes away
+// under the descriptors the program holds), setOpenError() (the driver's open
+// fails with that errno) and setHandOutDescriptorZero().
 //
 // The node is an empty placeholder file inside the system root, so the
 // program's existence checks see it; setPresent(false) removes it (device
@@ -75,6 +76,16 @@ public:
     virtual void setPresent(bool present);
     virtual bool isPresent() const;
 
+    // The device goes away under the program, as when it is unplugged or its
+    // driver unbound while open: the node vanishes and every descriptor the
+    // program holds is dead from now on. On a served one, read() and write()
+    // fail with ENODEV (a read blocked in the model too) and poll() reports it
+    // readable; a socket one reads end of file; ioctl() fails with ENODEV.
+    // Back (false), the node appears again; descriptors opened before stay
+    // dead, only a new open reaches the device.
+    void setGone(bool gone);
+    bool isGone() const;
+
     // Opens fail with this errno from now on (0: they succeed again).
     void setOpenError(int err) { setLocked(m_openError, err); }
     int openCount() const { return locked(m_openCount); }
@@ -97,6 +108,7 @@ protected:
         ino_t programIno = 0;
         bool served = false; // read()/write() come to serveRead()/serveWrite()
         bool readable = false; // served: what poll() reports to the program
+        bool dead = false; // the device went away under it (setGone())
         QList<QByteArray> inbox; // records the program wrote, not yet taken
         QList<SimSyscalls::Call> heldCalls; // served calls the model answers later
         QList<QByteArray> pendingIoctlData; // free for the model's bookkeeping
@@ -166,6 +178,7 @@ private:
     int m_openError = 0;
     int m_openCount = 0;
     bool m_descriptorZero = false;
+    bool m_gone = false;
     bool m_stdinSaved = false;
     int m_savedStdin = -1; // -1 with m_stdinSaved: stdin was closed
 };

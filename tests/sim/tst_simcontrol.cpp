@@ -1,10 +1,15 @@
 // The terminal's control: each command acts on the terminal as the device
-// would (what the program reads, what the files say), every wrong line gets
+// would (what the program reads, what the files say; a device that goes away
+// under its descriptors, the log's disk full), every wrong line gets
 // its error and changes nothing, the socket keeps to one answer per line
 // whatever the clients do, scenarios parse and play in order, and a
 // terminal without a root leads nowhere on this machine.
+#include "drivers/hdq.h"
 #include "drivers/magcard.h"
+#include "drivers/printer.h"
 #include "marvofunction.h"
+#include "mkernel.h"
+#include "mlogsystem.h"
 #include "msystemroot.h"
 #include "simcontrol.h"
 #include "simibutton.h"
@@ -93,6 +98,8 @@ private slots:
     void commandsActOnTheTerminal_data();
     void commandsActOnTheTerminal();
     void swipeReachesTheProgramsRead();
+    void deviceGoneUnderItsDescriptors();
+    void logDiskFullForAMoment();
     void powerKeyHeldForItsTime_data();
     void powerKeyHeldForItsTime();
     void wrongLinesChangeNothing_data();
@@ -158,8 +165,8 @@ void TestSimControl::commandsActOnTheTerminal_data()
         return s.readFile("/var/lib/kx4sim/net/eth0").contains("\nup=0\n");
     });
     QTest::newRow("wifi add, UTF-8")
-        << QByteArray("wifi add \"Кафе у дома\" -70 open") << "ok access point \"Кафе у дома\" (02:00:00:00:00:01) in range"
-        << Check([](SimTerminal &s) {
+        << QByteArray("wifi add \"Кафе у дома\" -70 open")
+        << "ok access point \"Кафе у дома\" (02:00:00:00:00:01) in range" << Check([](SimTerminal &s) {
                return s.readFile("/var/lib/kx4sim/wifi/access-points").endsWith("\t2437\t-70\t[ESS]\tКафе у дома\n");
            });
     QTest::newRow("ping silent") << QByteArray("ping silent") << "ok the bench's host 192.168.0.1 is silent"
@@ -204,6 +211,95 @@ void TestSimControl::swipeReachesTheProgramsRead()
     QCOMPARE(QByteArray(record.text[1]), QByteArray(";4000=2512?"));
     QCOMPARE(record.length[2], 0);
     MarvoFunction::closeDeviceHandle(fd);
+}
+
+// The iButton bus (a served node) and the printer (a socket node) go
+// away while the program holds them open: their descriptors fail for good,
+// the nodes come back for new opens only.
+void TestSimControl::deviceGoneUnderItsDescriptors()
+{
+    SimTerminal sim;
+    sim.addPreset(SimTerminal::Board::A9);
+    QString error;
+    const int bus = MarvoFunction::getDeviceHandle(IBUTTON_DEVICE_NAME, error);
+    const int printer = MarvoFunction::getDeviceHandle(PRINT_DEVICE_NAME, error);
+    QVERIFY2(bus > 0 && printer > 0, qPrintable(error));
+    QCOMPARE(sim.control()->execute("ibutton on 01A2B3C4D5E6F700"), "ok key 01A2B3C4D5E6F700 on the iButton contact");
+    char rom[HDQ_ROM_ANSWER_SIZE] = {HDQ_READ_ROM_COMMAND};
+    QCOMPARE(::read(bus, rom, sizeof rom), ssize_t(sizeof rom));
+
+    QCOMPARE(sim.control()->execute("device gone /dev/omap_hdq0"),
+             "ok /dev/omap_hdq0 gone; the descriptors open on it are dead");
+    QCOMPARE(sim.control()->execute("device gone /dev/ttyprinter0"),
+             "ok /dev/ttyprinter0 gone; the descriptors open on it are dead");
+    QVERIFY(!sim.exists("/dev/omap_hdq0"));
+    QVERIFY(!sim.exists("/dev/ttyprinter0"));
+    errno = 0;
+    QCOMPARE(::read(bus, rom, sizeof rom), ssize_t(-1));
+    QCOMPARE(errno, ENODEV);
+    char status[5];
+    QCOMPARE(::read(printer, status, sizeof status), ssize_t(0));
+    int space = 0;
+    errno = 0;
+    QCOMPARE(MKernel::ioctl(printer, MARVO_IOCTL_PRN_FREE_BUFFER, &space), -1);
+    QCOMPARE(errno, ENODEV);
+    QVERIFY(MarvoFunction::getDeviceHandle(IBUTTON_DEVICE_NAME, error) < 1);
+
+    QCOMPARE(sim.control()->execute("device back /dev/omap_hdq0"), "ok /dev/omap_hdq0 back for new opens");
+    errno = 0;
+    QCOMPARE(::read(bus, rom, sizeof rom), ssize_t(-1));
+    QCOMPARE(errno, ENODEV);
+    const int again = MarvoFunction::getDeviceHandle(IBUTTON_DEVICE_NAME, error);
+    QVERIFY2(again > 0, qPrintable(error));
+    std::memset(rom, 0, sizeof rom);
+    rom[0] = HDQ_READ_ROM_COMMAND;
+    QCOMPARE(::read(again, rom, sizeof rom), ssize_t(sizeof rom));
+    QCOMPARE(QByteArray(rom + 1, HDQ_ROM_SIZE).toHex().toUpper(), QByteArray("01A2B3C4D5E6F700"));
+    QCOMPARE(sim.control()->execute("device gone /dev/nothing"), "error: this terminal has no device at /dev/nothing");
+    for (int fd : {bus, printer, again})
+        MarvoFunction::closeDeviceHandle(fd);
+}
+
+// The log's disk full for a moment: the lines of that moment are lost, the
+// file keeps what it had and goes on after it, and nothing is left beside
+// it, also when the terminal ends while the disk is full.
+void TestSimControl::logDiskFullForAMoment()
+{
+    QTemporaryDir folder;
+    MLogSystem *log = MLogSystem::instance();
+    log->setLogFileName(folder.filePath("kx4.log"));
+    const auto lines = [&folder] {
+        QFile f(folder.filePath("kx4.log"));
+        QStringList texts;
+        if (f.open(QIODevice::ReadOnly))
+            for (const QByteArray &l : f.readAll().split('\n'))
+                if (l.contains(": {1} "))
+                    texts << QString::fromUtf8(l.left(l.indexOf(':'))) + QLatin1Char(' ')
+                                 + l.mid(l.lastIndexOf(' ') + 1);
+        return texts;
+    };
+    {
+        SimTerminal sim;
+        QCOMPARE(sim.control()->execute("logdisk free"), "ok the log's disk has room");
+        log->logWrite("before", 1);
+        QCOMPARE(sim.control()->execute("logdisk full"),
+                 "ok the log's disk is full: every line's write fails with ENOSPC");
+        log->logWrite("lost", 1);
+        QVERIFY(log->openFailed());
+        QCOMPARE(sim.control()->execute("logdisk free"), "ok the log's disk has room again");
+        log->logWrite("after", 1);
+        QVERIFY(!log->openFailed());
+        QCOMPARE(lines(), (QStringList{"1 before", "3 after"}));
+        QCOMPARE(sim.control()->execute("logdisk full"),
+                 "ok the log's disk is full: every line's write fails with ENOSPC");
+        log->logWrite("lost again", 1);
+    }
+    log->logWrite("at last", 1);
+    log->setLogFileName(QString());
+    QCOMPARE(lines(), (QStringList{"1 before", "3 after", "5 last"}));
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden | QDir::System), QStringList{"kx4.log"});
+    SimTerminal sim;
+    QCOMPARE(sim.control()->execute("logdisk full"), "error: the program writes no log file");
 }
 
 void TestSimControl::powerKeyHeldForItsTime_data()
