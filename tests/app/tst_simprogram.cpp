@@ -25,7 +25,6 @@ private slots:
     void scanThenUnansweredQuestionStartsTheAutomaticTest();
     void vncScreenOnLoopbackOnly();
     void vncPortTaken();
-    void sdCardIsDiskTested();
 
 private:
     // Starts a copy of kx4test-sim in `folder` with `args`; `countdownMs`
@@ -117,9 +116,9 @@ void TestSimProgram::runsUntilSignalled()
     // The question is up (its full countdown is 20000 ticks of at least a
     // millisecond each) and waits for the operator.
     QString debug;
-    QTRY_VERIFY_WITH_TIMEOUT((debug += QString::fromLocal8Bit(p.readAllStandardError()),
-                              debug.contains(QStringLiteral("\nShow QWidget\n"))),
-                             60000);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (debug += QString::fromLocal8Bit(p.readAllStandardError()), debug.contains(QStringLiteral("\nShow QWidget\n"))),
+        60000);
     QCOMPARE(p.state(), QProcess::Running);
     QVERIFY(ProgramRun::sendSignal(p, signal));
     QVERIFY(p.waitForFinished(30000));
@@ -215,36 +214,6 @@ void TestSimProgram::vncPortTaken()
     QCOMPARE(QString::fromLocal8Bit(p.readAllStandardError()).trimmed(),
              QStringLiteral("kx4test-sim: VNC port %1 is not free").arg(other.serverPort()));
     QVERIFY(!QFileInfo::exists(folder.path() + QStringLiteral("/Log")));
-}
-
-void TestSimProgram::sdCardIsDiskTested()
-{
-    // A card put into the running burn-in monitor's terminal through the
-    // request FIFO, as a script does it, is tested by the monitor's own disk
-    // test, and the log says so.
-    QTemporaryDir folder;
-    QProcess p;
-    start(p, folder.path(), {}, QStringLiteral("offscreen"), 100);
-    const QString logFile = folder.path() + QStringLiteral("/Log/kx4test-sim.log");
-    QString debug;
-    QVERIFY(ProgramRun::waitForDebugLine(p, debug, QStringLiteral("Auto test starting...")));
-    const QStringList boot = texts(readLines(logFile));
-    const QString root = boot.filter(QRegularExpression(QStringLiteral("^\tKX4_ROOT=."))).value(0).section('=', 1);
-    QFile requests(root + QStringLiteral("/run/kx4-sim/requests"));
-    QVERIFY2(requests.open(QIODevice::WriteOnly | QIODevice::Unbuffered), qPrintable(requests.fileName()));
-    QCOMPARE(requests.write("sd in 0\n"), qint64(8));
-    QTRY_VERIFY2_WITH_TIMEOUT(texts(readLines(logFile)).contains(QStringLiteral("AutoTestForm: DiskTest: Ok.")),
-                              qPrintable(texts(readLines(logFile)).mid(boot.size() - 5).join('\n')), 30000);
-    const QStringList log = texts(readLines(logFile));
-    const int run = log.indexOf(QStringLiteral("AutoTestForm: DiskTest: dev = /dev/mmcblk0p1"));
-    QVERIFY(run > 0);
-    // The hot-plug lines of the monitor's own come between.
-    QCOMPARE(log.mid(run).filter(QStringLiteral("AutoTestForm: DiskTest: ")).mid(0, 3),
-             (QStringList{"AutoTestForm: DiskTest: dev = /dev/mmcblk0p1", "AutoTestForm: DiskTest: Mount OK",
-                          "AutoTestForm: DiskTest: Ok."}));
-    QVERIFY(ProgramRun::sendSignal(p, SIGTERM));
-    QVERIFY(p.waitForFinished(30000));
-    QCOMPARE(p.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestSimProgram)

@@ -7,11 +7,9 @@
 #include "marvofunction.h"
 #include "msystemroot.h"
 #include "simcontrol.h"
-#include "simibutton.h"
 #include "simpowersupply.h"
 #include "simprinter.h"
 #include "simrequests.h"
-#include "simrfidreader.h"
 #include "simserialline.h"
 #include "simsmartcard.h"
 #include "simterminal.h"
@@ -92,7 +90,6 @@ class TestSimControl : public QObject
 private slots:
     void commandsActOnTheTerminal_data();
     void commandsActOnTheTerminal();
-    void swipeReachesTheProgramsRead();
     void powerKeyHeldForItsTime_data();
     void powerKeyHeldForItsTime();
     void wrongLinesChangeNothing_data();
@@ -116,17 +113,8 @@ void TestSimControl::commandsActOnTheTerminal_data()
     const auto line = [](SimTerminal &sim, const char *node) {
         return sim.serialLine(QLatin1String(node))->behaviour();
     };
-    QTest::newRow("rfid on") << QByteArray("rfid on 0a1b2c3d") << "ok card 0A1B2C3D on the contactless reader"
-                             << Check([](SimTerminal &s) {
-                                    return s.find<SimRfidReader>()->cardState() == SimRfidReader::Idle;
-                                });
-    QTest::newRow("ibutton on") << QByteArray("ibutton on 0102030405060708")
-                                << "ok key 0102030405060708 on the iButton contact"
-                                << Check([](SimTerminal &s) { return s.find<SimIButton>()->keyAttached(); });
     QTest::newRow("smartcard out") << QByteArray("smartcard OUT") << "ok smart card out"
                                    << Check([](SimTerminal &s) { return !s.find<SimSmartCard>()->cardPresent(); });
-    QTest::newRow("sd in") << QByteArray("sd in 1 ext3") << "ok ext3 card in slot 1 (/dev/mmcblk1 /dev/mmcblk1p1)"
-                           << Check([](SimTerminal &s) { return s.exists("/dev/mmcblk1p1"); });
     QTest::newRow("usb serial") << QByteArray("usb plug 3 serial") << "ok serial in USB port 3 (/dev/ttyUSB0)"
                                 << Check([line](SimTerminal &s) {
                                        return line(s, "/dev/ttyUSB0") == SimSerialLine::Loopback;
@@ -158,8 +146,8 @@ void TestSimControl::commandsActOnTheTerminal_data()
         return s.readFile("/var/lib/kx4sim/net/eth0").contains("\nup=0\n");
     });
     QTest::newRow("wifi add, UTF-8")
-        << QByteArray("wifi add \"Кафе у дома\" -70 open") << "ok access point \"Кафе у дома\" (02:00:00:00:00:01) in range"
-        << Check([](SimTerminal &s) {
+        << QByteArray("wifi add \"Кафе у дома\" -70 open")
+        << "ok access point \"Кафе у дома\" (02:00:00:00:00:01) in range" << Check([](SimTerminal &s) {
                return s.readFile("/var/lib/kx4sim/wifi/access-points").endsWith("\t2437\t-70\t[ESS]\tКафе у дома\n");
            });
     QTest::newRow("ping silent") << QByteArray("ping silent") << "ok the bench's host 192.168.0.1 is silent"
@@ -185,25 +173,6 @@ void TestSimControl::commandsActOnTheTerminal()
     sim.addPreset(SimTerminal::Board::A9);
     QCOMPARE(sim.control()->execute(line), answer);
     QVERIFY(check(sim));
-}
-
-// A swipe while the program waits in its read: the record it gets holds the
-// tracks as written, quotes and blanks undone.
-void TestSimControl::swipeReachesTheProgramsRead()
-{
-    SimTerminal sim;
-    sim.addPreset(SimTerminal::Board::A9);
-    QString error;
-    int fd = MarvoFunction::getDeviceHandle(MAGNETIC_CARD_DEVICE_NAME, error);
-    QVERIFY2(fd > 0, qPrintable(error));
-    QCOMPARE(sim.control()->execute(R"(swipe "%B4000^DOE/JOHN ^2512?" ;4000=2512? "")"),
-             QStringLiteral("ok swiped; 1 reader(s) got it"));
-    MagCardRecord record;
-    QCOMPARE(::read(fd, &record, sizeof record), ssize_t(sizeof record));
-    QCOMPARE(QByteArray(record.text[0]), QByteArray("%B4000^DOE/JOHN ^2512?"));
-    QCOMPARE(QByteArray(record.text[1]), QByteArray(";4000=2512?"));
-    QCOMPARE(record.length[2], 0);
-    MarvoFunction::closeDeviceHandle(fd);
 }
 
 void TestSimControl::powerKeyHeldForItsTime_data()
