@@ -16,21 +16,6 @@
 
 namespace {
 
-QStringList logTexts(const QString &folder)
-{
-    QFile f(folder + QStringLiteral("/Log/kx4test-sim.log"));
-    QStringList texts;
-    if (!f.open(QIODevice::ReadOnly))
-        return texts;
-    const QRegularExpression stamped(QStringLiteral(R"(^\d+: \{\d\} (?:\[[^\]]*\] )+(.*)$)"));
-    for (const QString &line : QString::fromUtf8(f.readAll()).split(QLatin1Char('\n'))) {
-        const QRegularExpressionMatch m = stamped.match(line);
-        if (m.hasMatch())
-            texts << m.captured(1);
-    }
-    return texts;
-}
-
 // A program started with one signal blocked, as some parents hand it down.
 class Process : public QProcess
 {
@@ -181,7 +166,7 @@ void TestSimDesktop::scenarios()
         expected << s.lineNumber;
     QCOMPARE(reported, expected);
 
-    const QStringList log = logTexts(copy.folder.path());
+    const QStringList log = ProgramRun::logTexts(copy.folder.path() + QStringLiteral("/Log/kx4test-sim.log"));
     QVERIFY(log.contains(QStringLiteral("main: Select %1 test mode.").arg(mode)));
     int from = log.indexOf(QStringLiteral("main: Boot complete."));
     for (const QString &line : shown) {

@@ -128,12 +128,6 @@ QStringList translationFiles()
     return QStringLiteral(KX4_TRANSLATION_FILES).split(QLatin1Char(','), Qt::SkipEmptyParts);
 }
 
-QStringList readLines(const QString &file)
-{
-    QFile f(file);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split(QLatin1Char('\n')) : QStringList();
-}
-
 } // namespace
 
 void TestTranslations::everyTextTranslated_data()
@@ -244,7 +238,7 @@ void TestTranslations::programSpeaksTheLocale()
     QString debug;
     QVERIFY(ProgramRun::terminateOnceStarted(p, debug));
     QCOMPARE(p.exitCode(), 0);
-    const QStringList log = readLines(folder.filePath(QStringLiteral("Log/kx4test.log")));
+    const QStringList log = ProgramRun::readLines(folder.filePath(QStringLiteral("Log/kx4test.log")));
     for (const QString &text : header)
         QVERIFY2(log.indexOf(QRegularExpression(QRegularExpression::escape(text) + QStringLiteral(".*"))) > 0,
                  qPrintable(log.mid(0, 12).join(QLatin1Char('\n'))));

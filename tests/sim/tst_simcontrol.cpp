@@ -119,9 +119,6 @@ void TestSimControl::commandsActOnTheTerminal_data()
                                 << Check([line](SimTerminal &s) {
                                        return line(s, "/dev/ttyUSB0") == SimSerialLine::Loopback;
                                    });
-    QTest::newRow("usb mouse") << QByteArray("usb plug 2 mouse")
-                               << "ok mouse in USB port 2 (/dev/input/mouse0 /dev/input/event3)"
-                               << Check([](SimTerminal &s) { return s.exists("/dev/input/mouse0"); });
     QTest::newRow("loopback") << QByteArray("loopback ttyS2 good") << "ok loopback plug on ttyS2 (good)"
                               << Check([line](SimTerminal &s) {
                                      return line(s, "/dev/ttyS2") == SimSerialLine::Loopback;
