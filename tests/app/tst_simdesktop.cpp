@@ -173,9 +173,9 @@ void TestSimDesktop::scenarios()
         from = log.indexOf(line, from + 1);
         QVERIFY2(from > 0, qPrintable(line + QStringLiteral(" missing from:\n") + log.join(QLatin1Char('\n'))));
     }
-    // One disk test per run: two would fight over the mount point.
-    const QString devLine = QStringLiteral(": DiskTest: dev = ");
-    QCOMPARE(log.filter(devLine).size(), shown.filter(devLine).size());
+    // The monitor's disk test is the only one: two would fight over the mount point.
+    if (mode == QLatin1String("auto"))
+        QCOMPARE(log.filter(QStringLiteral(": DiskTest: dev = ")).size(), 1);
     // The window's workers may still say their last words as it goes.
     const QStringList closing = log.filter(QRegularExpression(QStringLiteral("^main: ")));
     QCOMPARE(closing.mid(closing.size() - 2), (QStringList{"main: Work end...", "main: Return code: 0"}));

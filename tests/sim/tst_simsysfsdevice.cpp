@@ -1,6 +1,7 @@
 // The attribute-file models: what they lay out and take away, and which
 // writes they take for the program's (the backlight is read by the
 // brightness tests, the power supplies by the battery monitor's test).
+#include "simsysfsdevice.h"
 #include "simterminal.h"
 
 #include <QtTest>
