@@ -1,7 +1,8 @@
 // kx4test-sim, run as a user runs it, from a throw-away copy: it boots on the
-// simulated terminal, scans its hardware, waits on the run-mode question,
-// writes the log the terminal would, runs the chosen mode until a signal ends
-// it cleanly, and serves its VNC screen to this machine only.
+// simulated terminal, waits on the run-mode question, writes the log the
+// terminal would, runs until a signal ends it cleanly, and serves its VNC
+// screen to this machine only. (Its scan is the hardware form's test, the
+// burn-in monitor's run the desktop program's scenario.)
 #include "programrun.h"
 
 #include <QtTest>
@@ -22,38 +23,15 @@ private slots:
     void initTestCase();
     void runsUntilSignalled_data();
     void runsUntilSignalled();
-    void scanThenUnansweredQuestionStartsTheAutomaticTest();
     void vncScreenOnLoopbackOnly();
     void vncPortTaken();
-    void sdCardIsDiskTested();
 
 private:
-    // Starts a copy of kx4test-sim in `folder` with `args`; `countdownMs`
-    // shortens the run-mode question's countdown.
-    void start(QProcess &p, const QString &folder, const QStringList &args, const QString &platform,
-               int countdownMs = 0);
+    // Starts a copy of kx4test-sim in `folder` with `args`.
+    void start(QProcess &p, const QString &folder, const QStringList &args, const QString &platform);
 };
 
 namespace {
-
-QStringList readLines(const QString &file)
-{
-    QFile f(file);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split(QLatin1Char('\n')) : QStringList();
-}
-
-// The text of each log line, without number, level and stamps.
-QStringList texts(const QStringList &lines)
-{
-    QStringList t;
-    const QRegularExpression stamped(QStringLiteral(R"(^\d+: \{\d\} (?:\[[^\]]*\] )+(.*)$)"));
-    for (const QString &line : lines) {
-        const QRegularExpressionMatch m = stamped.match(line);
-        if (m.hasMatch())
-            t << m.captured(1);
-    }
-    return t;
-}
 
 // Listening TCP sockets of this machine on `port`, as "address:port" in hex
 // as the kernel lists them.
@@ -62,7 +40,7 @@ QStringList listeners(quint16 port)
     QStringList found;
     const QString portHex = QStringLiteral(":%1").arg(port, 4, 16, QLatin1Char('0')).toUpper();
     for (const char *table : {"/proc/net/tcp", "/proc/net/tcp6"})
-        for (const QString &line : readLines(QString::fromLatin1(table))) {
+        for (const QString &line : ProgramRun::readLines(QString::fromLatin1(table))) {
             const QStringList f = line.simplified().split(QLatin1Char(' '));
             if (f.size() > 3 && f[1].endsWith(portHex) && f[3] == QLatin1String("0A"))
                 found << f[1];
@@ -80,8 +58,7 @@ void TestSimProgram::initTestCase()
         QSKIP(qPrintable(why));
 }
 
-void TestSimProgram::start(QProcess &p, const QString &folder, const QStringList &args, const QString &platform,
-                           int countdownMs)
+void TestSimProgram::start(QProcess &p, const QString &folder, const QStringList &args, const QString &platform)
 {
     const QString program = folder + QStringLiteral("/kx4test-sim");
     QVERIFY(QFile::copy(QStringLiteral(KX4_SIM_PROGRAM), program));
@@ -89,8 +66,6 @@ void TestSimProgram::start(QProcess &p, const QString &folder, const QStringList
     env.insert(QStringLiteral("QT_QPA_PLATFORM"), platform);
     env.remove(QStringLiteral("KX4_ROOT")); // the program makes its own
     env.remove(QStringLiteral("KX4_TEST_COUNTDOWN_MS"));
-    if (countdownMs > 0)
-        env.insert(QStringLiteral("KX4_TEST_COUNTDOWN_MS"), QString::number(countdownMs));
     p.setProcessEnvironment(env);
     p.start(program, args);
     QVERIFY(p.waitForStarted(10000));
@@ -117,9 +92,9 @@ void TestSimProgram::runsUntilSignalled()
     // The question is up (its full countdown is 20000 ticks of at least a
     // millisecond each) and waits for the operator.
     QString debug;
-    QTRY_VERIFY_WITH_TIMEOUT((debug += QString::fromLocal8Bit(p.readAllStandardError()),
-                              debug.contains(QStringLiteral("\nShow QWidget\n"))),
-                             60000);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        (debug += QString::fromLocal8Bit(p.readAllStandardError()), debug.contains(QStringLiteral("\nShow QWidget\n"))),
+        60000);
     QCOMPARE(p.state(), QProcess::Running);
     QVERIFY(ProgramRun::sendSignal(p, signal));
     QVERIFY(p.waitForFinished(30000));
@@ -131,7 +106,7 @@ void TestSimProgram::runsUntilSignalled()
 
     // The question was left without an answer for automatic: manual, as for
     // any result but 1; then the closing lines.
-    const QStringList log = texts(readLines(logFile));
+    const QStringList log = ProgramRun::logTexts(logFile);
     QCOMPARE(log.mid(log.indexOf(QStringLiteral("main: Work begin...")) + 1).filter(QStringLiteral("main: ")),
              (QStringList{"main: Select manual test mode.", "main: Boot complete.", "main: Work end...",
                           "main: Return code: 0"}));
@@ -143,34 +118,6 @@ void TestSimProgram::runsUntilSignalled()
     const QString path = log.filter(QRegularExpression(QStringLiteral("^\tPATH="))).value(0).section('=', 1);
     QCOMPARE(QFileInfo(path.section(':', 0, 0)), QFileInfo(QStringLiteral(KX4_STANDIN_DIR)));
     QVERIFY(log.contains(QStringLiteral("\tDUALCORE_CPU=1")));
-}
-
-void TestSimProgram::scanThenUnansweredQuestionStartsTheAutomaticTest()
-{
-    QTemporaryDir folder;
-    QProcess p;
-    start(p, folder.path(), {}, QStringLiteral("offscreen"), 100);
-    QString debug;
-    QVERIFY(ProgramRun::terminateOnceStarted(p, debug));
-    QCOMPARE(p.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(p.exitCode(), 0);
-    // The A9 board's scan, probe by probe, before the question: both network
-    // interfaces, no card in the slot, the GSM module on ttyS0, no USB modem,
-    // both readers, and a card in the smart card reader.
-    QStringList lines = debug.split(QLatin1Char('\n'));
-    lines = lines.mid(lines.indexOf(QStringLiteral("Create HardwareInfoForm")));
-    lines = lines.mid(0, lines.indexOf(QStringLiteral("end")) + 1);
-    QCOMPARE(lines, (QStringList{"Create HardwareInfoForm", "net true", "wlan true", "card false", "modem true",
-                                 "usb modem false", "rfid true", "tb true", "Insert card. Return code = 0 (No error)",
-                                 "Test card ok. Return code = 0 (No error)", "sc true", "end"}));
-    QVERIFY(debug.indexOf(QStringLiteral("\nShow QWidget\n")) > debug.indexOf(QStringLiteral("\nend\n")));
-    // The burn-in monitor ran between and left through its own exit.
-    const QStringList log = texts(readLines(folder.path() + QStringLiteral("/Log/kx4test-sim.log")));
-    const QRegularExpression ends(QStringLiteral(R"(^(main: |SystemLog: |AutoTestForm: S\w+ (<TERM>|application)))"));
-    QCOMPARE(log.mid(log.indexOf(QStringLiteral("main: Select auto test mode."))).filter(ends),
-             (QStringList{"main: Select auto test mode.", "main: Boot complete.", "AutoTestForm: Signal <TERM>.",
-                          "AutoTestForm: Shutdown application.", "main: Work end...", "main: Return code: 0",
-                          "SystemLog: Log object destroed."}));
 }
 
 void TestSimProgram::vncScreenOnLoopbackOnly()
@@ -215,36 +162,6 @@ void TestSimProgram::vncPortTaken()
     QCOMPARE(QString::fromLocal8Bit(p.readAllStandardError()).trimmed(),
              QStringLiteral("kx4test-sim: VNC port %1 is not free").arg(other.serverPort()));
     QVERIFY(!QFileInfo::exists(folder.path() + QStringLiteral("/Log")));
-}
-
-void TestSimProgram::sdCardIsDiskTested()
-{
-    // A card put into the running burn-in monitor's terminal through the
-    // request FIFO, as a script does it, is tested by the monitor's own disk
-    // test, and the log says so.
-    QTemporaryDir folder;
-    QProcess p;
-    start(p, folder.path(), {}, QStringLiteral("offscreen"), 100);
-    const QString logFile = folder.path() + QStringLiteral("/Log/kx4test-sim.log");
-    QString debug;
-    QVERIFY(ProgramRun::waitForDebugLine(p, debug, QStringLiteral("Auto test starting...")));
-    const QStringList boot = texts(readLines(logFile));
-    const QString root = boot.filter(QRegularExpression(QStringLiteral("^\tKX4_ROOT=."))).value(0).section('=', 1);
-    QFile requests(root + QStringLiteral("/run/kx4-sim/requests"));
-    QVERIFY2(requests.open(QIODevice::WriteOnly | QIODevice::Unbuffered), qPrintable(requests.fileName()));
-    QCOMPARE(requests.write("sd in 0\n"), qint64(8));
-    QTRY_VERIFY2_WITH_TIMEOUT(texts(readLines(logFile)).contains(QStringLiteral("AutoTestForm: DiskTest: Ok.")),
-                              qPrintable(texts(readLines(logFile)).mid(boot.size() - 5).join('\n')), 30000);
-    const QStringList log = texts(readLines(logFile));
-    const int run = log.indexOf(QStringLiteral("AutoTestForm: DiskTest: dev = /dev/mmcblk0p1"));
-    QVERIFY(run > 0);
-    // The hot-plug lines of the monitor's own come between.
-    QCOMPARE(log.mid(run).filter(QStringLiteral("AutoTestForm: DiskTest: ")).mid(0, 3),
-             (QStringList{"AutoTestForm: DiskTest: dev = /dev/mmcblk0p1", "AutoTestForm: DiskTest: Mount OK",
-                          "AutoTestForm: DiskTest: Ok."}));
-    QVERIFY(ProgramRun::sendSignal(p, SIGTERM));
-    QVERIFY(p.waitForFinished(30000));
-    QCOMPARE(p.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestSimProgram)

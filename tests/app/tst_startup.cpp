@@ -77,12 +77,6 @@ Run runProgram(const QString &folder, const QStringList &args = {}, const QStrin
     return run;
 }
 
-QStringList readLines(const QString &file)
-{
-    QFile f(file);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split(QLatin1Char('\n')) : QStringList();
-}
-
 } // namespace
 
 void TestStartup::initTestCase()
@@ -108,7 +102,7 @@ void TestStartup::twoStartsOnOneDay()
     const QDateTime before = QDateTime::currentDateTime();
     QCOMPARE(runProgram(folder.path()).exitCode, 0);
     const QDateTime after = QDateTime::currentDateTime();
-    const QStringList first = readLines(logFile);
+    const QStringList first = ProgramRun::readLines(logFile);
     const int events = first.indexOf(QStringLiteral("Events:"));
     QVERIFY2(events > 0 && first.at(1) == QString(90, QLatin1Char('*')), "no header");
 
@@ -145,8 +139,8 @@ void TestStartup::twoStartsOnOneDay()
     QCOMPARE(runProgram(folder.path(), {QStringLiteral("-nottys0")}).exitCode, 0);
     if (QDate::currentDate() != before.date())
         QSKIP("the date turned between the two starts");
-    QCOMPARE(readLines(folder.path() + before.date().toString("'/Log/kx4test_'yyyy-MM-dd'.log'")), first);
-    QCOMPARE(readLines(logFile).filter(QRegularExpression(".*main: Return code: 0$")).size(), 1);
+    QCOMPARE(ProgramRun::readLines(folder.path() + before.date().toString("'/Log/kx4test_'yyyy-MM-dd'.log'")), first);
+    QCOMPARE(ProgramRun::readLines(logFile).filter(QRegularExpression(".*main: Return code: 0$")).size(), 1);
 }
 
 void TestStartup::logFileCanBeSwitchedOff()
@@ -162,7 +156,7 @@ void TestStartup::logFileCanBeSwitchedOff()
     log.close();
     QCOMPARE(runProgram(folder.path()).exitCode, 0);
     QCOMPARE(QDir(folder.path() + QStringLiteral("/Log")).entryList(QDir::Files), QStringList{"kx4test.log"});
-    QCOMPARE(readLines(log.fileName()), (QStringList{"previous run", ""}));
+    QCOMPARE(ProgramRun::readLines(log.fileName()), (QStringList{"previous run", ""}));
 }
 
 void TestStartup::environmentAndDebugLines()
@@ -180,11 +174,13 @@ void TestStartup::environmentAndDebugLines()
                                   "AA_KX4_LAST=3"};
     const Run run = runProgram(folder.path(), {}, environment);
     QCOMPARE(run.exitCode, 0);
-    const QStringList log = readLines(folder.path() + QStringLiteral("/Log/kx4test.log"));
+    const QStringList log = ProgramRun::readLines(folder.path() + QStringLiteral("/Log/kx4test.log"));
     const auto at = [&](const QString &text) {
-        return log.indexOf(QRegularExpression(QStringLiteral("^\\d+: \\{1\\} \\[\\d{6}\\] ") + QRegularExpression::escape(text) + '$'));
+        return log.indexOf(QRegularExpression(QStringLiteral("^\\d+: \\{1\\} \\[\\d{6}\\] ")
+                                              + QRegularExpression::escape(text) + '$'));
     };
-    const int first = at(QStringLiteral("System environment:")) + 1, end = at(QStringLiteral("Network configurations:"));
+    const int first = at(QStringLiteral("System environment:")) + 1,
+              end = at(QStringLiteral("Network configurations:"));
     QVERIFY(first > 0 && end > first);
     QStringList logged;
     for (const QString &line : log.mid(first, end - first))
@@ -197,21 +193,21 @@ void TestStartup::environmentAndDebugLines()
     QStringList lines = run.errorLines;
     lines.removeAll(QStringLiteral("This plugin does not support propagateSizeHints()"));
     // The process signals are taken over first, and given up last.
-    QCOMPARE(lines.mid(0, 3), (QStringList{"PowerFunction: Power handlers installed.", "Starting programm...",
-                                           "Language resources:"}));
+    QCOMPARE(lines.mid(0, 3),
+             (QStringList{"PowerFunction: Power handlers installed.", "Starting programm...", "Language resources:"}));
     QCOMPARE(lines.mid(lines.size() - 2), (QStringList{"PowerFunction: Destroed.", "PowerDaemon: Destroed"}));
     for (const QString &list : lines.mid(3, 2))
-        QVERIFY2(list.startsWith('\t') && !list.contains(QRegularExpression(QStringLiteral("[\"()]"))), qPrintable(list));
+        QVERIFY2(list.startsWith('\t') && !list.contains(QRegularExpression(QStringLiteral("[\"()]"))),
+                 qPrintable(list));
     // A root without a buzzer: the beeps say so. An empty terminal: the scan
     // finds nothing, in its order, and the smart card reader does not open.
     const int shown = lines.indexOf(QStringLiteral("Show QWidget"));
-    QCOMPARE(lines.mid(5, shown - 3), (QStringList{"INI file: " + folder.path() + "/Settings/kx4test.ini",
-                                                   "Log file enabled.", "intBeep: Touch buzzer path not found.",
-                                                   "intBeep: Fail buzzer open.", "Create HardwareInfoForm",
-                                                   "net false", "wlan false", "card false", "modem false",
-                                                   "usb modem false", "rfid false", "tb false", "err open", "sc false",
-                                                   "end", "Create QWidget", "Show QWidget",
-                                                   "intBeep: Fail buzzer open."}));
+    QCOMPARE(lines.mid(5, shown - 3),
+             (QStringList{"INI file: " + folder.path() + "/Settings/kx4test.ini", "Log file enabled.",
+                          "intBeep: Touch buzzer path not found.", "intBeep: Fail buzzer open.",
+                          "Create HardwareInfoForm", "net false", "wlan false", "card false", "modem false",
+                          "usb modem false", "rfid false", "tb false", "err open", "sc false", "end", "Create QWidget",
+                          "Show QWidget", "intBeep: Fail buzzer open."}));
     // The monitor is made, the signal ends it through its own exit, then the
     // program's closing line.
     const int started = lines.indexOf(QStringLiteral("Auto test starting..."));
@@ -232,7 +228,8 @@ void TestStartup::onScreenKeyboardPlugin()
     QCOMPARE(run.exitCode, 0);
     // After the inventory, before the banner's beeps.
     const int created = run.errorLines.indexOf(QStringLiteral("V3TouchKeyboard created"));
-    QVERIFY2(created > run.errorLines.indexOf(QStringLiteral("Log file enabled.")), qPrintable(run.errorLines.join('\n')));
+    QVERIFY2(created > run.errorLines.indexOf(QStringLiteral("Log file enabled.")),
+             qPrintable(run.errorLines.join('\n')));
     QVERIFY(created < run.errorLines.indexOf(QStringLiteral("Create HardwareInfoForm")));
 }
 
@@ -267,7 +264,7 @@ void TestStartup::signalBeforeTheQuestionIsAnswered()
     QCOMPARE(p.exitCode(), 0);
     debug += QString::fromLocal8Bit(p.readAllStandardError());
     QVERIFY2(!debug.contains(QStringLiteral("test starting...")), qPrintable(debug));
-    QStringList log = readLines(folder.path() + QStringLiteral("/Log/kx4test.log"));
+    QStringList log = ProgramRun::readLines(folder.path() + QStringLiteral("/Log/kx4test.log"));
     QVERIFY(!log.filter(QStringLiteral("HardwareInfoForm: Modem ttyS0 test: not respond")).isEmpty());
     for (QString &line : log)
         line = line.section(QLatin1Char(']'), -1).trimmed();

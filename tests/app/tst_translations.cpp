@@ -16,8 +16,6 @@ class TestTranslations : public QObject
 private slots:
     void everyTextTranslated_data();
     void everyTextTranslated();
-    void releaseHasNothingUnfinished_data();
-    void releaseHasNothingUnfinished();
     void programSpeaksTheLocale_data();
     void programSpeaksTheLocale();
 };
@@ -130,12 +128,6 @@ QStringList translationFiles()
     return QStringLiteral(KX4_TRANSLATION_FILES).split(QLatin1Char(','), Qt::SkipEmptyParts);
 }
 
-QStringList readLines(const QString &file)
-{
-    QFile f(file);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split(QLatin1Char('\n')) : QStringList();
-}
-
 } // namespace
 
 void TestTranslations::everyTextTranslated_data()
@@ -152,7 +144,8 @@ void TestTranslations::everyTextTranslated()
     QTemporaryDir temp;
     const QString fresh = temp.filePath(QFileInfo(tsFile).fileName());
     const QStringList args = QStringLiteral(KX4_LUPDATE_OPTIONS).split(QLatin1Char('|'))
-        + QStringLiteral(KX4_TRANSLATION_SOURCES).split(QLatin1Char(',')) + QStringList{"-ts", fresh};
+                             + QStringLiteral(KX4_TRANSLATION_SOURCES).split(QLatin1Char(','))
+                             + QStringList{"-ts", fresh};
     const Output lupdate = run(QStringLiteral(KX4_LUPDATE), args);
     QVERIFY2(lupdate.ok, qPrintable(lupdate.out + lupdate.err));
     QString error;
@@ -206,26 +199,6 @@ void TestTranslations::everyTextTranslated()
                             .arg(QDir(sourceDir).relativeFilePath(tsFile))));
 }
 
-void TestTranslations::releaseHasNothingUnfinished_data()
-{
-    everyTextTranslated_data();
-}
-
-void TestTranslations::releaseHasNothingUnfinished()
-{
-    // What the build compiles in: lrelease's own count.
-    QFETCH(QString, tsFile);
-    QTemporaryDir temp;
-    const Output lrelease = run(QStringLiteral(KX4_LRELEASE), {tsFile, "-qm", temp.filePath("out.qm")});
-    QVERIFY2(lrelease.ok, qPrintable(lrelease.out + lrelease.err));
-    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral(
-        R"(Generated (\d+) translation\(s\) \((\d+) finished and (\d+) unfinished\))")).match(lrelease.out);
-    QVERIFY2(m.hasMatch(), qPrintable(lrelease.out));
-    QVERIFY2(m.captured(1).toInt() > 0, qPrintable(lrelease.out));
-    QVERIFY2(m.captured(3) == QLatin1String("0") && !lrelease.out.contains(QLatin1String("untranslated")),
-             qPrintable(lrelease.out));
-}
-
 void TestTranslations::programSpeaksTheLocale_data()
 {
     QTest::addColumn<QString>("lang");
@@ -265,7 +238,7 @@ void TestTranslations::programSpeaksTheLocale()
     QString debug;
     QVERIFY(ProgramRun::terminateOnceStarted(p, debug));
     QCOMPARE(p.exitCode(), 0);
-    const QStringList log = readLines(folder.filePath(QStringLiteral("Log/kx4test.log")));
+    const QStringList log = ProgramRun::readLines(folder.filePath(QStringLiteral("Log/kx4test.log")));
     for (const QString &text : header)
         QVERIFY2(log.indexOf(QRegularExpression(QRegularExpression::escape(text) + QStringLiteral(".*"))) > 0,
                  qPrintable(log.mid(0, 12).join(QLatin1Char('\n'))));

@@ -1,7 +1,6 @@
 // Starting launcher programs from the home folder. Runs from a temporary copy
 // of the executable, so the default home folder (the executable's folder) is a
 // throw-away folder too.
-#include "linuxfunction.h"
 #include "mrunfunction.h"
 #include "tempappdir.h"
 #include "testwaits.h"
@@ -85,8 +84,8 @@ private slots:
         QTest::addColumn<QString>("args");
         QTest::addColumn<QStringList>("expected");
         QTest::newRow("no arguments: run-from") << "absolute" << false << QString() << QStringList{"run-from"};
-        QTest::newRow("trailing line feed keeps empty last, detached")
-            << "absolute" << true << "a\nb\n" << QStringList{"a", "b", ""};
+        QTest::newRow("trailing line feed keeps empty last, detached") << "absolute" << true << "a\nb\n"
+                                                                       << QStringList{"a", "b", ""};
         const QStringList hostile{"$(touch pwned)", "x; touch pwned", "' \" | &"};
         QTest::newRow("shell syntax stays text, KOVADIR relative to the working folder")
             << "relative" << false << hostile.join(QLatin1Char('\n')) << hostile;
@@ -110,7 +109,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(m_record), 20000);
         // The working folder, KOVADIR as an absolute path (the same from the
         // child's working folder), the arguments.
-        QCOMPARE(readRecord(), (QStringList{QFileInfo(home).canonicalFilePath(), QDir(home).absolutePath()} + expected));
+        QCOMPARE(readRecord(),
+                 (QStringList{QFileInfo(home).canonicalFilePath(), QDir(home).absolutePath()} + expected));
     }
 
     void failsToStart()
@@ -129,9 +129,10 @@ private slots:
     void hangingProgramTerminated()
     {
         // Leaves its process id behind and becomes a long sleep.
-        writeScript(m_home->path(), QStringLiteral("hanging"), "#!/bin/sh\necho $$ >\"$KX4_TEST_RUN_RECORD.part\"\n"
-                                                               "mv \"$KX4_TEST_RUN_RECORD.part\" \"$KX4_TEST_RUN_RECORD\"\n"
-                                                               "exec sleep 600\n");
+        writeScript(m_home->path(), QStringLiteral("hanging"),
+                    "#!/bin/sh\necho $$ >\"$KX4_TEST_RUN_RECORD.part\"\n"
+                    "mv \"$KX4_TEST_RUN_RECORD.part\" \"$KX4_TEST_RUN_RECORD\"\n"
+                    "exec sleep 600\n");
         // Given 20 minutes, of which the test grants one second.
         TestWaits waits;
         waits.grant(MWait::Process, 1000);
@@ -144,15 +145,6 @@ private slots:
             QVERIFY(pid > 0);
             QVERIFY(::kill(pid, 0) == -1 && errno == ESRCH);
         }
-    }
-
-    void startCalibrate()
-    {
-        QCOMPARE(LinuxFunction::startCalibrate(QStringLiteral("launchdesktest")), 0); // no tool installed
-        writeScript(m_home->path(), QStringLiteral("launchcalibrate"), RecorderScript);
-        QCOMPARE(LinuxFunction::startCalibrate(QStringLiteral("launchdesktest")), 1);
-        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(m_record), 20000);
-        QCOMPARE(readRecord().mid(2), QStringList{m_scratch.filePath("launchdesktest")});
     }
 };
 

@@ -79,22 +79,6 @@ class TestPrintThread : public QObject
 {
     Q_OBJECT
 private slots:
-    void fillTestBuffer()
-    {
-        PrintThread worker(nullptr);
-        worker.appendPrintList("left over");
-        worker.fillTestBuffer();
-        const QList<QByteArray> list = worker.printBuffer();
-        QCOMPARE(list.size(), 7);
-        for (int k = 0; k < 7; ++k) {
-            QCOMPARE(list[k].size(), 33);
-            QCOMPARE(list[k].at(32), '\n');
-            for (int j = 0; j < 32; ++j) // the last row wraps: 240..255, then 0..15
-                QCOMPARE(static_cast<unsigned char>(list[k].at(j)),
-                         static_cast<unsigned char>((48 + 32 * k + j) % 256));
-        }
-    }
-
     void printerAbsent_data()
     {
         QTest::addColumn<int>("how");
@@ -135,6 +119,7 @@ private slots:
         Bench b;
         if (contrastFails)
             b.printer->failIoctl(MARVO_IOCTL_PRN_SET_CONTRAST, EIO);
+        b.worker->appendPrintList("left over\r\n"); // the test's rows replace what was queued
         b.worker->fillTestBuffer();
         b.worker->setOneShot(true);
         b.worker->start();

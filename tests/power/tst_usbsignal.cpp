@@ -2,7 +2,6 @@
 // and once against the kernel itself inside a private network namespace.
 #include "mkernel.h"
 #include "queuedspy.h"
-#include "simpowersupply.h"
 #include "simterminal.h"
 #include "testwaits.h"
 #include "usbsignal.h"
@@ -53,8 +52,8 @@ public:
     {
         return m_sim->serveIoctl(fd, request, arg, result);
     }
-    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
-                    const void *data, int *result) override
+    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags, const void *data,
+                    int *result) override
     {
         return m_sim->serveMount(source, target, fsType, flags, data, result);
     }
@@ -146,19 +145,22 @@ private slots:
     {
         QTest::addColumn<QByteArray>("action");
         QTest::addColumn<QByteArray>("devpath");
-        QTest::addColumn<QString>("signal");  // empty: the event is ignored
+        QTest::addColumn<QString>("signal"); // empty: the event is ignored
         QTest::addColumn<QString>("message");
         QTest::newRow("add") << QByteArray("add") << QByteArray("/devices/virtual/net/ppp0") << "add:ppp0"
                              << "USBSignal: Add USB device (ppp0).";
-        QTest::newRow("remove in capitals") << QByteArray("REMOVE") << QByteArray("/devices/virtual/net/ppp0")
-                                            << "remove:ppp0" << "USBSignal: Remove USB device (ppp0).";
-        QTest::newRow("change, mixed case") << QByteArray("Change")
-                                            << QByteArray("/devices/platform/battery-charger/power_supply/Battery")
-                                            << "change:Battery" << "USBSignal: Change USB device state (Battery).";
+        QTest::newRow("remove in capitals")
+            << QByteArray("REMOVE") << QByteArray("/devices/virtual/net/ppp0") << "remove:ppp0"
+            << "USBSignal: Remove USB device (ppp0).";
+        QTest::newRow("change, mixed case")
+            << QByteArray("Change") << QByteArray("/devices/platform/battery-charger/power_supply/Battery")
+            << "change:Battery"
+            << "USBSignal: Change USB device state (Battery).";
         QTest::newRow("header without a slash") << QByteArray("add") << QByteArray("ppp1") << "add:add@ppp1"
                                                 << "USBSignal: Add USB device (add@ppp1).";
-        QTest::newRow("path ending in a slash") << QByteArray("remove") << QByteArray("/devices/virtual/net/ppp0//")
-                                                << "remove:ppp0" << "USBSignal: Remove USB device (ppp0).";
+        QTest::newRow("path ending in a slash")
+            << QByteArray("remove") << QByteArray("/devices/virtual/net/ppp0//") << "remove:ppp0"
+            << "USBSignal: Remove USB device (ppp0).";
         QTest::newRow("bind ignored") << QByteArray("bind")
                                       << QByteArray("/devices/platform/ehci-platform/usb1/1-1/1-1.2") << QString()
                                       << QString();
@@ -188,24 +190,13 @@ private slots:
     void longDatagramIsCut()
     {
         QByteArray datagram;
-        const QStringList got = deliver(
-            SimUevent{"add", "/devices/virtual/net/ppp0", "net", {{"LONG", QByteArray(1000, 'x')}}}, &datagram);
+        const QStringList got =
+            deliver(SimUevent{"add", "/devices/virtual/net/ppp0", "net", {{"LONG", QByteArray(1000, 'x')}}}, &datagram);
         QVERIFY(datagram.size() > 1000);
         const QStringList cut = fieldsOf(datagram);
         QVERIFY(cut.last().startsWith("LONG=x") && cut.last().size() < 512);
         QVERIFY(got.contains("add:ppp0"));
         QCOMPARE(got.filter("debug:"), QStringList{"debug:" + cut.join('|')});
-    }
-
-    // The battery pack's driver reports a change; listeners hear "Battery".
-    void batteryChange()
-    {
-        auto *power = sim->add<SimPowerSupply>();
-        events.clear();
-        power->setCapacity(14);
-        // The message follows the signal.
-        QTRY_VERIFY(events.contains("msg:USBSignal: Change USB device state (Battery)."));
-        QVERIFY(events.contains("change:Battery"));
     }
 
     // The kernel's own events for a tun device made and deleted in a network
@@ -225,7 +216,8 @@ private slots:
             const QString out = QString::fromLocal8Bit(child.readAll());
             if (out.startsWith("unshare"))
                 QSKIP(qPrintable("no private network namespace here: " + out.trimmed()));
-            const QRegularExpressionMatch skip = QRegularExpression("SKIP   : [^\\n]*realKernel\\(\\) ([^\\n]*)").match(out);
+            const QRegularExpressionMatch skip =
+                QRegularExpression("SKIP   : [^\\n]*realKernel\\(\\) ([^\\n]*)").match(out);
             if (skip.hasMatch())
                 QSKIP(qPrintable(skip.captured(1)));
             QVERIFY2(child.exitCode() == 0 && out.contains("PASS   : TestUSBSignal::realKernel()"), qPrintable(out));

@@ -5,18 +5,15 @@
 // whatever the clients do, scenarios parse and play in order, and a
 // terminal without a root leads nowhere on this machine.
 #include "drivers/hdq.h"
-#include "drivers/magcard.h"
 #include "drivers/printer.h"
 #include "marvofunction.h"
 #include "mkernel.h"
 #include "mlogsystem.h"
 #include "msystemroot.h"
 #include "simcontrol.h"
-#include "simibutton.h"
 #include "simpowersupply.h"
 #include "simprinter.h"
 #include "simrequests.h"
-#include "simrfidreader.h"
 #include "simserialline.h"
 #include "simsmartcard.h"
 #include "simterminal.h"
@@ -97,7 +94,6 @@ class TestSimControl : public QObject
 private slots:
     void commandsActOnTheTerminal_data();
     void commandsActOnTheTerminal();
-    void swipeReachesTheProgramsRead();
     void deviceGoneUnderItsDescriptors();
     void logDiskFullForAMoment();
     void powerKeyHeldForItsTime_data();
@@ -123,24 +119,12 @@ void TestSimControl::commandsActOnTheTerminal_data()
     const auto line = [](SimTerminal &sim, const char *node) {
         return sim.serialLine(QLatin1String(node))->behaviour();
     };
-    QTest::newRow("rfid on") << QByteArray("rfid on 0a1b2c3d") << "ok card 0A1B2C3D on the contactless reader"
-                             << Check([](SimTerminal &s) {
-                                    return s.find<SimRfidReader>()->cardState() == SimRfidReader::Idle;
-                                });
-    QTest::newRow("ibutton on") << QByteArray("ibutton on 0102030405060708")
-                                << "ok key 0102030405060708 on the iButton contact"
-                                << Check([](SimTerminal &s) { return s.find<SimIButton>()->keyAttached(); });
     QTest::newRow("smartcard out") << QByteArray("smartcard OUT") << "ok smart card out"
                                    << Check([](SimTerminal &s) { return !s.find<SimSmartCard>()->cardPresent(); });
-    QTest::newRow("sd in") << QByteArray("sd in 1 ext3") << "ok ext3 card in slot 1 (/dev/mmcblk1 /dev/mmcblk1p1)"
-                           << Check([](SimTerminal &s) { return s.exists("/dev/mmcblk1p1"); });
     QTest::newRow("usb serial") << QByteArray("usb plug 3 serial") << "ok serial in USB port 3 (/dev/ttyUSB0)"
                                 << Check([line](SimTerminal &s) {
                                        return line(s, "/dev/ttyUSB0") == SimSerialLine::Loopback;
                                    });
-    QTest::newRow("usb mouse") << QByteArray("usb plug 2 mouse")
-                               << "ok mouse in USB port 2 (/dev/input/mouse0 /dev/input/event3)"
-                               << Check([](SimTerminal &s) { return s.exists("/dev/input/mouse0"); });
     QTest::newRow("loopback") << QByteArray("loopback ttyS2 good") << "ok loopback plug on ttyS2 (good)"
                               << Check([line](SimTerminal &s) {
                                      return line(s, "/dev/ttyS2") == SimSerialLine::Loopback;
@@ -192,25 +176,6 @@ void TestSimControl::commandsActOnTheTerminal()
     sim.addPreset(SimTerminal::Board::A9);
     QCOMPARE(sim.control()->execute(line), answer);
     QVERIFY(check(sim));
-}
-
-// A swipe while the program waits in its read: the record it gets holds the
-// tracks as written, quotes and blanks undone.
-void TestSimControl::swipeReachesTheProgramsRead()
-{
-    SimTerminal sim;
-    sim.addPreset(SimTerminal::Board::A9);
-    QString error;
-    int fd = MarvoFunction::getDeviceHandle(MAGNETIC_CARD_DEVICE_NAME, error);
-    QVERIFY2(fd > 0, qPrintable(error));
-    QCOMPARE(sim.control()->execute(R"(swipe "%B4000^DOE/JOHN ^2512?" ;4000=2512? "")"),
-             QStringLiteral("ok swiped; 1 reader(s) got it"));
-    MagCardRecord record;
-    QCOMPARE(::read(fd, &record, sizeof record), ssize_t(sizeof record));
-    QCOMPARE(QByteArray(record.text[0]), QByteArray("%B4000^DOE/JOHN ^2512?"));
-    QCOMPARE(QByteArray(record.text[1]), QByteArray(";4000=2512?"));
-    QCOMPARE(record.length[2], 0);
-    MarvoFunction::closeDeviceHandle(fd);
 }
 
 // The iButton bus (a served node) and the printer (a socket node) go

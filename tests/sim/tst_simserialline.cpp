@@ -83,44 +83,6 @@ private slots:
         QCOMPARE(line->transmitted(), pattern);
     }
 
-    // The framing the program sets reaches the line (a pseudo-terminal
-    // itself keeps only eight data bits without parity): seven data bits
-    // come back without the eighth; a far end at 7E1 hears an 8N1 byte's
-    // top bit as its parity and answers with its own.
-    void framing_data()
-    {
-        QTest::addColumn<int>("dataBits");
-        QTest::addColumn<int>("parity");
-        QTest::addColumn<QString>("line"); // the far end's framing, empty: a plain plug
-        QTest::addColumn<QString>("program");
-        QTest::addColumn<QByteArray>("echo"); // of 01 C3
-        QTest::newRow("8N1") << 8 << int(QSerialPort::NoParity) << "" << "8N1" << QByteArray::fromHex("01c3");
-        QTest::newRow("seven data bits") << 7 << int(QSerialPort::NoParity) << "" << "7N1" << QByteArray::fromHex("0143");
-        QTest::newRow("odd parity") << 7 << int(QSerialPort::OddParity) << "" << "7O1" << QByteArray::fromHex("0143");
-        QTest::newRow("line at 7E1") << 8 << int(QSerialPort::NoParity) << "7E1" << "8N1" << QByteArray::fromHex("81c3");
-    }
-    void framing()
-    {
-        QFETCH(int, dataBits);
-        QFETCH(int, parity);
-        QFETCH(QString, line);
-        QFETCH(QString, program);
-        QFETCH(QByteArray, echo);
-        SimTerminal sim;
-        auto *plug = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyS1"), SimSerialLine::Loopback);
-        if (!line.isEmpty())
-            plug->setFraming(line.at(0).digitValue(), line.at(1).toLatin1(), line.at(2).digitValue());
-        QSerialPort port;
-        port.setDataBits(QSerialPort::DataBits(dataBits));
-        port.setParity(QSerialPort::Parity(parity));
-        port.setPortName(MSystemRoot::path(QStringLiteral("/dev/ttyS1")));
-        port.setBaudRate(115200);
-        QVERIFY2(port.open(QIODevice::ReadWrite), qPrintable(port.errorString()));
-        QCOMPARE(plug->programFraming(), program);
-        port.write(QByteArray::fromHex("01c3"));
-        QCOMPARE(readBytes(port, 2).toHex(), echo.toHex());
-    }
-
     void replyTableErrors_data()
     {
         QTest::addColumn<QByteArray>("text");
@@ -167,7 +129,6 @@ private slots:
         again.write("back");
         QCOMPARE(readBytes(again, 4), QByteArray("back"));
     }
-
 };
 
 QTEST_GUILESS_MAIN(TestSimSerialLine)

@@ -1,6 +1,6 @@
 // Served nodes: the program's read() and write() on them reach the model that
-// owns the descriptor now, may be answered later from any thread, never hang
-// once the terminal is gone, and leave every other descriptor to the kernel.
+// owns the descriptor now, never hang once the terminal is gone, and leave
+// every other descriptor to the kernel.
 #include "loophold.h"
 #include "mkernel.h"
 #include "msystemroot.h"
@@ -12,8 +12,8 @@
 #include <cerrno>
 #include <chrono>
 #include <fcntl.h>
-#include <future>
 #include <functional>
+#include <future>
 #include <memory>
 #include <sys/socket.h>
 #include <thread>
@@ -105,14 +105,6 @@ private slots:
             QSKIP("The kernel refuses the served-node filter here.");
     }
 
-    void blockingReadAnsweredLater_data()
-    {
-        QTest::addColumn<int>("count");
-        QTest::addColumn<QByteArray>("answer");
-        QTest::addColumn<QByteArray>("got");
-        QTest::newRow("fits") << 16 << QByteArray("late") << QByteArray("late");
-        QTest::newRow("cut to the buffer") << 3 << QByteArray("late") << QByteArray("lat");
-    }
     void terminalGone_data()
     {
         QTest::addColumn<bool>("blockedBefore");

@@ -1,8 +1,7 @@
-// The attribute-file models: what they lay out and take away, which writes
-// they take for the program's, and how the backlight answers (the power
-// supplies are read by the battery monitor's test).
-#include "marvofunction.h"
-#include "simbacklight.h"
+// The attribute-file models: what they lay out and take away, and which
+// writes they take for the program's (the backlight is read by the
+// brightness tests, the power supplies by the battery monitor's test).
+#include "simsysfsdevice.h"
 #include "simterminal.h"
 
 #include <QtTest>
@@ -85,8 +84,8 @@ private slots:
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QStringList>("seen");
         QTest::newRow("program") << false << "switch" << QByteArray("1") << QStringList({"switch=1"});
-        QTest::newRow("program, subfolder") << false << "unit.1/level" << QByteArray("7\n")
-                                            << QStringList({"unit.1/level=7\n"});
+        QTest::newRow("program, subfolder")
+            << false << "unit.1/level" << QByteArray("7\n") << QStringList({"unit.1/level=7\n"});
         QTest::newRow("program, same content") << false << "switch" << QByteArray("0\n") << QStringList();
         QTest::newRow("program, empty write") << false << "switch" << QByteArray() << QStringList();
         QTest::newRow("program, not an attribute") << false << "stray" << QByteArray("1") << QStringList();
@@ -112,38 +111,6 @@ private slots:
         QCOMPARE(device->writes().size(), seen.size() + 1);
         QCOMPARE(device->writes().last().content, QByteArray("end"));
         QVERIFY(device->onlyOnLoop);
-    }
-
-    void backlightLevel_data()
-    {
-        QTest::addColumn<bool>("second");
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<int>("max");
-        QTest::addColumn<QByteArray>("actual");
-        QTest::newRow("second screen, newline") << true << QByteArray("100\n") << 255 << QByteArray("100\n");
-        QTest::newRow("the maximum") << false << QByteArray("255") << 255 << QByteArray("255\n");
-        QTest::newRow("hex") << false << QByteArray("0x1f") << 255 << QByteArray("31\n");
-        // Refused, not cut down to the maximum: the level stays where it was.
-        QTest::newRow("above the maximum") << false << QByteArray("256") << 255 << QByteArray("2\n");
-        QTest::newRow("floor above a low maximum") << true << QByteArray("5") << 3 << QByteArray("2\n");
-        QTest::newRow("not a number") << false << QByteArray("abc") << 255 << QByteArray("2\n");
-        QTest::newRow("two newlines") << false << QByteArray("7\n\n") << 255 << QByteArray("2\n");
-    }
-    void backlightLevel()
-    {
-        QFETCH(bool, second);
-        QFETCH(QByteArray, bytes);
-        QFETCH(int, max);
-        QFETCH(QByteArray, actual);
-        SimTerminal sim;
-        auto *light = sim.add<SimBacklight>(SimBacklight::A9, max);
-        const QByteArray full = QByteArray::number(max) + '\n';
-        light->setActualBrightness(second, 2); // where the level stands before the write
-        QVERIFY(programWrite(sim, light->attributePath(second, BRIGHTNESS_CONTROL__BRIGHTNESS), bytes));
-        QTRY_COMPARE(light->writes().size(), 1);
-        QCOMPARE(light->actualBrightness(second), actual);
-        QCOMPARE(light->brightness(second), bytes);
-        QCOMPARE(light->actualBrightness(!second), full);
     }
 };
 

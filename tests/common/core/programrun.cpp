@@ -3,6 +3,7 @@
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 
 #include <cerrno>
@@ -38,7 +39,8 @@ bool terminateOnceStarted(QProcess &p, QString &debug, int timeoutMs)
     QDeadlineTimer deadline(timeoutMs);
     for (;;) {
         debug += QString::fromLocal8Bit(p.readAllStandardError());
-        if (holds(debug, QStringLiteral("Auto test starting...")) || holds(debug, QStringLiteral("Manual test starting...")))
+        if (holds(debug, QStringLiteral("Auto test starting..."))
+            || holds(debug, QStringLiteral("Manual test starting...")))
             break;
         if (p.state() == QProcess::NotRunning || deadline.hasExpired())
             return false;
@@ -72,7 +74,8 @@ bool startable(const QString &program, QString &why)
     }
     // Only a format the kernel does not run counts; any other failure is
     // the test's to report.
-    if (p.error() != QProcess::FailedToStart || !p.errorString().contains(QString::fromLocal8Bit(std::strerror(ENOEXEC))))
+    if (p.error() != QProcess::FailedToStart
+        || !p.errorString().contains(QString::fromLocal8Bit(std::strerror(ENOEXEC))))
         return true;
     why = QStringLiteral("%1 cannot be started here (%2): a test run under user-mode emulation cannot start "
                          "the other programs of its build")
@@ -86,6 +89,24 @@ bool sendSignal(QProcess &p, int signal)
     if (p.state() == QProcess::NotRunning || pid <= 0)
         return false;
     return ::kill(pid_t(pid), signal) == 0;
+}
+
+QStringList readLines(const QString &file)
+{
+    QFile f(file);
+    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()).split(QLatin1Char('\n')) : QStringList();
+}
+
+QStringList logTexts(const QString &file)
+{
+    QStringList texts;
+    const QRegularExpression stamped(QStringLiteral(R"(^\d+: \{\d\} (?:\[[^\]]*\] )+(.*)$)"));
+    for (const QString &line : readLines(file)) {
+        const QRegularExpressionMatch m = stamped.match(line);
+        if (m.hasMatch())
+            texts << m.captured(1);
+    }
+    return texts;
 }
 
 } // namespace ProgramRun

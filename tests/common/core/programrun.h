@@ -6,6 +6,7 @@
 
 #include <QProcess>
 #include <QString>
+#include <QStringList>
 
 namespace ProgramRun {
 
@@ -29,5 +30,13 @@ bool sendSignal(QProcess &p, int signal);
 // under user-mode emulation without binfmt_misc, cannot start the other
 // programs of its build). It starts a copy and ends it at once with SIGKILL.
 bool startable(const QString &program, QString &why);
+
+// The lines of a text file (the last one empty when the file ends with a
+// line feed); none when it cannot be read.
+QStringList readLines(const QString &file);
+
+// The text of each numbered line of a log file, without number, level and
+// stamps.
+QStringList logTexts(const QString &file);
 
 }
