@@ -5,6 +5,7 @@
 #include "mkernel.h"
 #include "msystemroot.h"
 #include "testroot.h"
+#include "testsupport.h"
 
 #include <QtTest>
 
@@ -137,10 +138,12 @@ private slots:
 
     void realKernelExt3Card()
     {
+        KX4_REQUIRE_CHILD_PROCESSES();
         qunsetenv(MSystemRoot::EnvName);
         if (::geteuid() != 0)
             QSKIP("mounting needs root");
-        const QStringList toolDirs = qEnvironmentVariable("PATH").split(QLatin1Char(':')) << "/sbin" << "/usr/sbin";
+        const QStringList toolDirs = qEnvironmentVariable("PATH").split(QLatin1Char(':')) << "/sbin"
+                                                                                          << "/usr/sbin";
         LoopCleanup cleanup;
         cleanup.losetup = QStandardPaths::findExecutable(QStringLiteral("losetup"), toolDirs);
         const QString mkfs = QStandardPaths::findExecutable(QStringLiteral("mkfs.ext3"), toolDirs);

@@ -52,7 +52,7 @@ class TestMRunFunction : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY2(TestSupport::runsInTemporaryAppDir(), "must run from its temporary copy");
+        KX4_REQUIRE_TEMPORARY_APP_DIR();
         QVERIFY(m_scratch.isValid());
         m_record = m_scratch.filePath(QStringLiteral("record.txt"));
         qputenv("KX4_TEST_RUN_RECORD", QFile::encodeName(m_record));
@@ -85,8 +85,8 @@ private slots:
         QTest::addColumn<QString>("args");
         QTest::addColumn<QStringList>("expected");
         QTest::newRow("no arguments: run-from") << "absolute" << false << QString() << QStringList{"run-from"};
-        QTest::newRow("trailing line feed keeps empty last, detached")
-            << "absolute" << true << "a\nb\n" << QStringList{"a", "b", ""};
+        QTest::newRow("trailing line feed keeps empty last, detached") << "absolute" << true << "a\nb\n"
+                                                                       << QStringList{"a", "b", ""};
         const QStringList hostile{"$(touch pwned)", "x; touch pwned", "' \" | &"};
         QTest::newRow("shell syntax stays text, KOVADIR relative to the working folder")
             << "relative" << false << hostile.join(QLatin1Char('\n')) << hostile;
@@ -110,7 +110,8 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(m_record), 20000);
         // The working folder, KOVADIR as an absolute path (the same from the
         // child's working folder), the arguments.
-        QCOMPARE(readRecord(), (QStringList{QFileInfo(home).canonicalFilePath(), QDir(home).absolutePath()} + expected));
+        QCOMPARE(readRecord(),
+                 (QStringList{QFileInfo(home).canonicalFilePath(), QDir(home).absolutePath()} + expected));
     }
 
     void failsToStart()
@@ -129,9 +130,10 @@ private slots:
     void hangingProgramTerminated()
     {
         // Leaves its process id behind and becomes a long sleep.
-        writeScript(m_home->path(), QStringLiteral("hanging"), "#!/bin/sh\necho $$ >\"$KX4_TEST_RUN_RECORD.part\"\n"
-                                                               "mv \"$KX4_TEST_RUN_RECORD.part\" \"$KX4_TEST_RUN_RECORD\"\n"
-                                                               "exec sleep 600\n");
+        writeScript(m_home->path(), QStringLiteral("hanging"),
+                    "#!/bin/sh\necho $$ >\"$KX4_TEST_RUN_RECORD.part\"\n"
+                    "mv \"$KX4_TEST_RUN_RECORD.part\" \"$KX4_TEST_RUN_RECORD\"\n"
+                    "exec sleep 600\n");
         // Given 20 minutes, of which the test grants one second.
         TestWaits waits;
         waits.grant(MWait::Process, 1000);

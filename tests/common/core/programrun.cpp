@@ -1,5 +1,7 @@
 #include "programrun.h"
 
+#include "testsupport.h"
+
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -38,7 +40,8 @@ bool terminateOnceStarted(QProcess &p, QString &debug, int timeoutMs)
     QDeadlineTimer deadline(timeoutMs);
     for (;;) {
         debug += QString::fromLocal8Bit(p.readAllStandardError());
-        if (holds(debug, QStringLiteral("Auto test starting...")) || holds(debug, QStringLiteral("Manual test starting...")))
+        if (holds(debug, QStringLiteral("Auto test starting..."))
+            || holds(debug, QStringLiteral("Manual test starting...")))
             break;
         if (p.state() == QProcess::NotRunning || deadline.hasExpired())
             return false;
@@ -53,6 +56,9 @@ bool terminateOnceStarted(QProcess &p, QString &debug, int timeoutMs)
 
 bool startable(const QString &program, QString &why)
 {
+    why = TestSupport::childProcessesMissing();
+    if (!why.isEmpty())
+        return false;
     // A copy in a folder of its own (it makes its Log/ there), against an
     // empty system root and without a display, ended as soon as it runs.
     QTemporaryDir folder, root;
@@ -66,13 +72,14 @@ bool startable(const QString &program, QString &why)
     p.setProcessEnvironment(env);
     p.start(copy, QStringList());
     if (p.waitForStarted(30000)) {
-        p.kill();
+        sendSignal(p, SIGKILL);
         p.waitForFinished(30000);
         return true;
     }
     // Only a format the kernel does not run counts; any other failure is
     // the test's to report.
-    if (p.error() != QProcess::FailedToStart || !p.errorString().contains(QString::fromLocal8Bit(std::strerror(ENOEXEC))))
+    if (p.error() != QProcess::FailedToStart
+        || !p.errorString().contains(QString::fromLocal8Bit(std::strerror(ENOEXEC))))
         return true;
     why = QStringLiteral("%1 cannot be started here (%2): a test run under user-mode emulation cannot start "
                          "the other programs of its build")
