@@ -105,7 +105,7 @@ class TestCOMThread : public QObject
 private slots:
     void fullPassOverEverySpeed()
     {
-        KX4_REQUIRE_SERVED_NODES();
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         Bench b;
         b.worker->start();
         QVERIFY2(b.probe.waitEnded(FullPassGiveUpMs), "the worker did not finish its pass");
@@ -194,7 +194,7 @@ private slots:
     }
     void failures()
     {
-        KX4_REQUIRE_SERVED_NODES();
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         QFETCH(QString, fault);
         QFETCH(QString, results);
         QFETCH(int, bytesSent);
@@ -257,7 +257,7 @@ private slots:
     }
     void stops()
     {
-        KX4_REQUIRE_SERVED_NODES();
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         QFETCH(QString, at);
         QFETCH(bool, openRefused);
         QFETCH(QString, results);

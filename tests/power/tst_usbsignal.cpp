@@ -3,6 +3,7 @@
 #include "mkernel.h"
 #include "simpowersupply.h"
 #include "simterminal.h"
+#include "testsupport.h"
 #include "testwaits.h"
 #include "usbsignal.h"
 
@@ -52,8 +53,8 @@ public:
     {
         return m_sim->serveIoctl(fd, request, arg, result);
     }
-    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
-                    const void *data, int *result) override
+    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags, const void *data,
+                    int *result) override
     {
         return m_sim->serveMount(source, target, fsType, flags, data, result);
     }
@@ -145,19 +146,22 @@ private slots:
     {
         QTest::addColumn<QByteArray>("action");
         QTest::addColumn<QByteArray>("devpath");
-        QTest::addColumn<QString>("signal");  // empty: the event is ignored
+        QTest::addColumn<QString>("signal"); // empty: the event is ignored
         QTest::addColumn<QString>("message");
         QTest::newRow("add") << QByteArray("add") << QByteArray("/devices/virtual/net/ppp0") << "add:ppp0"
                              << "USBSignal: Add USB device (ppp0).";
-        QTest::newRow("remove in capitals") << QByteArray("REMOVE") << QByteArray("/devices/virtual/net/ppp0")
-                                            << "remove:ppp0" << "USBSignal: Remove USB device (ppp0).";
-        QTest::newRow("change, mixed case") << QByteArray("Change")
-                                            << QByteArray("/devices/platform/battery-charger/power_supply/Battery")
-                                            << "change:Battery" << "USBSignal: Change USB device state (Battery).";
+        QTest::newRow("remove in capitals")
+            << QByteArray("REMOVE") << QByteArray("/devices/virtual/net/ppp0") << "remove:ppp0"
+            << "USBSignal: Remove USB device (ppp0).";
+        QTest::newRow("change, mixed case")
+            << QByteArray("Change") << QByteArray("/devices/platform/battery-charger/power_supply/Battery")
+            << "change:Battery"
+            << "USBSignal: Change USB device state (Battery).";
         QTest::newRow("header without a slash") << QByteArray("add") << QByteArray("ppp1") << "add:add@ppp1"
                                                 << "USBSignal: Add USB device (add@ppp1).";
-        QTest::newRow("path ending in a slash") << QByteArray("remove") << QByteArray("/devices/virtual/net/ppp0//")
-                                                << "remove:ppp0" << "USBSignal: Remove USB device (ppp0).";
+        QTest::newRow("path ending in a slash")
+            << QByteArray("remove") << QByteArray("/devices/virtual/net/ppp0//") << "remove:ppp0"
+            << "USBSignal: Remove USB device (ppp0).";
         QTest::newRow("bind ignored") << QByteArray("bind")
                                       << QByteArray("/devices/platform/ehci-platform/usb1/1-1/1-1.2") << QString()
                                       << QString();
@@ -187,8 +191,8 @@ private slots:
     void longDatagramIsCut()
     {
         QByteArray datagram;
-        const QStringList got = deliver(
-            SimUevent{"add", "/devices/virtual/net/ppp0", "net", {{"LONG", QByteArray(1000, 'x')}}}, &datagram);
+        const QStringList got =
+            deliver(SimUevent{"add", "/devices/virtual/net/ppp0", "net", {{"LONG", QByteArray(1000, 'x')}}}, &datagram);
         QVERIFY(datagram.size() > 1000);
         const QStringList cut = fieldsOf(datagram);
         QVERIFY(cut.last().startsWith("LONG=x") && cut.last().size() < 512);
@@ -211,6 +215,8 @@ private slots:
     // namespace of this test; this program runs itself again in one.
     void realKernel()
     {
+        // It runs itself again in a network namespace of its own, a child.
+        KX4_REQUIRE_CHILD_PROCESSES();
         if (!inNamespace()) {
             QProcess child;
             QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -224,7 +230,8 @@ private slots:
             const QString out = QString::fromLocal8Bit(child.readAll());
             if (out.startsWith("unshare"))
                 QSKIP(qPrintable("no private network namespace here: " + out.trimmed()));
-            const QRegularExpressionMatch skip = QRegularExpression("SKIP   : [^\\n]*realKernel\\(\\) ([^\\n]*)").match(out);
+            const QRegularExpressionMatch skip =
+                QRegularExpression("SKIP   : [^\\n]*realKernel\\(\\) ([^\\n]*)").match(out);
             if (skip.hasMatch())
                 QSKIP(qPrintable(skip.captured(1)));
             QVERIFY2(child.exitCode() == 0 && out.contains("PASS   : TestUSBSignal::realKernel()"), qPrintable(out));

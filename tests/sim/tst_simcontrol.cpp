@@ -15,6 +15,7 @@
 #include "simserialline.h"
 #include "simsmartcard.h"
 #include "simterminal.h"
+#include "testsupport.h"
 
 #include <QtTest>
 
@@ -158,8 +159,8 @@ void TestSimControl::commandsActOnTheTerminal_data()
         return s.readFile("/var/lib/kx4sim/net/eth0").contains("\nup=0\n");
     });
     QTest::newRow("wifi add, UTF-8")
-        << QByteArray("wifi add \"Кафе у дома\" -70 open") << "ok access point \"Кафе у дома\" (02:00:00:00:00:01) in range"
-        << Check([](SimTerminal &s) {
+        << QByteArray("wifi add \"Кафе у дома\" -70 open")
+        << "ok access point \"Кафе у дома\" (02:00:00:00:00:01) in range" << Check([](SimTerminal &s) {
                return s.readFile("/var/lib/kx4sim/wifi/access-points").endsWith("\t2437\t-70\t[ESS]\tКафе у дома\n");
            });
     QTest::newRow("ping silent") << QByteArray("ping silent") << "ok the bench's host 192.168.0.1 is silent"
@@ -191,6 +192,7 @@ void TestSimControl::commandsActOnTheTerminal()
 // tracks as written, quotes and blanks undone.
 void TestSimControl::swipeReachesTheProgramsRead()
 {
+    KX4_REQUIRE_SERVED_NODES(); // the magnetic card reader is a served node
     SimTerminal sim;
     sim.addPreset(SimTerminal::Board::A9);
     QString error;
@@ -411,6 +413,7 @@ void TestSimControl::scenarioErrors()
 // program opens it; a step that fails is reported and the play goes on.
 void TestSimControl::scenarioPlaysInOrder()
 {
+    KX4_REQUIRE_SERVED_NODES(); // the magnetic card reader is a served node
     QList<SimControl::Step> steps;
     QString error;
     QVERIFY2(SimControl::parseScenario("# the battery\nbattery 30\nwait open /dev/magcard0 20s\n"

@@ -4,6 +4,7 @@
 #include "msystemroot.h"
 #include "simserialline.h"
 #include "simterminal.h"
+#include "testsupport.h"
 
 #include <QSerialPort>
 #include <QtTest>
@@ -61,6 +62,7 @@ private slots:
     }
     void loopbackIsPacedAtTheLineSpeed()
     {
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         QFETCH(int, baud);
         QFETCH(int, size);
         SimTerminal sim;
@@ -94,13 +96,18 @@ private slots:
         QTest::addColumn<QString>("line"); // the far end's framing, empty: a plain plug
         QTest::addColumn<QString>("program");
         QTest::addColumn<QByteArray>("echo"); // of 01 C3
-        QTest::newRow("8N1") << 8 << int(QSerialPort::NoParity) << "" << "8N1" << QByteArray::fromHex("01c3");
-        QTest::newRow("seven data bits") << 7 << int(QSerialPort::NoParity) << "" << "7N1" << QByteArray::fromHex("0143");
-        QTest::newRow("odd parity") << 7 << int(QSerialPort::OddParity) << "" << "7O1" << QByteArray::fromHex("0143");
-        QTest::newRow("line at 7E1") << 8 << int(QSerialPort::NoParity) << "7E1" << "8N1" << QByteArray::fromHex("81c3");
+        QTest::newRow("8N1") << 8 << int(QSerialPort::NoParity) << ""
+                             << "8N1" << QByteArray::fromHex("01c3");
+        QTest::newRow("seven data bits") << 7 << int(QSerialPort::NoParity) << ""
+                                         << "7N1" << QByteArray::fromHex("0143");
+        QTest::newRow("odd parity") << 7 << int(QSerialPort::OddParity) << ""
+                                    << "7O1" << QByteArray::fromHex("0143");
+        QTest::newRow("line at 7E1") << 8 << int(QSerialPort::NoParity) << "7E1"
+                                     << "8N1" << QByteArray::fromHex("81c3");
     }
     void framing()
     {
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         QFETCH(int, dataBits);
         QFETCH(int, parity);
         QFETCH(QString, line);
@@ -144,6 +151,7 @@ private slots:
 
     void unplugAndPlugAgain()
     {
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         SimTerminal sim;
         auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyUSB0"), SimSerialLine::Loopback);
         const QString node = sim.hostPath(QStringLiteral("/dev/ttyUSB0"));
@@ -167,7 +175,6 @@ private slots:
         again.write("back");
         QCOMPARE(readBytes(again, 4), QByteArray("back"));
     }
-
 };
 
 QTEST_GUILESS_MAIN(TestSimSerialLine)

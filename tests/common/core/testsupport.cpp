@@ -8,8 +8,10 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -67,7 +69,50 @@ QString probeServedNodes()
         .arg(QString::fromLocal8Bit(std::strerror(WEXITSTATUS(status))));
 }
 
+QString probePseudoTerminals()
+{
+    const int master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    char name[128];
+    const bool made =
+        master >= 0 && ::grantpt(master) == 0 && ::unlockpt(master) == 0 && ::ptsname_r(master, name, sizeof name) == 0;
+    const int err = errno;
+    if (master >= 0)
+        ::close(master);
+    if (made)
+        return QString();
+    return QStringLiteral("no pseudo-terminal can be made here (%1), and the simulated terminal's serial lines are "
+                          "pseudo-terminals")
+        .arg(QString::fromLocal8Bit(std::strerror(err)));
+}
+
+QString probeUnknownIoctls()
+{
+    const int fd = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    errno = 0;
+    // 'k' 0x7f: no driver's request, and /dev/null answers none anyway.
+    const int result = fd < 0 ? -1 : ::ioctl(fd, _IO('k', 0x7f));
+    const int err = errno;
+    if (fd >= 0)
+        ::close(fd);
+    if (result < 0 && err == ENOTTY)
+        return QString();
+    return QStringLiteral("an ioctl request unknown to the kernel does not reach it here (%1 instead of ENOTTY)")
+        .arg(QString::fromLocal8Bit(std::strerror(err)));
+}
+
 } // namespace
+
+QString pseudoTerminalsMissing()
+{
+    static const QString missing = probePseudoTerminals();
+    return missing;
+}
+
+QString unknownIoctlsMissing()
+{
+    static const QString missing = probeUnknownIoctls();
+    return missing;
+}
 
 QString servedNodesMissing()
 {

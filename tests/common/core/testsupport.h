@@ -22,6 +22,15 @@ QString childProcessesMissing();
 // emulator's own system calls.
 QString servedNodesMissing();
 
+// Empty when this process can make a pseudo-terminal (the simulated
+// terminal's serial lines are pseudo-terminals); otherwise why not.
+QString pseudoTerminalsMissing();
+
+// Empty when an ioctl request the kernel does not know reaches the kernel
+// and fails with ENOTTY; otherwise why not. User-mode emulation passes on
+// only the requests it knows and fails the others with ENOSYS.
+QString unknownIoctlsMissing();
+
 // Puts the stand-ins first on PATH for the rest of the process and has them
 // record their calls in `logFile`. False unless each of `programs` now
 // resolves to its stand-in, so a test never reaches a real one by mistake.
@@ -36,6 +45,20 @@ QList<QStringList> standinCalls(const QString &logFile);
 #define KX4_REQUIRE_CHILD_PROCESSES()                                                                                  \
     do {                                                                                                               \
         const QString missing_ = TestSupport::childProcessesMissing();                                                 \
+        if (!missing_.isEmpty())                                                                                       \
+            QSKIP(qPrintable(missing_));                                                                               \
+    } while (0)
+
+#define KX4_REQUIRE_PSEUDO_TERMINALS()                                                                                 \
+    do {                                                                                                               \
+        const QString missing_ = TestSupport::pseudoTerminalsMissing();                                                \
+        if (!missing_.isEmpty())                                                                                       \
+            QSKIP(qPrintable(missing_));                                                                               \
+    } while (0)
+
+#define KX4_REQUIRE_UNKNOWN_IOCTLS()                                                                                   \
+    do {                                                                                                               \
+        const QString missing_ = TestSupport::unknownIoctlsMissing();                                                  \
         if (!missing_.isEmpty())                                                                                       \
             QSKIP(qPrintable(missing_));                                                                               \
     } while (0)
