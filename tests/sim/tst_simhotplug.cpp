@@ -181,6 +181,9 @@ private slots:
         // A storage device's file system is made by mke2fs, a child program.
         if (change == PlugStorage || change == InsertCard)
             KX4_REQUIRE_CHILD_PROCESSES();
+        // A serial converter's line is a pseudo-terminal.
+        if (change == PlugConverter)
+            KX4_REQUIRE_PSEUDO_TERMINALS();
         QFETCH(QString, added);
         QFETCH(QString, removed);
         QFETCH(QStringList, nodes);
