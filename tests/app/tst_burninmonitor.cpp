@@ -4,6 +4,7 @@
 // that set nothing), a card put into the SD slot passes the disk test, and
 // SIGTERM ends the run through the monitor's own exit with code 0.
 #include "programrun.h"
+#include "testsupport.h"
 #include <QtTest>
 
 #include <QProcess>
@@ -36,6 +37,8 @@ class TestBurnInMonitor : public QObject
 {
     Q_OBJECT
 private slots:
+    // Every case runs the simulator program as a child.
+    void initTestCase() { KX4_REQUIRE_CHILD_PROCESSES(); }
     void countdownEndsInTheMonitor()
     {
         QTemporaryDir folder;

@@ -2,6 +2,7 @@
 // translation in each .ts file kept in the repository, and the program picks
 // the one of the system locale at start-up.
 #include "programrun.h"
+#include "testsupport.h"
 
 #include <QtTest>
 
@@ -147,12 +148,14 @@ void TestTranslations::everyTextTranslated_data()
 
 void TestTranslations::everyTextTranslated()
 {
+    KX4_REQUIRE_CHILD_PROCESSES(); // lupdate and lrelease run as children
     // What the sources hold now, found the way the refresh target finds it.
     QFETCH(QString, tsFile);
     QTemporaryDir temp;
     const QString fresh = temp.filePath(QFileInfo(tsFile).fileName());
     const QStringList args = QStringLiteral(KX4_LUPDATE_OPTIONS).split(QLatin1Char('|'))
-        + QStringLiteral(KX4_TRANSLATION_SOURCES).split(QLatin1Char(',')) + QStringList{"-ts", fresh};
+                             + QStringLiteral(KX4_TRANSLATION_SOURCES).split(QLatin1Char(','))
+                             + QStringList{"-ts", fresh};
     const Output lupdate = run(QStringLiteral(KX4_LUPDATE), args);
     QVERIFY2(lupdate.ok, qPrintable(lupdate.out + lupdate.err));
     QString error;
@@ -213,13 +216,16 @@ void TestTranslations::releaseHasNothingUnfinished_data()
 
 void TestTranslations::releaseHasNothingUnfinished()
 {
+    KX4_REQUIRE_CHILD_PROCESSES(); // lupdate and lrelease run as children
     // What the build compiles in: lrelease's own count.
     QFETCH(QString, tsFile);
     QTemporaryDir temp;
     const Output lrelease = run(QStringLiteral(KX4_LRELEASE), {tsFile, "-qm", temp.filePath("out.qm")});
     QVERIFY2(lrelease.ok, qPrintable(lrelease.out + lrelease.err));
-    const QRegularExpressionMatch m = QRegularExpression(QStringLiteral(
-        R"(Generated (\d+) translation\(s\) \((\d+) finished and (\d+) unfinished\))")).match(lrelease.out);
+    const QRegularExpressionMatch m =
+        QRegularExpression(
+            QStringLiteral(R"(Generated (\d+) translation\(s\) \((\d+) finished and (\d+) unfinished\))"))
+            .match(lrelease.out);
     QVERIFY2(m.hasMatch(), qPrintable(lrelease.out));
     QVERIFY2(m.captured(1).toInt() > 0, qPrintable(lrelease.out));
     QVERIFY2(m.captured(3) == QLatin1String("0") && !lrelease.out.contains(QLatin1String("untranslated")),
