@@ -6,6 +6,7 @@
 #include "simcontrol.h"
 
 #include "programrun.h"
+#include "testsupport.h"
 #include <QtTest>
 
 #include <QProcess>
@@ -101,6 +102,8 @@ class TestSimDesktop : public QObject
 {
     Q_OBJECT
 private slots:
+    // Every case runs the simulator program as a child.
+    void initTestCase() { KX4_REQUIRE_CHILD_PROCESSES(); }
     void scenarios_data();
     void scenarios();
     void kx4simDrivesTheRunningProgram();

@@ -2,6 +2,7 @@
 // translation in each .ts file kept in the repository, and the program picks
 // the one of the system locale at start-up.
 #include "programrun.h"
+#include "testsupport.h"
 
 #include <QtTest>
 
@@ -139,6 +140,7 @@ void TestTranslations::everyTextTranslated_data()
 
 void TestTranslations::everyTextTranslated()
 {
+    KX4_REQUIRE_CHILD_PROCESSES(); // lupdate and lrelease run as children
     // What the sources hold now, found the way the refresh target finds it.
     QFETCH(QString, tsFile);
     QTemporaryDir temp;

@@ -69,8 +69,7 @@ class TestAutoTestForm : public QObject
     AutoTestForm *m_form = nullptr;
     QStringList m_log;
 
-    template <class T>
-    T *widget(const char *name) const
+    template <class T> T *widget(const char *name) const
     {
         T *w = m_form->findChild<T *>(QLatin1String(name));
         if (!w)
@@ -104,6 +103,8 @@ class TestAutoTestForm : public QObject
 private slots:
     void initTestCase()
     {
+        // The code under test starts system programs (the stand-ins) as children.
+        KX4_REQUIRE_CHILD_PROCESSES();
         m_sim = std::make_unique<SimTerminal>();
         m_sim->addPreset(SimTerminal::Board::A9);
         m_calls = m_dir.filePath("calls");
@@ -126,9 +127,14 @@ private slots:
         m_form = new AutoTestForm;
         m_form->show();
         QTRY_VERIFY(m_log.contains("AutoTestForm: Auto test main form created."));
-        const QStringList order{"Auto test main form create begin...", "Init power devices successful.",
-                                "IButton monitor is On.", "RFID monitor is On.", "MSR monitor is On.",
-                                "Customer display thread is On.", "Print thread is On.", "Ping process running.",
+        const QStringList order{"Auto test main form create begin...",
+                                "Init power devices successful.",
+                                "IButton monitor is On.",
+                                "RFID monitor is On.",
+                                "MSR monitor is On.",
+                                "Customer display thread is On.",
+                                "Print thread is On.",
+                                "Ping process running.",
                                 "Auto test main form created."};
         QStringList steps;
         for (const QString &line : m_log)
@@ -291,10 +297,14 @@ private slots:
     {
         QTest::addColumn<QString>("status");
         QTest::addColumn<QString>("colour");
-        QTest::newRow("discharging") << "Discharging" << "color: rgb(255, 0, 0);";
-        QTest::newRow("capitals") << " DISCHARGING " << "color: rgb(255, 0, 0);";
-        QTest::newRow("mixed case") << "Battery dIsConnected" << "color: rgb(255, 0, 0);";
-        QTest::newRow("charging") << "Charging" << "color: rgb(0, 170, 0);";
+        QTest::newRow("discharging") << "Discharging"
+                                     << "color: rgb(255, 0, 0);";
+        QTest::newRow("capitals") << " DISCHARGING "
+                                  << "color: rgb(255, 0, 0);";
+        QTest::newRow("mixed case") << "Battery dIsConnected"
+                                    << "color: rgb(255, 0, 0);";
+        QTest::newRow("charging") << "Charging"
+                                  << "color: rgb(0, 170, 0);";
     }
     void upsStatus()
     {

@@ -60,6 +60,8 @@ class TestHardwareInfoForm : public QObject
 private slots:
     void initTestCase()
     {
+        // The code under test starts system programs (the stand-ins) as children.
+        KX4_REQUIRE_CHILD_PROCESSES();
         QVERIFY(TestSupport::useStandins(m_calls.filePath(QStringLiteral("calls")), {QStringLiteral("ifconfig")}));
     }
 
@@ -78,20 +80,24 @@ void TestHardwareInfoForm::scan_data()
     QTest::addColumn<QStringList>("mounted"); // the partitions mounted, in order
 
     const auto A9 = [](const char *card, const char *modem, const char *usbModem) {
-        return QStringList{"net true", "wlan true", QStringLiteral("card %1").arg(card),
-                           QStringLiteral("modem %1").arg(modem), QStringLiteral("usb modem %1").arg(usbModem),
-                           "rfid true", "tb true", "sc true"};
+        return QStringList{"net true",
+                           "wlan true",
+                           QStringLiteral("card %1").arg(card),
+                           QStringLiteral("modem %1").arg(modem),
+                           QStringLiteral("usb modem %1").arg(usbModem),
+                           "rfid true",
+                           "tb true",
+                           "sc true"};
     };
     QTest::newRow("the A9 board as it comes") << Setup() << false << A9("false", "true", "false") << QStringList();
     QTest::newRow("no network interfaces") << Setup([](SimTerminal &sim) {
         QVERIFY(SimNetwork::removeInterface(sim, QStringLiteral("eth0")));
         QVERIFY(SimNetwork::removeInterface(sim, QStringLiteral("wlan0")));
-    }) << false << QStringList{"net false", "wlan false", "card false", "modem true", "usb modem false", "rfid true",
-                               "tb true", "sc true"}
+    }) << false << QStringList{"net false",       "wlan false", "card false", "modem true",
+                               "usb modem false", "rfid true",  "tb true",    "sc true"}
                                            << QStringList();
-    QTest::newRow("card in the first slot")
-        << Setup([](SimTerminal &sim) { QVERIFY(sim.insertCard(0)); }) << false << A9("true", "true", "false")
-        << QStringList{"/dev/mmcblk0p1"};
+    QTest::newRow("card in the first slot") << Setup([](SimTerminal &sim) { QVERIFY(sim.insertCard(0)); }) << false
+                                            << A9("true", "true", "false") << QStringList{"/dev/mmcblk0p1"};
     QTest::newRow("cards in both slots: only the first is tested") << Setup([](SimTerminal &sim) {
         QVERIFY(sim.insertCard(0));
         QVERIFY(sim.insertCard(1));
@@ -103,7 +109,8 @@ void TestHardwareInfoForm::scan_data()
         SimMedium medium;
         medium.fault = SimMedium::ReadOnly;
         QVERIFY(sim.insertCard(0, medium));
-    }) << false << A9("false", "true", "false") << QStringList{"/dev/mmcblk0p1"};
+    }) << false << A9("false", "true", "false")
+                                          << QStringList{"/dev/mmcblk0p1"};
     QTest::newRow("-nottys0: the modem is powered, not asked")
         << Setup() << true << A9("false", "false", "false") << QStringList();
     QTest::newRow("modem answering ATI0 only") << Setup([](SimTerminal &sim) {
@@ -111,10 +118,11 @@ void TestHardwareInfoForm::scan_data()
     }) << false << A9("false", "true", "false") << QStringList();
     QTest::newRow("modem answering ERROR") << Setup([](SimTerminal &sim) {
         QVERIFY(sim.serialLine(QStringLiteral("/dev/ttyS0"))->setReplyTable("> ATE0\n< OK\n"));
-    }) << false << A9("false", "false", "false") << QStringList();
-    QTest::newRow("silent modem") << Setup([](SimTerminal &sim) {
-        sim.serialLine(QStringLiteral("/dev/ttyS0"))->setBehaviour(SimSerialLine::Silent);
-    }) << false << A9("false", "false", "false") << QStringList();
+    }) << false << A9("false", "false", "false")
+                                           << QStringList();
+    QTest::newRow("silent modem") << Setup(
+        [](SimTerminal &sim) { sim.serialLine(QStringLiteral("/dev/ttyS0"))->setBehaviour(SimSerialLine::Silent); })
+                                  << false << A9("false", "false", "false") << QStringList();
     QTest::newRow("USB modem on ttyUSB1 ends the search") << Setup([](SimTerminal &sim) {
         // The first USB serial port answers every command with ERROR.
         sim.add<SimSerialLine>(QStringLiteral("/dev/ttyUSB0"), SimSerialLine::ReplyTable)->setReplyTable("> ATE0\n");
@@ -126,8 +134,8 @@ void TestHardwareInfoForm::scan_data()
     QTest::newRow("no readers") << Setup([](SimTerminal &sim) {
         sim.find<SimRfidReader>()->setPresent(false);
         sim.find<SimIButton>()->setPresent(false);
-    }) << false << QStringList{"net true", "wlan true", "card false", "modem true", "usb modem false", "rfid false",
-                               "tb false", "sc true"}
+    }) << false << QStringList{"net true",        "wlan true",  "card false", "modem true",
+                               "usb modem false", "rfid false", "tb false",   "sc true"}
                                 << QStringList();
 }
 
@@ -144,8 +152,9 @@ void TestHardwareInfoForm::scan()
     SimStorage *storage = sim.hotplug()->storage();
     disTTYS0Test = noTtyS0;
     QStringList logLines;
-    QMetaObject::Connection logged = connect(MLogSystem::instance(), qOverload<const QString &>(&MLogSystem::stringWrited),
-                                             this, [&](const QString &line) { logLines << line; });
+    QMetaObject::Connection logged =
+        connect(MLogSystem::instance(), qOverload<const QString &>(&MLogSystem::stringWrited), this,
+                [&](const QString &line) { logLines << line; });
 
     HardwareInfoForm form;
     debugLines.clear();
@@ -176,7 +185,8 @@ void TestHardwareInfoForm::scan()
         // again is no byte of the program's.)
         QCOMPARE(ttyS0->received().left(8), QByteArray("AT\rATI0\r"));
         QCOMPARE(logLines.filter(QStringLiteral("HardwareInfoForm: Modem ttyS0 test: send")),
-                 (QStringList{"HardwareInfoForm: Modem ttyS0 test: send AT", "HardwareInfoForm: Modem ttyS0 test: send ATI0"}));
+                 (QStringList{"HardwareInfoForm: Modem ttyS0 test: send AT",
+                              "HardwareInfoForm: Modem ttyS0 test: send ATI0"}));
     }
     const bool silent = ttyS0->behaviour() == SimSerialLine::Silent;
     QCOMPARE(logLines.contains(QStringLiteral("HardwareInfoForm: Modem ttyS0 test: not respond")), silent);
@@ -192,14 +202,19 @@ void TestHardwareInfoForm::scan()
     const bool card = expected.contains(QStringLiteral("card true"));
     const QImage ok = picture(":/images/ok-1.png"), error = picture(":/images/err-1.png");
     QVERIFY(!ok.isNull() && !error.isNull() && ok != error);
-    const QList<QPair<const char *, QString>> tiles{{"labHI_Ethernet", "net"}, {"labHI_WiFi", "wlan"},
-                                                    {"labHI_SDCard", "card"}, {"labHI_IntCOMModem", "modem"},
-                                                    {"labHI_IntUSBModem", "usb modem"}, {"labHI_RFID", "rfid"},
-                                                    {"labHI_TB", "tb"}, {"labHI_SC", "sc"}};
+    const QList<QPair<const char *, QString>> tiles{{"labHI_Ethernet", "net"},
+                                                    {"labHI_WiFi", "wlan"},
+                                                    {"labHI_SDCard", "card"},
+                                                    {"labHI_IntCOMModem", "modem"},
+                                                    {"labHI_IntUSBModem", "usb modem"},
+                                                    {"labHI_RFID", "rfid"},
+                                                    {"labHI_TB", "tb"},
+                                                    {"labHI_SC", "sc"}};
     for (const auto &tile : tiles) {
         auto *label = form.findChild<QLabel *>(QLatin1String(tile.first));
-        QVERIFY2(label && label->pixmap(Qt::ReturnByValue).toImage()
-                              == (expected.contains(tile.second + QStringLiteral(" true")) ? ok : error),
+        QVERIFY2(label
+                     && label->pixmap(Qt::ReturnByValue).toImage()
+                            == (expected.contains(tile.second + QStringLiteral(" true")) ? ok : error),
                  tile.first);
     }
     QCOMPARE(form.findChild<QLabel *>("strHI_SDCardSize")->isVisibleTo(&form), card);
@@ -214,8 +229,9 @@ void TestHardwareInfoForm::smartCardReader_data()
     QTest::addColumn<Setup>("setup");
     QTest::addColumn<QStringList>("lines"); // between "tb ..." and "sc ..."
     QTest::addColumn<bool>("present");
-    QTest::newRow("card ready") << Setup() << QStringList{"Insert card. Return code = 0 (No error)",
-                                                          "Test card ok. Return code = 0 (No error)"}
+    QTest::newRow("card ready") << Setup()
+                                << QStringList{"Insert card. Return code = 0 (No error)",
+                                               "Test card ok. Return code = 0 (No error)"}
                                 << true;
     // The reader itself answered: it is there.
     QTest::newRow("no card") << Setup([](SimTerminal &sim) { sim.find<SimSmartCard>()->removeCard(); })
@@ -253,8 +269,8 @@ void TestHardwareInfoForm::smartCardReader()
 
 void TestHardwareInfoForm::decodeSCErrorTexts()
 {
-    const QStringList texts{"No error", "Card removed", "Error command exec", "Key", "Unsupported card",
-                            "Device busy", "Read", "Write", "Card changed"};
+    const QStringList texts{"No error", "Card removed", "Error command exec", "Key", "Unsupported card", "Device busy",
+                            "Read",     "Write",        "Card changed"};
     QCOMPARE(decodeSCError(0), texts.at(0));
     for (int code = 129; code <= 136; ++code)
         QCOMPARE(decodeSCError(code), texts.at(code - 128));

@@ -46,6 +46,7 @@ private slots:
     }
     void usbTestMount()
     {
+        KX4_REQUIRE_CHILD_PROCESSES();
         QFETCH(QString, device);
         QFETCH(bool, mounted);
         qputenv("KX4_STANDIN_MOUNT_LIST", "/dev/mmcblk0p1 on /sdcard type vfat (rw,relatime)\n"
@@ -69,6 +70,7 @@ private slots:
     }
     void setDateTime()
     {
+        KX4_REQUIRE_CHILD_PROCESSES();
         QFETCH(QByteArray, failing);
         QFETCH(QByteArray, message);
         QFETCH(int, count);
@@ -87,6 +89,7 @@ private slots:
     {
         // uname only reports, so the real one answers, checked against the
         // kernel's own record.
+        KX4_REQUIRE_CHILD_PROCESSES();
         utsname kernel{};
         QCOMPARE(::uname(&kernel), 0);
         const QString version = QString::fromLocal8Bit(kernel.version).simplified();

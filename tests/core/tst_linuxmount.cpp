@@ -4,6 +4,7 @@
 #include "linuxfunction.h"
 #include "mkernel.h"
 #include "testroot.h"
+#include "testsupport.h"
 
 #include <QtTest>
 

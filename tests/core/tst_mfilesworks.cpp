@@ -20,7 +20,11 @@ class TestMFilesWorks : public QObject
 {
     Q_OBJECT
 private slots:
-    void init() { QVERIFY(TestSupport::runsInTemporaryAppDir() && TestSupport::clearTemporaryAppDir()); }
+    void init()
+    {
+        KX4_REQUIRE_TEMPORARY_APP_DIR();
+        QVERIFY(TestSupport::clearTemporaryAppDir());
+    }
 
     void localSettingsFileName()
     {
@@ -50,7 +54,8 @@ private slots:
         QVERIFY(dir.mkpath("sub") && writeFile(dir.filePath("sub/old"), "x", 864000));
 
         QCOMPARE(MFilesWorks::removeOldFiles(dir, 2), 2);
-        QCOMPARE(dir.entryList(QDir::Files | QDir::Hidden, QDir::Name), QStringList() << "fresh" << "h47");
+        QCOMPARE(dir.entryList(QDir::Files | QDir::Hidden, QDir::Name), QStringList() << "fresh"
+                                                                                      << "h47");
         QCOMPARE(MFilesWorks::removeOldFiles(dir, 0), 2); // everything modified before now
         QCOMPARE(dir.entryList(QDir::Files | QDir::Hidden), QStringList());
         QVERIFY(QFileInfo::exists(dir.filePath("sub/old")));

@@ -31,7 +31,8 @@ class TestMPathConsts : public QObject
 private slots:
     void init()
     {
-        QVERIFY(TestSupport::runsInTemporaryAppDir() && TestSupport::clearTemporaryAppDir());
+        KX4_REQUIRE_TEMPORARY_APP_DIR();
+        QVERIFY(TestSupport::clearTemporaryAppDir());
         m_appDir = QCoreApplication::applicationDirPath();
     }
     void cleanup() { qunsetenv(MSystemRoot::EnvName); }
@@ -81,14 +82,19 @@ private slots:
         QTest::addColumn<QString>("fs");
         QTest::newRow("first lines win, single quotes")
             << QByteArray("ROOT_MTD=2\nBACKUP_MTD=3\nBACKUP_MTD=5\nBACKUP_FS='yaffs2'\nBACKUP_FS=ext3\n")
-            << "/dev/mtdblock3" << "yaffs2";
+            << "/dev/mtdblock3"
+            << "yaffs2";
         QTest::newRow("negative, longer names, double quotes")
             << QByteArray("OLD_BACKUP_MTD=7\nBACKUP_MTD=-1\nXBACKUP_FS=ext2\nBACKUP_FS=\"  ext3   ro \"\n") << ""
             << "ext3 ro";
-        QTest::newRow("zero, unquoted") << QByteArray("BACKUP_MTD=0\nBACKUP_FS=ubifs\n") << "/dev/mtdblock0" << "ubifs";
-        QTest::newRow("not a number") << QByteArray("BACKUP_MTD=none\n") << "" << "jffs2";
-        QTest::newRow("no such lines") << QByteArray("ROOT_MTD=2\nROOT_FS=ext3\n") << "" << "jffs2";
-        QTest::newRow("no file") << QByteArray() << "" << "jffs2";
+        QTest::newRow("zero, unquoted") << QByteArray("BACKUP_MTD=0\nBACKUP_FS=ubifs\n") << "/dev/mtdblock0"
+                                        << "ubifs";
+        QTest::newRow("not a number") << QByteArray("BACKUP_MTD=none\n") << ""
+                                      << "jffs2";
+        QTest::newRow("no such lines") << QByteArray("ROOT_MTD=2\nROOT_FS=ext3\n") << ""
+                                       << "jffs2";
+        QTest::newRow("no file") << QByteArray() << ""
+                                 << "jffs2";
     }
     void preinitVar()
     {

@@ -51,7 +51,7 @@ class TestMRunFunction : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY2(TestSupport::runsInTemporaryAppDir(), "must run from its temporary copy");
+        KX4_REQUIRE_TEMPORARY_APP_DIR();
         QVERIFY(m_scratch.isValid());
         m_record = m_scratch.filePath(QStringLiteral("record.txt"));
         qputenv("KX4_TEST_RUN_RECORD", QFile::encodeName(m_record));

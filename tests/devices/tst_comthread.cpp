@@ -4,6 +4,7 @@
 #include "comthread.h"
 #include "simserialline.h"
 #include "simterminal.h"
+#include "testsupport.h"
 #include "testwaits.h"
 #include "workerprobe.h"
 
@@ -104,6 +105,7 @@ class TestCOMThread : public QObject
 private slots:
     void fullPassOverEverySpeed()
     {
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         Bench b;
         b.worker->start();
         QVERIFY2(b.probe.waitEnded(FullPassGiveUpMs), "the worker did not finish its pass");
@@ -192,6 +194,7 @@ private slots:
     }
     void failures()
     {
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         QFETCH(QString, fault);
         QFETCH(QString, results);
         QFETCH(int, bytesSent);
@@ -254,6 +257,7 @@ private slots:
     }
     void stops()
     {
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         QFETCH(QString, at);
         QFETCH(bool, openRefused);
         QFETCH(QString, results);

@@ -4,6 +4,7 @@
 #include "ibuttonthread.h"
 #include "simibutton.h"
 #include "simterminal.h"
+#include "testsupport.h"
 #include "testwaits.h"
 #include "workerprobe.h"
 
@@ -24,6 +25,7 @@ class TestIButtonThread : public QObject
 private slots:
     void keysComeAndGo()
     {
+        KX4_REQUIRE_SERVED_NODES();
         SimTerminal sim;
         auto *bus = sim.add<SimIButton>();
         TestWaits waits;

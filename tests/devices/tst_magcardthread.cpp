@@ -2,6 +2,7 @@
 #include "simbuzzer.h"
 #include "simmagreader.h"
 #include "simterminal.h"
+#include "testsupport.h"
 #include "testwaits.h"
 #include "workerprobe.h"
 
@@ -36,6 +37,7 @@ class TestMagCardThread : public QObject
 private slots:
     void swipesThenStop()
     {
+        KX4_REQUIRE_SERVED_NODES();
         SimTerminal sim;
         auto *reader = sim.add<SimMagReader>();
         auto *buzzer = sim.add<SimBuzzer>();
@@ -53,8 +55,10 @@ private slots:
         // track 3 of the swipe before.
         const QString t2 = ";4111111111111111=2512101?";
         const QList<std::function<int()>> swipes = {
-            [&] { return reader->failNextRead(); }, [&] { return reader->swipe("", t2.toLatin1(), ""); },
-            [&] { return reader->swipe("", "", ""); }, [&] { return reader->swipe(99, -1, 104, "", "", ""); },
+            [&] { return reader->failNextRead(); },
+            [&] { return reader->swipe("", t2.toLatin1(), ""); },
+            [&] { return reader->swipe("", "", ""); },
+            [&] { return reader->swipe(99, -1, 104, "", "", ""); },
             [&] { return reader->swipe("%1%2", "", ";%6"); },
             [&] { return reader->swipeShort(144, "PARTIAL1", "PARTIAL2", "PARTIAL3"); }};
         for (int i = 0; i < swipes.size(); ++i) {
@@ -84,14 +88,13 @@ private slots:
         const QString log = waits.log(worker).join(';') + ';';
         QVERIFY2(QRegularExpression("^(fd 100 -;|fd 100 \\+;sleep 100;)+$").match(log).hasMatch(), qPrintable(log));
         QCOMPARE(log.count("sleep 100"), 10);
-        QCOMPARE(probe.events.mid(2), QStringList() << report(0, "", 26, t2, 0, "") << "data:|" + t2 + "|"
-                                                    << report(0, "", 0, "", 0, "") << "data:||"
-                                                    << report(99, "", -1, "", 104, "") << "data:||"
-                                                    << report(4, "%1%2", 0, "", 3, ";%6") << "data:%1%2||;%6"
-                                                    << report(8, "PARTIAL1", 8, "PART", 8, "")
-                                                    << "data:PARTIAL1|PART|" << report(1, "A", 0, "", 0, "")
-                                                    << "data:A||" << report(1, "B", 0, "", 0, "") << "data:B||"
-                                                    << report(1, "C", 0, "", 0, "") << "data:C||" << Finished);
+        QCOMPARE(probe.events.mid(2), QStringList()
+                                          << report(0, "", 26, t2, 0, "") << "data:|" + t2 + "|"
+                                          << report(0, "", 0, "", 0, "") << "data:||" << report(99, "", -1, "", 104, "")
+                                          << "data:||" << report(4, "%1%2", 0, "", 3, ";%6") << "data:%1%2||;%6"
+                                          << report(8, "PARTIAL1", 8, "PART", 8, "") << "data:PARTIAL1|PART|"
+                                          << report(1, "A", 0, "", 0, "") << "data:A||" << report(1, "B", 0, "", 0, "")
+                                          << "data:B||" << report(1, "C", 0, "", 0, "") << "data:C||" << Finished);
         // Only reads with track text beep: twice each, the device layer's 4000 ms.
         const auto beeps = buzzer->beeps();
         QCOMPARE(beeps.size(), 6);
@@ -113,8 +116,8 @@ private slots:
         WorkerProbe probe;
         probe.create<MagCardThread>()->start();
         QVERIFY(probe.waitEnded());
-        QCOMPARE(probe.events, QStringList() << "MSR: MSR device open error (MarvoFunction: DeviceFile error.)"
-                                             << Finished);
+        QCOMPARE(probe.events, QStringList()
+                                   << "MSR: MSR device open error (MarvoFunction: DeviceFile error.)" << Finished);
     }
 };
 

@@ -6,6 +6,7 @@
 #include "simcustomerdisplay.h"
 #include "simterminal.h"
 #include "simtouchsound.h"
+#include "testsupport.h"
 
 #include <QtTest>
 
@@ -224,6 +225,7 @@ private slots:
     }
     void displayPacket()
     {
+        KX4_REQUIRE_SERVED_NODES();
         QFETCH(int, kind);
         QFETCH(QByteArray, data);
         QFETCH(QByteArray, head);
@@ -251,6 +253,7 @@ private slots:
 
     void refusals()
     {
+        KX4_REQUIRE_SERVED_NODES();
         SimTerminal sim;
         auto *buzzer = sim.add<SimBuzzer>();
         auto *display = sim.add<SimCustomerDisplay>();

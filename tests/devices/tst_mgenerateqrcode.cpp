@@ -1,6 +1,7 @@
 // QR symbols and their BMP pictures: the 1-bit layout byte by byte, and both
 // pictures read back by an independent decoder.
 #include "mgenerateqrcode.h"
+#include "testsupport.h"
 
 #include <QProcess>
 #include <QStandardPaths>
@@ -104,6 +105,7 @@ private slots:
     }
     void decodedByZbar()
     {
+        KX4_REQUIRE_CHILD_PROCESSES();
         QFETCH(int, bits);
         const QString zbar = QStandardPaths::findExecutable("zbarimg");
         if (zbar.isEmpty())

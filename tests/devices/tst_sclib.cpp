@@ -5,6 +5,7 @@
 #include "sc_lib.h"
 #include "simsmartcard.h"
 #include "simterminal.h"
+#include "testsupport.h"
 #include "testwaits.h"
 
 #include <QtTest>
@@ -36,7 +37,6 @@ QByteArray bytes(const unsigned char *p, int n)
     return QByteArray(reinterpret_cast<const char *>(p), n);
 }
 
-
 struct Slot
 {
     SimTerminal sim;
@@ -60,7 +60,7 @@ private slots:
         QTest::addColumn<QByteArray>("data");
         QTest::addColumn<int>("count");
         // Data from block(first): ROW(name, call, header, first, length, reply count); length 0: no data.
-#define ROW(name, expr, hdr, first, len, n) \
+#define ROW(name, expr, hdr, first, len, n)                                                                            \
     QTest::newRow(name) << CALL(expr) << QByteArray::fromHex(hdr) << blockBytes(first, len) << n
         ROW("SelectFile", sc_SelectFile(h, block(0x3F), reply), "00a4000002", 0x3F, 2, 2); // 3F 40: no such file, 6A 82
         ROW("SelectApp", sc_SelectApp(h, block(1), 5, reply), "00a4040005", 1, 5, 2);
@@ -105,6 +105,7 @@ private slots:
     }
     void commandBytes()
     {
+        KX4_REQUIRE_SERVED_NODES();
         QFETCH(ScCall, call);
         QFETCH(QByteArray, header);
         QFETCH(QByteArray, data);
@@ -147,13 +148,15 @@ private slots:
         // Data and Le: the Le byte goes out behind the data, and the card,
         // which takes only Lc bytes, answers with its status.
         QTest::newRow("data and Le") << CALL(sc_ApduCommand(h, 0x00, 0x88, 0x00, 0x01, 8, block(2), 8, reply))
-                                     << hex("0088000108") << blockBytes(2, 8) << blockBytes(2, 8) + '\x08' << hex("6108");
+                                     << hex("0088000108") << blockBytes(2, 8) << blockBytes(2, 8) + '\x08'
+                                     << hex("6108");
         // A fiscal block of the wrong length is refused before its data goes out.
         QTest::newRow("refused length") << CALL(sc_ApduCommand(h, 0xC0, 0xF1, 0, 0, 5, block(1), unsigned(-1), reply))
                                         << hex("c0f1000005") << none << hex("c0f1000005") << hex("6700");
     }
     void apduBuilder()
     {
+        KX4_REQUIRE_SERVED_NODES();
         QFETCH(ScCall, call);
         QFETCH(QByteArray, header);
         QFETCH(QByteArray, data);
@@ -188,6 +191,7 @@ private slots:
     }
     void apduLengthRefused()
     {
+        KX4_REQUIRE_SERVED_NODES();
         QFETCH(QByteArray, apdu);
         Slot slot;
         QVERIFY(slot.ready());
@@ -217,6 +221,7 @@ private slots:
     }
     void procedureBytes()
     {
+        KX4_REQUIRE_SERVED_NODES();
         QFETCH(SimSmartCard::Procedure, procedure);
         QFETCH(int, nulls);
         Slot slot;
@@ -239,6 +244,7 @@ private slots:
 
     void inverseConvention()
     {
+        KX4_REQUIRE_SERVED_NODES();
         Slot slot;
         slot.card->setAtr(SimSmartCard::inverseAtr());
         QVERIFY(slot.ready());
@@ -294,6 +300,7 @@ private slots:
     }
     void answerToReset()
     {
+        KX4_REQUIRE_SERVED_NODES();
         QFETCH(QByteArray, atr);
         QFETCH(int, result);
         QFETCH(QList<int>, para);
@@ -319,6 +326,7 @@ private slots:
     // The driver requests and the waits between them, in order.
     void coldResetOrder()
     {
+        KX4_REQUIRE_SERVED_NODES();
         Slot slot;
         QVERIFY(slot.open());
         TestWaits waits;
@@ -332,8 +340,8 @@ private slots:
         waits.onWait(QThread::currentThread(), [&](const QString &entry, int) { catchUp(), timeline << entry; });
         QCOMPARE(sc_ColdReset(&slot.h), 0);
         catchUp();
-        QCOMPARE(timeline, (QStringList{"deactivate", "power-off", "us 10000", "power-on", "us 10000", "activate",
-                                        "set-para"}));
+        QCOMPARE(timeline,
+                 (QStringList{"deactivate", "power-off", "us 10000", "power-on", "us 10000", "activate", "set-para"}));
         // A warm reset reads the answer again without touching the power.
         slot.card->clearDriverCalls();
         QCOMPARE(sc_WarmReset(&slot.h), 0);
@@ -347,13 +355,14 @@ private slots:
     {
         QTest::addColumn<ScCall>("call");
         QTest::addColumn<QStringList>("waits");
-        QTest::newRow("data from the card") << CALL(sc_GetChallenge8(h, reply))
-                                            << QStringList{"us 2", "us 2", "us 2", "us 2", "us 200"};
-        QTest::newRow("data to the card") << CALL(sc_IssueInvoice(h, block(1), reply))
-                                          << QStringList{"us 2", "us 200", "us 2", "us 2", "us 200"};
+        QTest::newRow("data from the card")
+            << CALL(sc_GetChallenge8(h, reply)) << QStringList{"us 2", "us 2", "us 2", "us 2", "us 200"};
+        QTest::newRow("data to the card")
+            << CALL(sc_IssueInvoice(h, block(1), reply)) << QStringList{"us 2", "us 200", "us 2", "us 2", "us 200"};
     }
     void exchangeWaits()
     {
+        KX4_REQUIRE_SERVED_NODES();
         QFETCH(ScCall, call);
         Slot slot;
         QVERIFY(slot.ready());
@@ -379,6 +388,7 @@ private slots:
     }
     void transportFaults()
     {
+        KX4_REQUIRE_SERVED_NODES();
         QFETCH(int, procedureByte);
         QFETCH(int, failWriteAfter);
         QFETCH(int, result);
@@ -390,8 +400,8 @@ private slots:
         unsigned char reply[SC_MAX_RESPONSE] = {};
         int count = -1;
         const int before = slot.card->lineFromProgram().size();
-        QCOMPARE(sc_SendCommand(&slot.h, reinterpret_cast<const unsigned char *>(apdu.constData()), apdu.size(),
-                                reply, &count),
+        QCOMPARE(sc_SendCommand(&slot.h, reinterpret_cast<const unsigned char *>(apdu.constData()), apdu.size(), reply,
+                                &count),
                  result);
         // Nothing went out after the fault: at most the header.
         QCOMPARE(slot.card->lineFromProgram().mid(before).toHex(), apdu.left(failWriteAfter == 0 ? 0 : 5).toHex());
@@ -399,6 +409,7 @@ private slots:
 
     void ptsRefused()
     {
+        KX4_REQUIRE_SERVED_NODES();
         Slot slot;
         slot.card->setAtr(SimSmartCard::inverseAtr());
         slot.card->setPtsAccepted(false);
@@ -421,6 +432,7 @@ private slots:
     }
     void cardPulled()
     {
+        KX4_REQUIRE_SERVED_NODES();
         QFETCH(int, after);
         QFETCH(int, result);
         Slot slot;
@@ -464,8 +476,7 @@ private slots:
         QTest::newRow("TB1 TC1 announced, one there") << QByteArray::fromHex("286060") << 0 << L{-1, 0, 10, 1, 0};
         QTest::newRow("TD1 announced, missing") << QByteArray::fromHex("3b80") << 0 << L{-1, 0, 10, 1, 0};
         QTest::newRow("TC2 announced, missing") << QByteArray::fromHex("3b8040") << 0 << L{-1, 0, 10, 1, 0};
-        QTest::newRow("more historical bytes than there") << QByteArray::fromHex("3b0f4142") << 0
-                                                          << L{-1, 0, 10, 1, 2};
+        QTest::newRow("more historical bytes than there") << QByteArray::fromHex("3b0f4142") << 0 << L{-1, 0, 10, 1, 2};
         QTest::newRow("one byte") << QByteArray::fromHex("3b") << int(SC_ERR_UNSUPPORTED) << L{};
     }
     void decodeAtr()

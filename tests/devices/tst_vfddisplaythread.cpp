@@ -5,6 +5,7 @@
 #include "drivers/lcd.h"
 #include "simcustomerdisplay.h"
 #include "simterminal.h"
+#include "testsupport.h"
 #include "testwaits.h"
 #include "vfddisplaythread.h"
 #include "workerprobe.h"
@@ -129,6 +130,7 @@ private slots:
     }
     void screens()
     {
+        KX4_REQUIRE_SERVED_NODES();
         QFETCH(int, rowDots);
         QFETCH(int, colDots);
         QFETCH(int, rows);
@@ -154,6 +156,7 @@ private slots:
 
     void wholePasses()
     {
+        KX4_REQUIRE_SERVED_NODES();
         // Codes 32 to 254 on a 20 by 2 panel: six screens, the last one of 23;
         // the next pass is in reverse video and starts again at 32.
         Bench b;
@@ -190,6 +193,7 @@ private slots:
     }
     void unknownGeometry()
     {
+        KX4_REQUIRE_SERVED_NODES();
         // No characters, yet the screens keep coming, cleared and set to the
         // contrast, until the stop.
         QFETCH(bool, rowFails);
@@ -213,6 +217,7 @@ private slots:
 
     void failingLightAndContrast()
     {
+        KX4_REQUIRE_SERVED_NODES();
         // Reported on every use, and the test goes on; a new contrast level
         // takes effect with the next screen.
         Bench b;

@@ -31,6 +31,8 @@ class TestMModem : public QObject
 private slots:
     void initTestCase()
     {
+        // The code under test starts system programs (the stand-ins) as children.
+        KX4_REQUIRE_CHILD_PROCESSES();
         // One terminal for the whole run: the listener's socket is the first
         // terminal's.
         m_sim = std::make_unique<SimTerminal>();
@@ -58,9 +60,12 @@ private slots:
         QTest::addColumn<QString>("dialNo");
         QTest::addColumn<QString>("port");
         QTest::addColumn<int>("result");
-        QTest::newRow("no number") << "" << "/dev/ttyS0" << -2;
-        QTest::newRow("no port") << "*99#" << "" << -2;
-        QTest::newRow("no such port") << "*99#" << "/dev/ttyS7" << -3;
+        QTest::newRow("no number") << ""
+                                   << "/dev/ttyS0" << -2;
+        QTest::newRow("no port") << "*99#"
+                                 << "" << -2;
+        QTest::newRow("no such port") << "*99#"
+                                      << "/dev/ttyS7" << -3;
     }
     void parametersRefused()
     {
@@ -106,13 +111,15 @@ private slots:
         QTest::addColumn<QString>("dialNo");
         QTest::addColumn<QStringList>("commands");
         QTest::addColumn<bool>("up");
-        QTest::newRow("connects") << true << "internet" << "*99#"
-                                  << QStringList{"AT", "ATI0", "AT+CGDCONT=1,\"IP\",\"internet\"", "ATD*99#"}
+        QTest::newRow("connects") << true << "internet"
+                                  << "*99#" << QStringList{"AT", "ATI0", "AT+CGDCONT=1,\"IP\",\"internet\"", "ATD*99#"}
                                   << true;
-        QTest::newRow("voice number") << true << "internet" << "5551234"
+        QTest::newRow("voice number") << true << "internet"
+                                      << "5551234"
                                       << QStringList{"AT", "ATI0", "AT+CGDCONT=1,\"IP\",\"internet\"", "ATD5551234"}
                                       << false;
-        QTest::newRow("modem off") << false << "internet" << "*99#" << QStringList{"AT"} << false;
+        QTest::newRow("modem off") << false << "internet"
+                                   << "*99#" << QStringList{"AT"} << false;
     }
     void dial()
     {

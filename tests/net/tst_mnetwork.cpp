@@ -53,6 +53,8 @@ private:
 private slots:
     void initTestCase()
     {
+        // The code under test starts system programs (the stand-ins) as children.
+        KX4_REQUIRE_CHILD_PROCESSES();
         m_path = qgetenv("PATH");
         QVERIFY(m_dir.isValid());
         // busybox's ifconfig, as the terminal has it.
@@ -125,10 +127,12 @@ private slots:
     {
         QTest::addColumn<QString>("hang");
         QTest::addColumn<QString>("wait");
-        QTest::newRow("answers") << "" << "proc 1000 +";
+        QTest::newRow("answers") << ""
+                                 << "proc 1000 +";
         // Abandoned after a second; what it printed by then is judged as it
         // stands.
-        QTest::newRow("hangs") << "30" << "proc 1000 -";
+        QTest::newRow("hangs") << "30"
+                               << "proc 1000 -";
     }
     void standinIfconfig()
     {
@@ -200,7 +204,8 @@ private slots:
         // name, which would read back as the first.
         QTest::newRow("loopback onto an lo of another method")
             << QByteArray("auto lo\niface lo inet manual\nauto lo0\niface lo0 inet loopback\n")
-            << header + "auto lo\niface lo inet dhcp\n\n" << QStringList{"lo"} << QStringList{"lo 2   "};
+            << header + "auto lo\niface lo inet dhcp\n\n"
+            << QStringList{"lo"} << QStringList{"lo 2   "};
     }
     void saveInterfaces()
     {

@@ -84,6 +84,8 @@ private:
 private slots:
     void initTestCase()
     {
+        // The code under test starts system programs (the stand-ins) as children.
+        KX4_REQUIRE_CHILD_PROCESSES();
         m_path = qgetenv("PATH");
         qInstallMessageHandler(collectDebug);
     }
@@ -139,7 +141,8 @@ private slots:
         QTest::newRow("ad hoc, odd numbers")
             << QStringList{"02:00:00:00:00:02\tx\t-9x\t[IBSS]\tpeer", "02:00:00:00:00:03\t2412\t-50\t\tnoflags",
                            "02:00:00:00:00:04\t2412\t-60\t[WEP][IBSS]\twep peer"}
-            << QStringList{"02:00:00:00:00:02|0|0|IBSS|IBSS|peer|0", "02:00:00:00:00:04|2412|-60|WEP|WEP,IBSS|wep peer|0"};
+            << QStringList{"02:00:00:00:00:02|0|0|IBSS|IBSS|peer|0",
+                           "02:00:00:00:00:04|2412|-60|WEP|WEP,IBSS|wep peer|0"};
     }
     void scan()
     {
@@ -345,7 +348,6 @@ private slots:
         if (field < 3)
             QCOMPARE(wpaCli.at(3 + field).last(), field == 1 ? value : QLatin1Char('"') + value + QLatin1Char('"'));
     }
-
 };
 
 QTEST_GUILESS_MAIN(TestMWiFi)

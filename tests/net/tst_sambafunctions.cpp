@@ -5,8 +5,8 @@
 // find and Samba's own testparm are the real programs; ps, pidof, the daemons,
 // smbpasswd and mount are the stand-ins, and the daemons are processes of
 // this test only.
-#include "msystemroot.h"
 #include "mshell.h"
+#include "msystemroot.h"
 #include "sambafunctions.h"
 #include "simdaemons.h"
 #include "simsamba.h"
@@ -19,7 +19,7 @@ using Calls = QList<QStringList>;
 namespace {
 
 QStringList g_commands; // "SambaFunctions: run: " lines
-QStringList g_notes;    // the class's other debug lines
+QStringList g_notes; // the class's other debug lines
 QtMessageHandler g_previous = nullptr;
 
 void captureMessages(QtMsgType type, const QMessageLogContext &context, const QString &message)
@@ -118,6 +118,8 @@ class TestSambaFunctions : public QObject
 private slots:
     void initTestCase()
     {
+        // The code under test starts system programs (the stand-ins) as children.
+        KX4_REQUIRE_CHILD_PROCESSES();
         QVERIFY(m_dir.isValid());
         QVERIFY(QDir::setCurrent(m_dir.path()));
         QVERIFY(TestSupport::useStandins(m_log, {"ps", "pidof", "nmbd", "smbd", "smbpasswd", "mount"}));
@@ -290,16 +292,24 @@ private slots:
         QTest::addColumn<int>("smbpasswdExit");
         QTest::addColumn<bool>("result"); // true: failed
         QTest::addColumn<bool>("runs");
-        QTest::newRow("Samba missing") << false << true << "kx4" << "secret" << 0 << false << false;
-        QTest::newRow("sharing off") << true << false << "kx4" << "secret" << 0 << false << false;
-        QTest::newRow("set") << true << true << "kx4" << "secret" << 0 << false << true;
-        QTest::newRow("smbpasswd fails") << true << true << "kx4" << "secret" << 1 << true << true;
-        QTest::newRow("shell characters") << true << true << "kx4" << "$(touch m)`touch m`\"; touch m; \"'" << 0
-                                          << false << true;
-        QTest::newRow("echo escapes") << true << true << "kx4" << "a\\nb\\c\\\\" << 0 << false << true;
-        QTest::newRow("like an echo option") << true << true << "kx4" << "-n" << 0 << false << true;
-        QTest::newRow("hostile user") << true << true << "x; touch m $(touch m)" << "secret" << 0 << false << true;
-        QTest::newRow("line break") << true << true << "kx4" << "secret\nother" << 0 << true << false;
+        QTest::newRow("Samba missing") << false << true << "kx4"
+                                       << "secret" << 0 << false << false;
+        QTest::newRow("sharing off") << true << false << "kx4"
+                                     << "secret" << 0 << false << false;
+        QTest::newRow("set") << true << true << "kx4"
+                             << "secret" << 0 << false << true;
+        QTest::newRow("smbpasswd fails") << true << true << "kx4"
+                                         << "secret" << 1 << true << true;
+        QTest::newRow("shell characters") << true << true << "kx4"
+                                          << "$(touch m)`touch m`\"; touch m; \"'" << 0 << false << true;
+        QTest::newRow("echo escapes") << true << true << "kx4"
+                                      << "a\\nb\\c\\\\" << 0 << false << true;
+        QTest::newRow("like an echo option") << true << true << "kx4"
+                                             << "-n" << 0 << false << true;
+        QTest::newRow("hostile user") << true << true << "x; touch m $(touch m)"
+                                      << "secret" << 0 << false << true;
+        QTest::newRow("line break") << true << true << "kx4"
+                                    << "secret\nother" << 0 << true << false;
     }
     void password()
     {
@@ -343,8 +353,8 @@ private slots:
         QTest::newRow("not installed") << QStringList{"/usr/sbin/nmbd"} << QStringList() << false;
         // Two hits read as one path, which does not exist.
         QTest::newRow("two copies") << QStringList() << QStringList{"/usr/local/sbin/nmbd"} << false;
-        QTest::newRow("elsewhere under /usr") << QStringList{"/usr/sbin/nmbd"} << QStringList{"/usr/local/sbin/nmbd"}
-                                              << true;
+        QTest::newRow("elsewhere under /usr")
+            << QStringList{"/usr/sbin/nmbd"} << QStringList{"/usr/local/sbin/nmbd"} << true;
     }
     void sambaExists()
     {
@@ -363,10 +373,17 @@ private slots:
         QTest::addColumn<QString>("param");
         QTest::addColumn<QString>("section");
         QTest::addColumn<QString>("value");
-        QTest::newRow("server string") << "server string" << "global" << SimSamba::ServerString;
-        QTest::newRow("a share's") << "path" << "share" << "/home/kx4";
-        QTest::newRow("other section") << "path" << "global" << "";
-        QTest::newRow("absent") << "wins server" << "global" << "";
+        QTest::newRow("server string") << "server string"
+                                       << "global" << SimSamba::ServerString;
+        QTest::newRow("a share's") << "path"
+                                   << "share"
+                                   << "/home/kx4";
+        QTest::newRow("other section") << "path"
+                                       << "global"
+                                       << "";
+        QTest::newRow("absent") << "wins server"
+                                << "global"
+                                << "";
     }
     void getSambaParam()
     {

@@ -3,6 +3,7 @@
 #include "simpowersupply.h"
 #include "simterminal.h"
 #include "simups.h"
+#include "testsupport.h"
 #include "upsfunction.h"
 #include "usbsignal.h"
 
@@ -31,14 +32,18 @@ private:
         connect(u, &UPSFunction::sendMessage, this, [this](const QString &t) { events << "msg:" + t; });
         connect(u, &UPSFunction::badPowerForPrint, this, [this] { events << "bad"; });
         connect(u, &UPSFunction::goodPowerForPrint, this, [this] { events << "good"; });
-        connect(u, &UPSFunction::changeChargeStatus, this, [this](bool on) { events << QStringLiteral("ac:%1").arg(on); });
+        connect(u, &UPSFunction::changeChargeStatus, this,
+                [this](bool on) { events << QStringLiteral("ac:%1").arg(on); });
         connect(u, &UPSFunction::changeUPSValue, this, [this](int v) { events << QStringLiteral("value:%1").arg(v); });
         connect(u, &UPSFunction::changeUPSStatus, this, [this](const QString &s) { events << "status:" + s; });
         connect(u, &UPSFunction::refreshUPSState, this, [this] { events << "refresh"; });
         waitPasses(1);
         return ups;
     }
-    bool waitPasses(int passes) { return QTest::qWaitFor([&] { return events.count("refresh") >= passes; }, 10000); }
+    bool waitPasses(int passes)
+    {
+        return QTest::qWaitFor([&] { return events.count("refresh") >= passes; }, 10000);
+    }
     // Every event sent so far has reached the program.
     void settle()
     {
@@ -86,6 +91,7 @@ private slots:
     // The first pass announces every value, from the battery file.
     void firstPass()
     {
+        KX4_REQUIRE_SERVED_NODES(); // the UPS node is served
         power->setVoltageNow(4012000);
         const auto ups = start();
         QCOMPARE(events, QStringList({"msg:UPS: Analyse UPS state.", "value:80",
@@ -180,6 +186,7 @@ private slots:
     // Without the battery file the charger's record is read and scaled.
     void chargerRecord()
     {
+        KX4_REQUIRE_SERVED_NODES(); // the UPS node is served
         QFETCH(int, raw);
         QFETCH(bool, mains);
         QFETCH(bool, discharging);
@@ -205,6 +212,7 @@ private slots:
 
     void badCheckKeepsValues()
     {
+        KX4_REQUIRE_SERVED_NODES(); // the UPS node is served
         power->setSupplies(SimPowerSupply::Ac);
         charger->setBadCheck(true);
         const auto ups = start();

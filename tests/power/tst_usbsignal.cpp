@@ -3,6 +3,7 @@
 #include "mkernel.h"
 #include "queuedspy.h"
 #include "simterminal.h"
+#include "testsupport.h"
 #include "testwaits.h"
 #include "usbsignal.h"
 
@@ -203,6 +204,8 @@ private slots:
     // namespace of this test; this program runs itself again in one.
     void realKernel()
     {
+        // It runs itself again in a network namespace of its own, a child.
+        KX4_REQUIRE_CHILD_PROCESSES();
         if (!inNamespace()) {
             QProcess child;
             QProcessEnvironment env = QProcessEnvironment::systemEnvironment();

@@ -17,6 +17,7 @@
 #include "simserialline.h"
 #include "simsmartcard.h"
 #include "simterminal.h"
+#include "testsupport.h"
 
 #include <QtTest>
 
@@ -183,6 +184,7 @@ void TestSimControl::commandsActOnTheTerminal()
 // the nodes come back for new opens only.
 void TestSimControl::deviceGoneUnderItsDescriptors()
 {
+    KX4_REQUIRE_SERVED_NODES(); // the magnetic card reader is a served node
     SimTerminal sim;
     sim.addPreset(SimTerminal::Board::A9);
     QString error;
@@ -472,6 +474,7 @@ void TestSimControl::scenarioErrors()
 // program opens it; a step that fails is reported and the play goes on.
 void TestSimControl::scenarioPlaysInOrder()
 {
+    KX4_REQUIRE_SERVED_NODES(); // the magnetic card reader is a served node
     QList<SimControl::Step> steps;
     QString error;
     QVERIFY2(SimControl::parseScenario("# the battery\nbattery 30\nwait open /dev/magcard0 20s\n"

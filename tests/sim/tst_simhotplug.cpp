@@ -4,6 +4,7 @@
 #include "mkernel.h"
 #include "msystemroot.h"
 #include "simterminal.h"
+#include "testsupport.h"
 
 #include <QtTest>
 
@@ -96,35 +97,41 @@ private slots:
         QTest::addColumn<int>("index");
         QTest::addColumn<QByteArray>("expected");
         const QByteArray card = "/devices/platform/sdhci.0/mmc_host/mmc0/mmc0:0001/block/mmcblk0/mmcblk0p1";
-        QTest::newRow("card partition")
-            << int(InsertCard) << 2
-            << nulTerminated({"add@" + card, "ACTION=add", "DEVPATH=" + card, "SUBSYSTEM=block", "MAJOR=179",
-                              "MINOR=1", "DEVNAME=mmcblk0p1", "DEVTYPE=partition", "PARTN=1", "SEQNUM=1003"});
+        QTest::newRow("card partition") << int(InsertCard) << 2
+                                        << nulTerminated({"add@" + card, "ACTION=add", "DEVPATH=" + card,
+                                                          "SUBSYSTEM=block", "MAJOR=179", "MINOR=1",
+                                                          "DEVNAME=mmcblk0p1", "DEVTYPE=partition", "PARTN=1",
+                                                          "SEQNUM=1003"});
         const QByteArray stick = "/devices/platform/ehci-platform/usb1/1-1/1-1.2";
         const QByteArray sda1 = stick + "/1-1.2:1.0/host0/target0:0:0/0:0:0:0/block/sda/sda1";
-        QTest::newRow("stick partition")
-            << int(PlugStorage) << 8
-            << nulTerminated({"add@" + sda1, "ACTION=add", "DEVPATH=" + sda1, "SUBSYSTEM=block", "MAJOR=8", "MINOR=1",
-                              "DEVNAME=sda1", "DEVTYPE=partition", "PARTN=1", "SEQNUM=1009"});
-        QTest::newRow("stick bound")
-            << int(PlugStorage) << 4
-            << nulTerminated({"bind@" + stick, "ACTION=bind", "DEVPATH=" + stick, "SUBSYSTEM=usb", "MAJOR=189",
-                              "MINOR=2", "DEVNAME=bus/usb/001/003", "DEVTYPE=usb_device", "DRIVER=usb",
-                              "PRODUCT=58f/6387/100", "TYPE=0/0/0", "BUSNUM=001", "DEVNUM=003", "SEQNUM=1005"});
+        QTest::newRow("stick partition") << int(PlugStorage) << 8
+                                         << nulTerminated({"add@" + sda1, "ACTION=add", "DEVPATH=" + sda1,
+                                                           "SUBSYSTEM=block", "MAJOR=8", "MINOR=1", "DEVNAME=sda1",
+                                                           "DEVTYPE=partition", "PARTN=1", "SEQNUM=1009"});
+        QTest::newRow("stick bound") << int(PlugStorage) << 4
+                                     << nulTerminated({"bind@" + stick, "ACTION=bind", "DEVPATH=" + stick,
+                                                       "SUBSYSTEM=usb", "MAJOR=189", "MINOR=2",
+                                                       "DEVNAME=bus/usb/001/003", "DEVTYPE=usb_device", "DRIVER=usb",
+                                                       "PRODUCT=58f/6387/100", "TYPE=0/0/0", "BUSNUM=001", "DEVNUM=003",
+                                                       "SEQNUM=1005"});
         const QByteArray mouse = "/devices/platform/ohci-platform/usb2/2-1/2-1.7";
-        QTest::newRow("mouse on hub 2")
-            << int(PlugMouseHub2) << 0
-            << nulTerminated({"add@" + mouse, "ACTION=add", "DEVPATH=" + mouse, "SUBSYSTEM=usb", "MAJOR=189",
-                              "MINOR=130", "DEVNAME=bus/usb/002/003", "DEVTYPE=usb_device", "PRODUCT=46d/c077/7200",
-                              "TYPE=0/0/0", "BUSNUM=002", "DEVNUM=003", "SEQNUM=1001"});
+        QTest::newRow("mouse on hub 2") << int(PlugMouseHub2) << 0
+                                        << nulTerminated({"add@" + mouse, "ACTION=add", "DEVPATH=" + mouse,
+                                                          "SUBSYSTEM=usb", "MAJOR=189", "MINOR=130",
+                                                          "DEVNAME=bus/usb/002/003", "DEVTYPE=usb_device",
+                                                          "PRODUCT=46d/c077/7200", "TYPE=0/0/0", "BUSNUM=002",
+                                                          "DEVNUM=003", "SEQNUM=1001"});
         QTest::newRow("ppp0") << int(AddPpp) << 0
                               << nulTerminated({"add@/devices/virtual/net/ppp0", "ACTION=add",
-                                                "DEVPATH=/devices/virtual/net/ppp0", "SUBSYSTEM=net",
-                                                "INTERFACE=ppp0", "IFINDEX=4", "SEQNUM=1001"});
+                                                "DEVPATH=/devices/virtual/net/ppp0", "SUBSYSTEM=net", "INTERFACE=ppp0",
+                                                "IFINDEX=4", "SEQNUM=1001"});
     }
     void datagramBytes()
     {
         QFETCH(int, change);
+        // A storage device's file system is made by mke2fs, a child program.
+        if (change == PlugStorage || change == InsertCard)
+            KX4_REQUIRE_CHILD_PROCESSES();
         QFETCH(int, index);
         QFETCH(QByteArray, expected);
         SimTerminal sim;
@@ -171,6 +178,12 @@ private slots:
     void eventOrderAndNodes()
     {
         QFETCH(int, change);
+        // A storage device's file system is made by mke2fs, a child program.
+        if (change == PlugStorage || change == InsertCard)
+            KX4_REQUIRE_CHILD_PROCESSES();
+        // A serial converter's line is a pseudo-terminal.
+        if (change == PlugConverter)
+            KX4_REQUIRE_PSEUDO_TERMINALS();
         QFETCH(QString, added);
         QFETCH(QString, removed);
         QFETCH(QStringList, nodes);

@@ -6,10 +6,10 @@
 #include "simbacklight.h"
 #include "simterminal.h"
 #include "simtouchsound.h"
+#include "testsupport.h"
 
 #include <QDirIterator>
 #include <QtTest>
-
 
 Q_DECLARE_METATYPE(SimTerminal::Board)
 
@@ -33,6 +33,8 @@ private slots:
     }
     void nodes()
     {
+        KX4_REQUIRE_SERVED_NODES();
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         QFETCH(SimTerminal::Board, board);
         QFETCH(QStringList, present);
         QFETCH(QStringList, absent);
@@ -95,8 +97,9 @@ private slots:
 
         // What would restart or power off the machine is a stand-in.
         for (const QString program : {"/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh"})
-            QCOMPARE(QFileInfo(sim.hostPath(program)).canonicalFilePath(),
-                     QFileInfo(SimTerminal::standinFolder() + program.mid(program.lastIndexOf('/'))).canonicalFilePath());
+            QCOMPARE(
+                QFileInfo(sim.hostPath(program)).canonicalFilePath(),
+                QFileInfo(SimTerminal::standinFolder() + program.mid(program.lastIndexOf('/'))).canonicalFilePath());
     }
 };
 

@@ -4,6 +4,7 @@
 #include "msystemroot.h"
 #include "simserialline.h"
 #include "simterminal.h"
+#include "testsupport.h"
 
 #include <QSerialPort>
 #include <QtTest>
@@ -61,6 +62,7 @@ private slots:
     }
     void loopbackIsPacedAtTheLineSpeed()
     {
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         QFETCH(int, baud);
         QFETCH(int, size);
         SimTerminal sim;
@@ -106,6 +108,7 @@ private slots:
 
     void unplugAndPlugAgain()
     {
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         SimTerminal sim;
         auto *line = sim.add<SimSerialLine>(QStringLiteral("/dev/ttyUSB0"), SimSerialLine::Loopback);
         const QString node = sim.hostPath(QStringLiteral("/dev/ttyUSB0"));

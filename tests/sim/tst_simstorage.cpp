@@ -42,13 +42,13 @@ bool mountedSomewhereUnder(const QString &root)
 }
 
 // Skips a real-backing row on a machine without real loop mounts.
-#define REQUIRE_BACKING(sim, real)                                                                     \
-    do {                                                                                               \
-        QString reason;                                                                                \
-        if ((real) && !(sim).hotplug()->storage()->realMountsPossible(&reason))                      \
-            QSKIP(qPrintable(QStringLiteral("real loop mounts are not possible here: ") + reason));  \
-        if (!(real))                                                                                   \
-            (sim).hotplug()->storage()->setBacking(SimStorage::Served);                               \
+#define REQUIRE_BACKING(sim, real)                                                                                     \
+    do {                                                                                                               \
+        QString reason;                                                                                                \
+        if ((real) && !(sim).hotplug()->storage()->realMountsPossible(&reason))                                        \
+            QSKIP(qPrintable(QStringLiteral("real loop mounts are not possible here: ") + reason));                    \
+        if (!(real))                                                                                                   \
+            (sim).hotplug()->storage()->setBacking(SimStorage::Served);                                                \
     } while (0)
 }
 
@@ -69,6 +69,7 @@ private slots:
     void mountCard_data() { backingRows(); }
     void mountCard()
     {
+        KX4_REQUIRE_CHILD_PROCESSES(); // mount and the card's file system are child programs
         QFETCH(bool, real);
         QTemporaryDir image;
         QVERIFY(QDir(image.path()).mkpath("DCIM"));

@@ -96,6 +96,8 @@ class TestKX4TestMainWindow : public QObject
 private slots:
     void initTestCase()
     {
+        // The console runs its system programs (the stand-ins) as children.
+        KX4_REQUIRE_CHILD_PROCESSES();
         // One terminal for the whole run: the listener's socket is the first terminal's.
         m_sim = std::make_unique<SimTerminal>();
         m_sim->addPreset(SimTerminal::Board::A9);

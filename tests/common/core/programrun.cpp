@@ -1,5 +1,7 @@
 #include "programrun.h"
 
+#include "testsupport.h"
+
 #include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -55,6 +57,9 @@ bool terminateOnceStarted(QProcess &p, QString &debug, int timeoutMs)
 
 bool startable(const QString &program, QString &why)
 {
+    why = TestSupport::childProcessesMissing();
+    if (!why.isEmpty())
+        return false;
     // A copy in a folder of its own (it makes its Log/ there), against an
     // empty system root and without a display, ended as soon as it runs.
     QTemporaryDir folder, root;
@@ -68,7 +73,7 @@ bool startable(const QString &program, QString &why)
     p.setProcessEnvironment(env);
     p.start(copy, QStringList());
     if (p.waitForStarted(30000)) {
-        p.kill();
+        sendSignal(p, SIGKILL);
         p.waitForFinished(30000);
         return true;
     }

@@ -25,8 +25,9 @@ bool terminateOnceStarted(QProcess &p, QString &debug, int timeoutMs = 60000);
 // whole process group, the test runner included.
 bool sendSignal(QProcess &p, int signal);
 
-// False, with the reason in `why`, when the kernel refuses to run `program`
-// at all (Exec format error: a test built for another architecture, run
+// False, with the reason in `why`, when this process cannot start children
+// at all (TestSupport::childProcessesMissing()) or the kernel refuses to run
+// `program` (Exec format error: a test built for another architecture, run
 // under user-mode emulation without binfmt_misc, cannot start the other
 // programs of its build). It starts a copy and ends it at once with SIGKILL.
 bool startable(const QString &program, QString &why);

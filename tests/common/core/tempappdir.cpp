@@ -20,6 +20,8 @@ int runInTemporaryAppDir(int argc, char **argv, int (*realMain)(int, char **))
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         return realMain(argc, argv);
     }
+    if (!childProcessesMissing().isEmpty())
+        return realMain(argc, argv);
     const QString self = QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
     QTemporaryDir dir(QDir::tempPath() + QStringLiteral("/kx4-appdir-XXXXXX"));
     const QString copy = dir.filePath(QFileInfo(self).fileName());
@@ -58,8 +60,9 @@ bool clearTemporaryAppDir()
         return false;
     const QString self = QFileInfo(QCoreApplication::applicationFilePath()).fileName();
     bool ok = true;
-    for (const QFileInfo &entry : QDir(QCoreApplication::applicationDirPath())
-                                      .entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)) {
+    for (const QFileInfo &entry :
+         QDir(QCoreApplication::applicationDirPath())
+             .entryInfoList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot)) {
         if (entry.fileName() == self)
             continue;
         if (entry.isDir() && !entry.isSymLink())

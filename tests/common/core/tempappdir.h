@@ -8,6 +8,8 @@
 //     }
 #pragma once
 
+#include "testsupport.h"
+
 #include <QString>
 
 namespace TestSupport {
@@ -16,7 +18,10 @@ constexpr const char *TemporaryAppDirEnv = "KX4_TEST_TEMP_APPDIR";
 
 // In the copy (marker set) runs `realMain`; otherwise runs a copy of the
 // executable in a fresh temporary folder with the same arguments, removes the
-// folder and returns the copy's exit code (above 128 when it crashed).
+// folder and returns the copy's exit code (above 128 when it crashed). Where
+// no child process can be started (TestSupport::childProcessesMissing()),
+// runs `realMain` in place: the tests that need the temporary folder skip
+// (KX4_REQUIRE_TEMPORARY_APP_DIR()).
 int runInTemporaryAppDir(int argc, char **argv, int (*realMain)(int, char **));
 
 // True in the copy: the application folder is the temporary folder the
@@ -28,3 +33,12 @@ bool runsInTemporaryAppDir();
 // nothing (and returns false) unless runsInTemporaryAppDir().
 bool clearTemporaryAppDir();
 }
+
+// Skips when the test could not be moved to its temporary copy because no
+// child process can be started here; otherwise fails unless it runs there.
+#define KX4_REQUIRE_TEMPORARY_APP_DIR()                                                                                \
+    do {                                                                                                               \
+        if (!TestSupport::runsInTemporaryAppDir())                                                                     \
+            KX4_REQUIRE_CHILD_PROCESSES();                                                                             \
+        QVERIFY2(TestSupport::runsInTemporaryAppDir(), "must run from its temporary copy");                            \
+    } while (0)

@@ -1,11 +1,36 @@
 // The stand-in programs (sim/standins) for system programs that would act
-// on the machine or need controlled output.
+// on the machine or need controlled output, and the probes for what a test
+// needs of the machine beyond its own process.
 #pragma once
 
 #include <QList>
+#include <QString>
 #include <QStringList>
 
 namespace TestSupport {
+// Empty when this process can start child programs; otherwise why not.
+// Probed once, by starting a shell that exits with a known code. qemu-arm
+// user emulation (the armhf build's tests) refuses the clone() that
+// QProcess starts children with: QProcess then claims a started child whose
+// process id is -1, and a kill() of it would reach every process there is.
+QString childProcessesMissing();
+
+// Empty when this process may install a seccomp filter with a user
+// notification listener, which the simulated terminal's served nodes and
+// serial lines (sim/simsyscalls.h) need; otherwise why not. Probed once, in a forked
+// child. User-mode emulation refuses seccomp: the filter would judge the
+// emulator's own system calls.
+QString servedNodesMissing();
+
+// Empty when this process can make a pseudo-terminal (the simulated
+// terminal's serial lines are pseudo-terminals); otherwise why not.
+QString pseudoTerminalsMissing();
+
+// Empty when an ioctl request the kernel does not know reaches the kernel
+// and fails with ENOTTY; otherwise why not. User-mode emulation passes on
+// only the requests it knows and fails the others with ENOSYS.
+QString unknownIoctlsMissing();
+
 // Puts the stand-ins first on PATH for the rest of the process and has them
 // record their calls in `logFile`. False unless each of `programs` now
 // resolves to its stand-in, so a test never reaches a real one by mistake.
@@ -14,3 +39,34 @@ bool useStandins(const QString &logFile, const QStringList &programs);
 // Every recorded call in order: the program name followed by its arguments.
 QList<QStringList> standinCalls(const QString &logFile);
 }
+
+// Skips the test (or the whole test case, in initTestCase) when the code
+// under test cannot start the child programs it needs.
+#define KX4_REQUIRE_CHILD_PROCESSES()                                                                                  \
+    do {                                                                                                               \
+        const QString missing_ = TestSupport::childProcessesMissing();                                                 \
+        if (!missing_.isEmpty())                                                                                       \
+            QSKIP(qPrintable(missing_));                                                                               \
+    } while (0)
+
+#define KX4_REQUIRE_PSEUDO_TERMINALS()                                                                                 \
+    do {                                                                                                               \
+        const QString missing_ = TestSupport::pseudoTerminalsMissing();                                                \
+        if (!missing_.isEmpty())                                                                                       \
+            QSKIP(qPrintable(missing_));                                                                               \
+    } while (0)
+
+#define KX4_REQUIRE_UNKNOWN_IOCTLS()                                                                                   \
+    do {                                                                                                               \
+        const QString missing_ = TestSupport::unknownIoctlsMissing();                                                  \
+        if (!missing_.isEmpty())                                                                                       \
+            QSKIP(qPrintable(missing_));                                                                               \
+    } while (0)
+
+// Skips when the simulated terminal cannot serve its served nodes here.
+#define KX4_REQUIRE_SERVED_NODES()                                                                                     \
+    do {                                                                                                               \
+        const QString missing_ = TestSupport::servedNodesMissing();                                                    \
+        if (!missing_.isEmpty())                                                                                       \
+            QSKIP(qPrintable(missing_));                                                                               \
+    } while (0)
