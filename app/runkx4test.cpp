@@ -131,9 +131,9 @@ int runKx4Test(int &argc, char **argv, const StartupHooks &hooks)
         hardwareInfo.setParent(nullptr);
         QCoreApplication::processEvents();
         MarvoFunction::beep(BUZZER_ERROR, 0);
-        MLogSystem::instance()->logWrite(
-            QStringLiteral("main: Select %1 test mode.").arg(result == 1 ? QStringLiteral("auto") : QStringLiteral("manual")),
-            2);
+        MLogSystem::instance()->logWrite(QStringLiteral("main: Select %1 test mode.")
+                                             .arg(result == 1 ? QStringLiteral("auto") : QStringLiteral("manual")),
+                                         2);
     }
 
     // The chosen window, unless nobody can see it or a signal has already

@@ -14,8 +14,8 @@
 #include "sc_lib/sc_lib.h"
 #include "uiresources.h"
 
-#include <QDebug>
 #include <QDeadlineTimer>
+#include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QLocale>
@@ -152,7 +152,8 @@ void HardwareInfoForm::getHardwareInfo()
                 qDebug().noquote() << "test card fail. ret=" << decodeSCError(ready);
             } else {
                 smartCard = true;
-                qDebug().noquote() << QStringLiteral("Test card ok. Return code = %1 (%2)").arg(0).arg(QStringLiteral("No error"));
+                qDebug().noquote()
+                    << QStringLiteral("Test card ok. Return code = %1 (%2)").arg(0).arg(QStringLiteral("No error"));
             }
         } else {
             // No card, but the reader itself answered.
@@ -241,7 +242,8 @@ bool HardwareInfoForm::testModem(QString port)
         logLine(QStringLiteral("Modem %1 test: not respond").arg(port));
         return false;
     }
-    const QString first = modemCommand(serial, port, QByteArrayLiteral("AT\r"), QStringLiteral("Modem %1 test: send AT"));
+    const QString first =
+        modemCommand(serial, port, QByteArrayLiteral("AT\r"), QStringLiteral("Modem %1 test: send AT"));
     const bool firstOk = first.contains(QLatin1String("ok"));
     const QString second =
         modemCommand(serial, port, QByteArrayLiteral("ATI0\r"), QStringLiteral("Modem %1 test: send ATI0"));

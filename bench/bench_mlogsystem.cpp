@@ -80,9 +80,9 @@ void BM_CFloor(benchmark::State &state)
         struct tm tm;
         localtime_r(&ts.tv_sec, &tm);
         char line[512];
-        const int n = snprintf(line, sizeof line, "%llu: {%d} [%02d:%02d:%02d.%03ld] [%02d.%02d.%04d] %s\n",
-                               ++counter, 1, tm.tm_hour, tm.tm_min, tm.tm_sec, ts.tv_nsec / 1000000, tm.tm_mday,
-                               tm.tm_mon + 1, tm.tm_year + 1900, g_cTexts[size_t(i++ & (TextCount - 1))].c_str());
+        const int n = snprintf(line, sizeof line, "%llu: {%d} [%02d:%02d:%02d.%03ld] [%02d.%02d.%04d] %s\n", ++counter,
+                               1, tm.tm_hour, tm.tm_min, tm.tm_sec, ts.tv_nsec / 1000000, tm.tm_mday, tm.tm_mon + 1,
+                               tm.tm_year + 1900, g_cTexts[size_t(i++ & (TextCount - 1))].c_str());
         const int fd = ::open(file.constData(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
         if (fd < 0 || ::write(fd, line, size_t(n)) != n) {
             state.SkipWithError("cannot write the floor file");

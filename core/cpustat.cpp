@@ -46,10 +46,7 @@ quint64 ticksBetween(quint64 from, quint64 to)
 }
 } // namespace
 
-CPUStat::CPUStat(QObject *parent)
-    : QObject(parent)
-    , timer(this)
-    , path(CPU_USE_PATH)
+CPUStat::CPUStat(QObject *parent) : QObject(parent), timer(this), path(CPU_USE_PATH)
 {
     connect(&timer, &QTimer::timeout, this, &CPUStat::onTimer);
     setRefreshTime(DefaultRefreshMs);

@@ -37,8 +37,8 @@ bool LinuxFunction::USBMount(const QString &device, const QString &mountPoint, i
     const QByteArray targetNative = QFile::encodeName(target);
     // The most common format first: almost every card and stick is vfat.
     for (const char *type : {"vfat", "ext3", "ntfs"}) {
-        if (MKernel::mount(source.constData(), targetNative.constData(), type,
-                           static_cast<unsigned long>(flags), "") == 0)
+        if (MKernel::mount(source.constData(), targetNative.constData(), type, static_cast<unsigned long>(flags), "")
+            == 0)
             return true;
     }
     return false;
@@ -67,9 +67,9 @@ bool LinuxFunction::setDateTime(QDateTime dateTime)
     // (an Arabic one writes its own digits). The value is made of digits
     // only, so it needs no quoting of its own.
     const QLocale c = QLocale::c();
-    const QString setCommand = QStringLiteral("date --set=\"%1%2\"")
-                                   .arg(c.toString(dateTime, QStringLiteral("yyyyMMdd")),
-                                        c.toString(dateTime, QStringLiteral("hhmm.ss")));
+    const QString setCommand =
+        QStringLiteral("date --set=\"%1%2\"")
+            .arg(c.toString(dateTime, QStringLiteral("yyyyMMdd")), c.toString(dateTime, QStringLiteral("hhmm.ss")));
     if (MShell::run(setCommand) != 0) {
         qDebug().noquote() << QStringLiteral("Error set date/time. Command: %1.").arg(setCommand);
         return false;
@@ -114,8 +114,7 @@ QString LinuxFunction::errnoToString(int code)
 
 int LinuxFunction::startCalibrate(QString file)
 {
-    return MRunFunction::runExtProgramm(QStringLiteral("launchcalibrate"),
-                                        QFileInfo(file).absoluteFilePath(), true)
+    return MRunFunction::runExtProgramm(QStringLiteral("launchcalibrate"), QFileInfo(file).absoluteFilePath(), true)
                ? 1
                : 0;
 }

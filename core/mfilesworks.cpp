@@ -92,9 +92,7 @@ bool MFilesWorks::createFlagFile(const QFileInfo &file, const QString &text)
     if (text.isEmpty()) {
         if (!f.open(QIODevice::WriteOnly | QIODevice::Append))
             return false;
-        data = QLocale::c()
-                   .toString(QDateTime::currentDateTime(), QStringLiteral("dd.MM.yyyy hh:mm:ss.zzz"))
-                   .toLatin1()
+        data = QLocale::c().toString(QDateTime::currentDateTime(), QStringLiteral("dd.MM.yyyy hh:mm:ss.zzz")).toLatin1()
                + '\n';
     } else {
         if (!f.open(QIODevice::WriteOnly | QIODevice::Truncate))

@@ -11,15 +11,26 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-bool MKernelHost::serveOpen(const char *, int, int *) { return false; }
-bool MKernelHost::serveIoctl(int, unsigned long, void *, int *) { return false; }
-bool MKernelHost::serveMount(const char *, const char *, const char *, unsigned long,
-                             const void *, int *)
+bool MKernelHost::serveOpen(const char *, int, int *)
 {
     return false;
 }
-bool MKernelHost::serveUmount(const char *, int *) { return false; }
-bool MKernelHost::serveUeventSocket(int *) { return false; }
+bool MKernelHost::serveIoctl(int, unsigned long, void *, int *)
+{
+    return false;
+}
+bool MKernelHost::serveMount(const char *, const char *, const char *, unsigned long, const void *, int *)
+{
+    return false;
+}
+bool MKernelHost::serveUmount(const char *, int *)
+{
+    return false;
+}
+bool MKernelHost::serveUeventSocket(int *)
+{
+    return false;
+}
 
 namespace {
 std::atomic<MKernelHost *> g_host{nullptr};
@@ -59,8 +70,7 @@ int ioctl(int fd, unsigned long request, int arg)
     return ioctl(fd, request, reinterpret_cast<void *>(static_cast<intptr_t>(arg)));
 }
 
-int mount(const char *source, const char *target, const char *fsType,
-          unsigned long flags, const void *data)
+int mount(const char *source, const char *target, const char *fsType, unsigned long flags, const void *data)
 {
     int result;
     if (MKernelHost *h = host(); h && h->serveMount(source, target, fsType, flags, data, &result))

@@ -32,8 +32,8 @@ public:
     // "not mine": the real call is made.
     virtual bool serveOpen(const char *path, int flags, int *result);
     virtual bool serveIoctl(int fd, unsigned long request, void *arg, int *result);
-    virtual bool serveMount(const char *source, const char *target, const char *fsType,
-                            unsigned long flags, const void *data, int *result);
+    virtual bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
+                            const void *data, int *result);
     virtual bool serveUmount(const char *target, int *result);
     virtual bool serveUeventSocket(int *result);
 };
@@ -48,8 +48,7 @@ MKernelHost *host();
 int open(const char *path, int flags, mode_t mode = 0);
 int ioctl(int fd, unsigned long request, void *arg);
 int ioctl(int fd, unsigned long request, int arg);
-int mount(const char *source, const char *target, const char *fsType,
-          unsigned long flags, const void *data);
+int mount(const char *source, const char *target, const char *fsType, unsigned long flags, const void *data);
 int umount(const char *target);
 
 // A datagram socket bound to NETLINK_KOBJECT_UEVENT (multicast group 1), or

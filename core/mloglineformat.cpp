@@ -54,14 +54,15 @@ QByteArray starRow()
     return QByteArray(StarRowWidth, '*');
 }
 
-void appendLine(QByteArray &out, const QString &lineTemplate, const Options &options, quint64 lineNumber,
-                int level, const QString &text, qint64 wallMs, qint64 bootMs)
+void appendLine(QByteArray &out, const QString &lineTemplate, const Options &options, quint64 lineNumber, int level,
+                const QString &text, qint64 wallMs, qint64 bootMs)
 {
     const bool boot = bootMs >= 0;
     // The calendar fields are looked up once, and only when a letter needs them.
     struct tm local;
     bool haveLocal = false;
-    auto localTime = [&]() -> const struct tm & {
+    auto localTime = [&]() -> const struct tm &
+    {
         if (!haveLocal) {
             const time_t secs = time_t(wallMs >= 0 ? wallMs / 1000 : (wallMs - 999) / 1000);
             localtime_r(&secs, &local);
@@ -134,19 +135,17 @@ void appendLine(QByteArray &out, const QString &lineTemplate, const Options &opt
 QByteArray headerBlock(const Header &header)
 {
     const QString body =
-        QCoreApplication::translate("MLogSystem",
-                                    "Time run:           %1\n"
-                                    "Application:        %2\n"
-                                    "Version:            %3 build %10 (Release)\n"
-                                    "Compile date/time:  %8 %9\n"
-                                    "QT version:         %7\n"
-                                    "Path/File name:     %4\n"
-                                    "Computer:           %5\n"
-                                    "User:               %6\n")
+        QCoreApplication::translate("MLogSystem", "Time run:           %1\n"
+                                                  "Application:        %2\n"
+                                                  "Version:            %3 build %10 (Release)\n"
+                                                  "Compile date/time:  %8 %9\n"
+                                                  "QT version:         %7\n"
+                                                  "Path/File name:     %4\n"
+                                                  "Computer:           %5\n"
+                                                  "User:               %6\n")
             .arg(QLocale::c().toString(header.timeRun.toLocalTime(), QStringLiteral("dd.MM.yyyy hh:mm:ss.zzz")),
                  QFileInfo(header.argument0).completeBaseName(),
-                 header.version.isEmpty() ? PROJECT_COMPILE_VERSION : header.version, header.argument0,
-                 header.hostName,
+                 header.version.isEmpty() ? PROJECT_COMPILE_VERSION : header.version, header.argument0, header.hostName,
                  // The Qt field is a fixed constant, the same in every log this program writes.
                  header.userName, QStringLiteral("4.8.7"), PROJECT_COMPILE_DATE, PROJECT_COMPILE_TIME,
                  QString::number(PROJECT_SVN_REVISION));

@@ -110,10 +110,10 @@ void MLogSystem::rotateLog(const QString &fileName, bool compress, int keepDays)
         const QString path = file.absoluteFilePath();
         if (path == currentPath || path == dated.absoluteFilePath())
             continue;
-        const QStringList args = {QStringLiteral("cjf"),
-                                  QStringLiteral("%1.tar.bz2")
-                                      .arg(file.absolutePath() + QDir::separator() + file.baseName()),
-                                  QStringLiteral("-C"), file.absolutePath(), file.fileName()};
+        const QStringList args = {
+            QStringLiteral("cjf"),
+            QStringLiteral("%1.tar.bz2").arg(file.absolutePath() + QDir::separator() + file.baseName()),
+            QStringLiteral("-C"), file.absolutePath(), file.fileName()};
         auto *process = new QProcess;
         process->setProperty("kx4ArchivedLog", path);
         process->setProperty("kx4Archive", args.at(1));

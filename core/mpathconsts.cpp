@@ -48,46 +48,142 @@ bool MPathConsts::setCurrentDirToAppPath()
     return QDir::setCurrent(QCoreApplication::applicationDirPath());
 }
 
-QDir MPathConsts::getSettingsPath() { return makeAndChangeDir(QStringLiteral("Settings")); }
-QDir MPathConsts::getLogPath() { return makeAndChangeDir(QStringLiteral("Log")); }
-QDir MPathConsts::getPluginPath() { return makeAndChangeDir(QStringLiteral("Plugins")); }
-QDir MPathConsts::getTempPath() { return makeAndChangeDir(QStringLiteral("Temp")); }
+QDir MPathConsts::getSettingsPath()
+{
+    return makeAndChangeDir(QStringLiteral("Settings"));
+}
+QDir MPathConsts::getLogPath()
+{
+    return makeAndChangeDir(QStringLiteral("Log"));
+}
+QDir MPathConsts::getPluginPath()
+{
+    return makeAndChangeDir(QStringLiteral("Plugins"));
+}
+QDir MPathConsts::getTempPath()
+{
+    return makeAndChangeDir(QStringLiteral("Temp"));
+}
 
-QDir MPathConsts::getExchangePath() { return makeAndChangeDir(QStringLiteral("Exchange")); }
-QDir MPathConsts::getReportsPath() { return subDir(getExchangePath(), QStringLiteral("Reports")); }
-QDir MPathConsts::getImportPath() { return subDir(getExchangePath(), QStringLiteral("Import")); }
-QDir MPathConsts::getFlagsPath() { return subDir(getExchangePath(), QStringLiteral("Flags")); }
-QDir MPathConsts::getExportESLPath() { return subDir(getExchangePath(), QStringLiteral("ExportESL")); }
-QDir MPathConsts::getSavePointPath() { return subDir(getExchangePath(), getArchiveNamePath()); }
-QDir MPathConsts::getProcessedFilesPath() { return subDir(getExchangePath(), getProcessedFilesDirName()); }
-QDir MPathConsts::getBadFilesPath() { return subDir(getExchangePath(), getBadFilesDirName()); }
+QDir MPathConsts::getExchangePath()
+{
+    return makeAndChangeDir(QStringLiteral("Exchange"));
+}
+QDir MPathConsts::getReportsPath()
+{
+    return subDir(getExchangePath(), QStringLiteral("Reports"));
+}
+QDir MPathConsts::getImportPath()
+{
+    return subDir(getExchangePath(), QStringLiteral("Import"));
+}
+QDir MPathConsts::getFlagsPath()
+{
+    return subDir(getExchangePath(), QStringLiteral("Flags"));
+}
+QDir MPathConsts::getExportESLPath()
+{
+    return subDir(getExchangePath(), QStringLiteral("ExportESL"));
+}
+QDir MPathConsts::getSavePointPath()
+{
+    return subDir(getExchangePath(), getArchiveNamePath());
+}
+QDir MPathConsts::getProcessedFilesPath()
+{
+    return subDir(getExchangePath(), getProcessedFilesDirName());
+}
+QDir MPathConsts::getBadFilesPath()
+{
+    return subDir(getExchangePath(), getBadFilesDirName());
+}
 
-QDir MPathConsts::getDataPath() { return makeAndChangeDir(QStringLiteral("data")); }
-QDir MPathConsts::getDataBasePath() { return subDir(getDataPath(), QStringLiteral("DataBase")); }
-QDir MPathConsts::getDigiDataBasePath() { return subDir(getDataBasePath(), getDigiNamePath()); }
-QDir MPathConsts::getMediaPath() { return subDir(getDataPath(), QStringLiteral("Media")); }
-QDir MPathConsts::getImagesPath() { return subDir(getDataPath(), QStringLiteral("Images")); }
-QDir MPathConsts::getDigiImagesPath() { return subDir(getImagesPath(), getDigiNamePath()); }
-QDir MPathConsts::getShieldCodesPath() { return subDir(getDataPath(), QStringLiteral("ShieldCodes")); }
-QDir MPathConsts::getScaleFilesPath() { return subDir(getDataPath(), QStringLiteral("ScaleFiles")); }
-QDir MPathConsts::getFontsPath() { return subDir(getDataPath(), QStringLiteral("Fonts")); }
-QDir MPathConsts::getLS2FontsPath() { return subDir(getFontsPath(), QStringLiteral("LS2")); }
-QDir MPathConsts::getTS5FontsPath() { return subDir(getFontsPath(), QStringLiteral("TS5")); }
-QDir MPathConsts::getFirmwarePath() { return subDir(getDataPath(), QStringLiteral("Firmware")); }
-QDir MPathConsts::getLabelsPath() { return subDir(getDataPath(), QStringLiteral("Labels")); }
-QDir MPathConsts::getDigiLabelsPath() { return subDir(getLabelsPath(), getDigiNamePath()); }
-QDir MPathConsts::getLanguagePath() { return subDir(getDataPath(), QStringLiteral("Language")); }
+QDir MPathConsts::getDataPath()
+{
+    return makeAndChangeDir(QStringLiteral("data"));
+}
+QDir MPathConsts::getDataBasePath()
+{
+    return subDir(getDataPath(), QStringLiteral("DataBase"));
+}
+QDir MPathConsts::getDigiDataBasePath()
+{
+    return subDir(getDataBasePath(), getDigiNamePath());
+}
+QDir MPathConsts::getMediaPath()
+{
+    return subDir(getDataPath(), QStringLiteral("Media"));
+}
+QDir MPathConsts::getImagesPath()
+{
+    return subDir(getDataPath(), QStringLiteral("Images"));
+}
+QDir MPathConsts::getDigiImagesPath()
+{
+    return subDir(getImagesPath(), getDigiNamePath());
+}
+QDir MPathConsts::getShieldCodesPath()
+{
+    return subDir(getDataPath(), QStringLiteral("ShieldCodes"));
+}
+QDir MPathConsts::getScaleFilesPath()
+{
+    return subDir(getDataPath(), QStringLiteral("ScaleFiles"));
+}
+QDir MPathConsts::getFontsPath()
+{
+    return subDir(getDataPath(), QStringLiteral("Fonts"));
+}
+QDir MPathConsts::getLS2FontsPath()
+{
+    return subDir(getFontsPath(), QStringLiteral("LS2"));
+}
+QDir MPathConsts::getTS5FontsPath()
+{
+    return subDir(getFontsPath(), QStringLiteral("TS5"));
+}
+QDir MPathConsts::getFirmwarePath()
+{
+    return subDir(getDataPath(), QStringLiteral("Firmware"));
+}
+QDir MPathConsts::getLabelsPath()
+{
+    return subDir(getDataPath(), QStringLiteral("Labels"));
+}
+QDir MPathConsts::getDigiLabelsPath()
+{
+    return subDir(getLabelsPath(), getDigiNamePath());
+}
+QDir MPathConsts::getLanguagePath()
+{
+    return subDir(getDataPath(), QStringLiteral("Language"));
+}
 
 QDir MPathConsts::getSystemBackupPath()
 {
     return QDir(MSystemRoot::path(QStringLiteral("/backup")));
 }
 
-QString MPathConsts::getArchiveNamePath() { return QStringLiteral("Archive"); }
-QString MPathConsts::getDigiNamePath() { return QStringLiteral("Digi"); }
-QString MPathConsts::getProcessedFilesDirName() { return QStringLiteral("ProcessedFiles"); }
-QString MPathConsts::getBadFilesDirName() { return QStringLiteral("BadFiles"); }
-QString MPathConsts::getProtocolLog() { return QStringLiteral("Protocol"); }
+QString MPathConsts::getArchiveNamePath()
+{
+    return QStringLiteral("Archive");
+}
+QString MPathConsts::getDigiNamePath()
+{
+    return QStringLiteral("Digi");
+}
+QString MPathConsts::getProcessedFilesDirName()
+{
+    return QStringLiteral("ProcessedFiles");
+}
+QString MPathConsts::getBadFilesDirName()
+{
+    return QStringLiteral("BadFiles");
+}
+QString MPathConsts::getProtocolLog()
+{
+    return QStringLiteral("Protocol");
+}
 
 QString MPathConsts::preinitValue(const QString &pattern)
 {

@@ -26,8 +26,7 @@ QString MRunFunction::homeDir()
     // The folder of the executable itself, not of argv[0] as typed: started
     // through PATH or a relative name, argv[0] says nothing about where the
     // installation lies.
-    return QCoreApplication::instance() ? QCoreApplication::applicationDirPath()
-                                        : QDir::currentPath();
+    return QCoreApplication::instance() ? QCoreApplication::applicationDirPath() : QDir::currentPath();
 }
 
 bool MRunFunction::runExtProgramm(QString program, QString args, bool detached)
@@ -44,9 +43,8 @@ bool MRunFunction::runExtProgramm(QString program, QString args, bool detached)
 
     // Launchers are named relative to the home folder; a program given with
     // an absolute path belongs to the system and lies inside the system root.
-    const QString programFile = QDir::isAbsolutePath(program)
-                                    ? MSystemRoot::path(program)
-                                    : QDir(home).absoluteFilePath(program);
+    const QString programFile =
+        QDir::isAbsolutePath(program) ? MSystemRoot::path(program) : QDir(home).absoluteFilePath(program);
     if (!QFileInfo::exists(programFile))
         return false;
 

@@ -40,12 +40,8 @@ const QString BRIGHTNESS_CONTROL__BRIGHTNESS = QLatin1String(DriverPath::Backlig
 const QString BRIGHTNESS_CONTROL__MAX_BRIGHTNESS = QLatin1String(DriverPath::BacklightMax);
 
 const unsigned char BuzzerTypeStr[6][5] = {
-    {3, 0x03, 0x03, 0x03, 0},
-    {1, 0x04, 0, 0, 0},
-    {1, 0x01, 0, 0, 0},
-    {1, 0x02, 0, 0, 0},
-    {1, 0x03, 0, 0, 0},
-    {2, 0x01, 0x02, 0, 0},
+    {3, 0x03, 0x03, 0x03, 0}, {1, 0x04, 0, 0, 0}, {1, 0x01, 0, 0, 0},
+    {1, 0x02, 0, 0, 0},       {1, 0x03, 0, 0, 0}, {2, 0x01, 0x02, 0, 0},
 };
 
 QString MarvoFunction::errnoToString(int code)
@@ -120,11 +116,26 @@ void MarvoFunction::intBeep(QByteArray pattern, int durationMs)
         ::close(fd);
 }
 
-void MarvoFunction::beepOne(int durationMs) { intBeep(QByteArray(1, '\x01'), durationMs); }
-void MarvoFunction::beepTwo(int durationMs) { intBeep(QByteArray(1, '\x02'), durationMs); }
-void MarvoFunction::beepThree(int durationMs) { intBeep(QByteArray(1, '\x03'), durationMs); }
-void MarvoFunction::beepError(int durationMs) { intBeep(QByteArray(1, '\x04'), durationMs); }
-void MarvoFunction::beepOnKeyPress(int durationMs) { beepOne(durationMs); }
+void MarvoFunction::beepOne(int durationMs)
+{
+    intBeep(QByteArray(1, '\x01'), durationMs);
+}
+void MarvoFunction::beepTwo(int durationMs)
+{
+    intBeep(QByteArray(1, '\x02'), durationMs);
+}
+void MarvoFunction::beepThree(int durationMs)
+{
+    intBeep(QByteArray(1, '\x03'), durationMs);
+}
+void MarvoFunction::beepError(int durationMs)
+{
+    intBeep(QByteArray(1, '\x04'), durationMs);
+}
+void MarvoFunction::beepOnKeyPress(int durationMs)
+{
+    beepOne(durationMs);
+}
 
 void MarvoFunction::beep(BUZZERTYPE type, int durationMs)
 {
@@ -150,8 +161,7 @@ bool MarvoFunction::touchBeep(bool on)
     }
 
     QFile file(MSystemRoot::path(name));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::ExistingOnly
-                   | QIODevice::Unbuffered)) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::ExistingOnly | QIODevice::Unbuffered)) {
         qDebug() << "intBeep: Fail touch buzzer open.";
         return false;
     }
@@ -164,8 +174,14 @@ bool MarvoFunction::touchBeep(bool on)
     return true;
 }
 
-bool MarvoFunction::touchBeepOn() { return touchBeep(true); }
-bool MarvoFunction::touchBeepOff() { return touchBeep(false); }
+bool MarvoFunction::touchBeepOn()
+{
+    return touchBeep(true);
+}
+bool MarvoFunction::touchBeepOff()
+{
+    return touchBeep(false);
+}
 
 namespace {
 
@@ -175,8 +191,7 @@ namespace {
 // used.
 QString backLightFile(const QString &fileName, bool secondScreen)
 {
-    const bool a9 = QFileInfo::exists(
-        MSystemRoot::path(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9 + fileName));
+    const bool a9 = QFileInfo::exists(MSystemRoot::path(BRIGHTNESS_MAIN_SCREEN_CONTROL_DEVICE_NAME_A9 + fileName));
     QString dir;
     if (a9)
         dir = secondScreen ? BRIGHTNESS_SECOND_SCREEN_CONTROL_DEVICE_NAME_A9
@@ -230,8 +245,7 @@ void MarvoFunction::setBackLightValue(unsigned int value, bool secondScreen)
         level = 5;
 
     QFile file(backLightFile(BRIGHTNESS_CONTROL__BRIGHTNESS, secondScreen));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::ExistingOnly
-                   | QIODevice::Unbuffered))
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::ExistingOnly | QIODevice::Unbuffered))
         return;
     file.write(QByteArray::number(level));
     file.close();
@@ -241,8 +255,7 @@ namespace {
 
 // One packet to the customer display driver: [0] reserved, [1] command,
 // [2] data length, [3..] data.
-unsigned char sendDisplayPacket(int fd, unsigned char command, const unsigned char *data,
-                                unsigned char len)
+unsigned char sendDisplayPacket(int fd, unsigned char command, const unsigned char *data, unsigned char len)
 {
     // The reserved byte is zeroed along with the rest, so nothing stale from
     // the stack reaches the driver.
@@ -266,8 +279,8 @@ unsigned char marvo_disp(int fd, unsigned char *data, unsigned char len)
     return sendDisplayPacket(fd, MARVO_DISP_SHOW, data, len);
 }
 
-unsigned char marvo_setdisp(int fd, unsigned char b1, unsigned char b2, unsigned char b3,
-                            unsigned char b4, unsigned char b5, unsigned char b6, unsigned char b7)
+unsigned char marvo_setdisp(int fd, unsigned char b1, unsigned char b2, unsigned char b3, unsigned char b4,
+                            unsigned char b5, unsigned char b6, unsigned char b7)
 {
     const unsigned char mode[7] = {b1, b2, b3, b4, b5, b6, b7};
     return sendDisplayPacket(fd, MARVO_DISP_SET_MODE, mode, 7);

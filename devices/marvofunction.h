@@ -43,16 +43,22 @@ extern const QString BRIGHTNESS_CONTROL__MAX_BRIGHTNESS;
 // Defined with the CPU load reader (core/cpustat.cpp), which reads it.
 extern const QString CPU_USE_PATH;
 
-enum BUZZERTYPE { BUZZER_THREE_SHORT = 0, BUZZER_ERROR = 1, BUZZER_ONE = 2, BUZZER_TWO = 3,
-                  BUZZER_THREE = 4, BUZZER_ONE_TWO = 5 };
+enum BUZZERTYPE {
+    BUZZER_THREE_SHORT = 0,
+    BUZZER_ERROR = 1,
+    BUZZER_ONE = 2,
+    BUZZER_TWO = 3,
+    BUZZER_THREE = 4,
+    BUZZER_ONE_TWO = 5
+};
 
 // One row per BUZZERTYPE: a length byte and up to four pattern bytes.
 extern const unsigned char BuzzerTypeStr[6][5];
 
 extern "C" {
 unsigned char marvo_disp(int fd, unsigned char *data, unsigned char len);
-unsigned char marvo_setdisp(int fd, unsigned char b1, unsigned char b2, unsigned char b3,
-                            unsigned char b4, unsigned char b5, unsigned char b6, unsigned char b7);
+unsigned char marvo_setdisp(int fd, unsigned char b1, unsigned char b2, unsigned char b3, unsigned char b4,
+                            unsigned char b5, unsigned char b6, unsigned char b7);
 unsigned char marvo_cleardisp(int fd);
 }
 

@@ -82,10 +82,9 @@ static_assert(sizeof CardAppKey == 17, "two 8-byte DES keys and the terminating 
 
 // DES permuted choices 1 and 2 (bit 1 is the most significant bit of the
 // key's first byte) and the left rotations of the 16 rounds.
-const unsigned char DesPc1[56] = {57, 49, 41, 33, 25, 17, 9,  1,  58, 50, 42, 34, 26, 18,
-                                  10, 2,  59, 51, 43, 35, 27, 19, 11, 3,  60, 52, 44, 36,
-                                  63, 55, 47, 39, 31, 23, 15, 7,  62, 54, 46, 38, 30, 22,
-                                  14, 6,  61, 53, 45, 37, 29, 21, 13, 5,  28, 20, 12, 4};
+const unsigned char DesPc1[56] = {57, 49, 41, 33, 25, 17, 9,  1,  58, 50, 42, 34, 26, 18, 10, 2,  59, 51, 43,
+                                  35, 27, 19, 11, 3,  60, 52, 44, 36, 63, 55, 47, 39, 31, 23, 15, 7,  62, 54,
+                                  46, 38, 30, 22, 14, 6,  61, 53, 45, 37, 29, 21, 13, 5,  28, 20, 12, 4};
 const unsigned char DesPc2[48] = {14, 17, 11, 24, 1,  5,  3,  28, 15, 6,  21, 10, 23, 19, 12, 4,
                                   26, 8,  16, 7,  27, 20, 13, 2,  41, 52, 31, 37, 47, 55, 30, 40,
                                   51, 45, 33, 48, 44, 49, 39, 56, 34, 53, 46, 42, 50, 36, 29, 32};
@@ -261,8 +260,7 @@ unsigned char mifs_close(int fd)
     return command(fd, '?');
 }
 
-unsigned char mifs_value(int fd, unsigned char mode, unsigned char block, uint32_t value,
-                         unsigned char transBlock)
+unsigned char mifs_value(int fd, unsigned char mode, unsigned char block, uint32_t value, unsigned char transBlock)
 {
     unsigned char data[7];
     data[0] = mode;

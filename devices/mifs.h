@@ -79,8 +79,7 @@ unsigned char mifs_read_E2(int fd, unsigned char addr, unsigned char len, unsign
 // MIFS_STATUS_NOT_SENT, as the length byte could not describe them.
 unsigned char mifs_write_E2(int fd, unsigned char addr, unsigned char len, const unsigned char *data);
 unsigned char mifs_close(int fd);
-unsigned char mifs_value(int fd, unsigned char mode, unsigned char block, uint32_t value,
-                         unsigned char transBlock);
+unsigned char mifs_value(int fd, unsigned char mode, unsigned char block, uint32_t value, unsigned char transBlock);
 unsigned char mifs_Anticoll2(int fd, unsigned char p1, unsigned char p2, unsigned char *reply);
 unsigned char mifs_Authentication2(int fd, unsigned char p1, unsigned char p2, unsigned char p3);
 unsigned char mifs_Authentication3(int fd, unsigned char mode, unsigned char sector, const unsigned char *key);

@@ -4,8 +4,7 @@
 
 #include <QDebug>
 
-GPRSThread::GPRSThread(QObject *parent)
-    : DeviceThread(parent)
+GPRSThread::GPRSThread(QObject *parent) : DeviceThread(parent)
 {
     const QString text = QStringLiteral("GPRSThread created.");
     qDebug().noquote() << text;

@@ -20,13 +20,8 @@ const int HangupWaitMs = 5000;
 }
 
 MModem::MModem(QObject *parent)
-    : QObject(parent)
-    , apn(QStringLiteral("internet"))
-    , dialNo(QStringLiteral("*99#"))
-    , pppProgram(QStringLiteral("pppd"))
-    , routeProgram(QStringLiteral("route"))
-    , pppProcess(this)
-    , writeLog(false)
+    : QObject(parent), apn(QStringLiteral("internet")), dialNo(QStringLiteral("*99#")),
+      pppProgram(QStringLiteral("pppd")), routeProgram(QStringLiteral("route")), pppProcess(this), writeLog(false)
 {
     USBSignal *usb = USBSignal::instance();
     connect(usb, &USBSignal::deviceAdd, this, &MModem::onDeviceAdd);

@@ -154,9 +154,9 @@ void MWiFi::runShell(const QString &command, bool withStatus, const QString &sho
 
 QString MWiFi::connectionState()
 {
-    const QString out = runCommand(QStringLiteral("wpa_cli"), {QStringLiteral("-i"), currentInterface,
-                                                               QStringLiteral("-p"), QString::fromLatin1(ControlFolder),
-                                                               QStringLiteral("status")},
+    const QString out = runCommand(QStringLiteral("wpa_cli"),
+                                   {QStringLiteral("-i"), currentInterface, QStringLiteral("-p"),
+                                    QString::fromLatin1(ControlFolder), QStringLiteral("status")},
                                    false);
     for (const QString &line : out.split(QLatin1Char('\n'))) {
         if (line.startsWith(QLatin1String("wpa_state=")))

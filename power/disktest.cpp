@@ -17,9 +17,7 @@ const QString FallbackDevice = QStringLiteral("/dev/sda1");
 const int SettleMs = 300;
 }
 
-DiskTest::DiskTest(QObject *parent)
-    : QObject(parent)
-    , onlySDCard(false)
+DiskTest::DiskTest(QObject *parent) : QObject(parent), onlySDCard(false)
 {
     qDebug() << "DiskTest: created.";
     USBSignal *usb = USBSignal::instance();

@@ -8,9 +8,9 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <vector>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 

@@ -11,7 +11,7 @@ bool SimKernelFiles::setCpuStat(SimTerminal &sim, quint32 user, quint32 nice, qu
     const quint32 ticks[8] = {user, nice, system, idle, iowait, irq, softirq, steal};
     // Ten columns since 2.6.33 (guest and guest_nice follow steal); the
     // aggregate line has two spaces after "cpu", the per-CPU lines one.
-    auto line = [](const QString &label, const quint32 (&t)[8]) {
+    auto line = [](const QString &label, const quint32(&t)[8]) {
         QString out = label;
         for (quint32 v : t)
             out += QLatin1Char(' ') + QString::number(v);

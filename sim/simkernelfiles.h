@@ -25,8 +25,8 @@ public:
     // The aggregate "cpu" line with these ticks and one line per CPU sharing
     // them out (the first CPU takes what does not divide evenly), followed by
     // the counters the kernel prints after them.
-    static bool setCpuStat(SimTerminal &sim, quint32 user, quint32 nice, quint32 system, quint32 idle,
-                           quint32 iowait, quint32 irq, quint32 softirq, quint32 steal, int cpus = 1);
+    static bool setCpuStat(SimTerminal &sim, quint32 user, quint32 nice, quint32 system, quint32 idle, quint32 iowait,
+                           quint32 irq, quint32 softirq, quint32 steal, int cpus = 1);
     // "<up> <idle>" with two decimals each, as the kernel prints them.
     static bool setUpTime(SimTerminal &sim, double upSeconds, double idleSeconds);
     // The boot command line, ended by a line feed.

@@ -27,10 +27,22 @@ SimPowerKey::SimPowerKey(SimTerminal::Board board)
 {
 }
 
-int SimPowerKey::pressPowerKey() { return sendKey(KEY_POWER, 1); }
-int SimPowerKey::releasePowerKey() { return sendKey(KEY_POWER, 0); }
-int SimPowerKey::pressSuspendKey() { return sendKey(KEY_SUSPEND, 1); }
-int SimPowerKey::releaseSuspendKey() { return sendKey(KEY_SUSPEND, 0); }
+int SimPowerKey::pressPowerKey()
+{
+    return sendKey(KEY_POWER, 1);
+}
+int SimPowerKey::releasePowerKey()
+{
+    return sendKey(KEY_POWER, 0);
+}
+int SimPowerKey::pressSuspendKey()
+{
+    return sendKey(KEY_SUSPEND, 1);
+}
+int SimPowerKey::releaseSuspendKey()
+{
+    return sendKey(KEY_SUSPEND, 0);
+}
 
 int SimPowerKey::sendKey(int code, int value)
 {

@@ -81,10 +81,9 @@ bool installFilter()
     sock_fprog program = {static_cast<unsigned short>(sizeof filter / sizeof filter[0]), filter};
 
     // Without CAP_SYS_ADMIN the kernel wants the no-new-privileges bit first.
-    int fd = seccompSyscall(SECCOMP_SET_MODE_FILTER,
-                            SECCOMP_FILTER_FLAG_NEW_LISTENER | SECCOMP_FILTER_FLAG_TSYNC
-                                | SECCOMP_FILTER_FLAG_TSYNC_ESRCH,
-                            &program);
+    int fd = seccompSyscall(
+        SECCOMP_SET_MODE_FILTER,
+        SECCOMP_FILTER_FLAG_NEW_LISTENER | SECCOMP_FILTER_FLAG_TSYNC | SECCOMP_FILTER_FLAG_TSYNC_ESRCH, &program);
     if (fd < 0 && (errno == EACCES || errno == EPERM)) {
         if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0)
             fd = seccompSyscall(SECCOMP_SET_MODE_FILTER,

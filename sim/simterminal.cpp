@@ -35,8 +35,7 @@ QString rootTemplate()
 }
 } // namespace
 
-SimTerminal::SimTerminal()
-    : m_dir(rootTemplate())
+SimTerminal::SimTerminal() : m_dir(rootTemplate())
 {
     m_valid = m_dir.isValid();
     m_root = m_valid ? QFileInfo(m_dir.path()).canonicalFilePath() : QString();

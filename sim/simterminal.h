@@ -73,8 +73,7 @@ public:
     bool makeDir(const QString &logicalPath);
 
     // Adds a model, places its node and returns it (the terminal owns it).
-    template <class T, class... Args>
-    T *add(Args &&...args)
+    template <class T, class... Args> T *add(Args &&...args)
     {
         auto *device = new T(std::forward<Args>(args)...);
         attach(device);
@@ -82,8 +81,7 @@ public:
     }
 
     // The first model of type T, or nullptr.
-    template <class T>
-    T *find() const
+    template <class T> T *find() const
     {
         QMutexLocker lock(&m_mutex);
         for (const auto &d : m_devices)
@@ -188,8 +186,8 @@ public:
     // What a person or a script does to the terminal (simcontrol.h), made on
     // first use.
     SimControl *control();
-    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags,
-                    const void *data, int *result) override;
+    bool serveMount(const char *source, const char *target, const char *fsType, unsigned long flags, const void *data,
+                    int *result) override;
     bool serveUmount(const char *target, int *result) override;
     bool serveUeventSocket(int *result) override;
 

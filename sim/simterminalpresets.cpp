@@ -10,14 +10,14 @@
 #include "simcustomerdisplay.h"
 #include "simibutton.h"
 #include "simkernelfiles.h"
-#include "simrequests.h"
 #include "simmagreader.h"
 #include "simnetwork.h"
 #include "simperipheralpower.h"
 #include "simpowerkey.h"
 #include "simpowerstate.h"
-#include "simprinter.h"
 #include "simpowersupply.h"
+#include "simprinter.h"
+#include "simrequests.h"
 #include "simrfidreader.h"
 #include "simsamba.h"
 #include "simserialline.h"
@@ -66,8 +66,8 @@ void SimTerminal::addPreset(Board board)
     // the program finds them on the PATH inside the root (MSystemRoot::program)
     // and they answer for the simulated bench, whose host and time server
     // reply.
-    for (const char *program : {"/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh", "/bin/ping",
-                                "/bin/ntpclient", "/bin/hwclock"}) {
+    for (const char *program :
+         {"/sbin/reboot", "/sbin/poweroff", "/usr/bin/v3_poweroff.sh", "/bin/ping", "/bin/ntpclient", "/bin/hwclock"}) {
         const QString logical = QString::fromLatin1(program);
         makeDir(logical.section(QLatin1Char('/'), 0, -2));
         QFile::link(standins + QLatin1Char('/') + logical.section(QLatin1Char('/'), -1), hostPath(logical));
@@ -98,8 +98,8 @@ void SimTerminal::addPreset(Board board)
                             "# The wired ethernet interface\nauto eth0\niface eth0 inet static\n"
                             " address 192.168.1.50\n netmask 255.255.255.0\n gateway 192.168.1.1\n\n";
     if (a9) {
-        SimNetwork::addInterface(*this, {QStringLiteral("wlan0"), QStringLiteral("00:1A:2B:3C:4D:5F"),
-                                         QString(), QString()});
+        SimNetwork::addInterface(*this,
+                                 {QStringLiteral("wlan0"), QStringLiteral("00:1A:2B:3C:4D:5F"), QString(), QString()});
         interfaces += "# The wireless ethernet interface\nauto wlan0\niface wlan0 inet dhcp\n\n";
         SimWifi::writeSupplicantConfig(*this);
         const struct

@@ -20,7 +20,7 @@ struct SimUevent
 {
     using Field = QPair<QByteArray, QByteArray>;
 
-    QByteArray action;  // add, remove, change, bind, unbind, ...
+    QByteArray action; // add, remove, change, bind, unbind, ...
     QByteArray devpath; // below /sys, starting with /devices
     QByteArray subsystem;
     QList<Field> fields; // between SUBSYSTEM and SEQNUM, in the kernel's order

@@ -63,10 +63,8 @@ void MScreenFunction::setScreenBackground(QColor color)
     if (!screen)
         return;
     if (!screenBackground) {
-        screenBackground = new QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint
-                                                    | Qt::WindowStaysOnBottomHint
-                                                    | Qt::WindowDoesNotAcceptFocus
-                                                    | Qt::WindowTransparentForInput);
+        screenBackground = new QWidget(nullptr, Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnBottomHint
+                                                    | Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput);
         screenBackground->setObjectName(QStringLiteral("screenBackground"));
         screenBackground->setAttribute(Qt::WA_ShowWithoutActivating);
         screenBackground->setAutoFillBackground(true);

@@ -6,7 +6,8 @@
 #include "powerfunction.h"
 #include "uiresources.h"
 
-SystemMenuDialog::SystemMenuDialog(QWidget *parent) : QDialog(parent), ui((UiResources::init(), new Ui::SystemMenuDialog))
+SystemMenuDialog::SystemMenuDialog(QWidget *parent)
+    : QDialog(parent), ui((UiResources::init(), new Ui::SystemMenuDialog))
 {
     ui->setupUi(this);
     setWindowFlags(windowFlags() | Qt::FramelessWindowHint);
@@ -22,18 +23,54 @@ SystemMenuDialog::~SystemMenuDialog()
     delete ui;
 }
 
-void SystemMenuDialog::on_butCancel_clicked() { done(Cancel); }
-void SystemMenuDialog::pressReboot() { done(Reboot); }
-void SystemMenuDialog::pressPowerDown() { done(PowerDown); }
-void SystemMenuDialog::pressExit() { done(Exit); }
-void SystemMenuDialog::on_butRunKOVAKas_clicked() { done(RunKOVAKas); }
-void SystemMenuDialog::pressCalibrate() { done(Calibrate); }
-void SystemMenuDialog::on_butRunSoftUpdate_clicked() { done(SoftUpdateLocal); }
-void SystemMenuDialog::on_butRunSoftUpdateFTP_clicked() { done(SoftUpdateFTP); }
-void SystemMenuDialog::on_butRunArchManager_clicked() { done(ArchManager); }
-void SystemMenuDialog::on_butRunShtrihTD_clicked() { done(ShtrihTD); }
-void SystemMenuDialog::on_butRunAtolTD_clicked() { done(AtolTD); }
-void SystemMenuDialog::on_butRunV3Sensor_clicked() { done(V3Sensor); }
+void SystemMenuDialog::on_butCancel_clicked()
+{
+    done(Cancel);
+}
+void SystemMenuDialog::pressReboot()
+{
+    done(Reboot);
+}
+void SystemMenuDialog::pressPowerDown()
+{
+    done(PowerDown);
+}
+void SystemMenuDialog::pressExit()
+{
+    done(Exit);
+}
+void SystemMenuDialog::on_butRunKOVAKas_clicked()
+{
+    done(RunKOVAKas);
+}
+void SystemMenuDialog::pressCalibrate()
+{
+    done(Calibrate);
+}
+void SystemMenuDialog::on_butRunSoftUpdate_clicked()
+{
+    done(SoftUpdateLocal);
+}
+void SystemMenuDialog::on_butRunSoftUpdateFTP_clicked()
+{
+    done(SoftUpdateFTP);
+}
+void SystemMenuDialog::on_butRunArchManager_clicked()
+{
+    done(ArchManager);
+}
+void SystemMenuDialog::on_butRunShtrihTD_clicked()
+{
+    done(ShtrihTD);
+}
+void SystemMenuDialog::on_butRunAtolTD_clicked()
+{
+    done(AtolTD);
+}
+void SystemMenuDialog::on_butRunV3Sensor_clicked()
+{
+    done(V3Sensor);
+}
 
 bool SystemMenuDialog::perform(int code, const std::function<void(const QString &)> &insertToLog)
 {

@@ -136,8 +136,8 @@ bool TouchScroller::eventFilter(QObject *watched, QEvent *event)
         d->syntheticPending = 2;
         QCoreApplication::postEvent(watched, new QMouseEvent(QEvent::MouseButtonPress, local, global, Qt::LeftButton,
                                                              Qt::LeftButton, Qt::NoModifier));
-        QCoreApplication::postEvent(watched, new QMouseEvent(QEvent::MouseButtonRelease, local, global,
-                                                             Qt::LeftButton, Qt::NoButton, Qt::NoModifier));
+        QCoreApplication::postEvent(watched, new QMouseEvent(QEvent::MouseButtonRelease, local, global, Qt::LeftButton,
+                                                             Qt::NoButton, Qt::NoModifier));
     }
     return true;
 }

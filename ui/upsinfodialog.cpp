@@ -3,8 +3,7 @@
 
 #include "upsfunction.h"
 
-upsinfodialog::upsinfodialog(UPSFunction *ups, QWidget *parent)
-    : QDialog(parent), ui(new Ui::upsinfodialog), m_ups(ups)
+upsinfodialog::upsinfodialog(UPSFunction *ups, QWidget *parent) : QDialog(parent), ui(new Ui::upsinfodialog), m_ups(ups)
 {
     ui->setupUi(this);
     if (m_ups)

@@ -32,8 +32,7 @@
 
 enum class Start { Yes, No };
 
-template <class Worker>
-class WorkerSwitch
+template <class Worker> class WorkerSwitch
 {
 public:
     using Wire = std::function<void(Worker *)>;

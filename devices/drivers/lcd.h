@@ -32,11 +32,11 @@ enum {
     VFD_ESC = 0x1B,
     VFD_US = 0x1F,
     VFD_CLEAR_SCREEN = 0x0C,
-    VFD_INITIALISE = '@',    // ESC @
+    VFD_INITIALISE = '@', // ESC @
     VFD_CHARACTER_SET = 'R', // ESC R n
-    VFD_SET_MODE = '@',      // US @
+    VFD_SET_MODE = '@', // US @
     VFD_REVERSE_VIDEO = 'r', // US r n, n = 0 normal, 1 reverse
-    VFD_CONTRAST = 'X',      // US X n
+    VFD_CONTRAST = 'X', // US X n
     // A character cell of the panel, in dots.
     VFD_CHAR_WIDTH_DOTS = 8,
     VFD_CHAR_HEIGHT_DOTS = 16,

@@ -15,7 +15,7 @@ enum { UPS_RECORD_SIZE = 44, UPS_CHECK_GROUP_SIZE = 5 };
 
 struct UpsRecord
 {
-    uint32_t mainsOff;    // zero while mains power is present
+    uint32_t mainsOff; // zero while mains power is present
     uint32_t reserved0;
     uint32_t discharging; // non-zero while the pack is discharging
     uint8_t check[UPS_CHECK_GROUP_SIZE]; // start, state, voltage high, voltage low, check

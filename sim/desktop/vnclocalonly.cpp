@@ -35,10 +35,7 @@ bool isVnc(const QByteArray &platform)
 
 } // namespace
 
-VncLocalOnly::VncLocalOnly(const char *what)
-    : m_what(what)
-{
-}
+VncLocalOnly::VncLocalOnly(const char *what) : m_what(what) {}
 
 VncLocalOnly::~VncLocalOnly()
 {

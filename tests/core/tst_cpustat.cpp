@@ -16,7 +16,14 @@ namespace {
 QByteArray statFile(const Counters &c)
 {
     const QByteArray counters = QStringLiteral("%1 %2 %3 %4 %5 %6 %7 %8 0 0")
-                                    .arg(c[0]).arg(c[1]).arg(c[2]).arg(c[3]).arg(c[4]).arg(c[5]).arg(c[6]).arg(c[7])
+                                    .arg(c[0])
+                                    .arg(c[1])
+                                    .arg(c[2])
+                                    .arg(c[3])
+                                    .arg(c[4])
+                                    .arg(c[5])
+                                    .arg(c[6])
+                                    .arg(c[7])
                                     .toLatin1();
     return "cpu  " + counters + "\ncpu0 " + counters + "\nintr 0\nctxt 0\n";
 }
@@ -42,8 +49,8 @@ private slots:
         // A long-running terminal: 100 x ticks no longer fits 32 bits.
         QTest::newRow("large counters") << QByteArray("cpu  3000000000 0 0 1000000000 0 0 0 0\n") << 75;
         // Every field fits 32 bits, their sum does not.
-        QTest::newRow("sum past 32 bits") << QByteArray("cpu  500000000 0 300000000 4000000000 1000000 0 50000 0 0 0\n")
-                                          << 16;
+        QTest::newRow("sum past 32 bits")
+            << QByteArray("cpu  500000000 0 300000000 4000000000 1000000 0 50000 0 0 0\n") << 16;
         QTest::newRow("no steal column") << QByteArray("cpu  30 0 30 40 0 0 0\ncpu0 1 1 1 1\n") << 60;
         QTest::newRow("negative field") << QByteArray("cpu  10 10 -1000 900 0 0 0 0\n") << 0;
         QTest::newRow("field past 64 bits") << QByteArray("cpu  99999999999999999999 0 0 1 0 0 0 0\n") << 0;
@@ -95,7 +102,8 @@ private slots:
         QTest::newRow("one failed read") << QList<Counters>{a, {}, b, c} << Ints{0, 0, 50};
         QTest::newRow("first read failed") << QList<Counters>{{}, a, b} << Ints{0, 50};
         // 32-bit counters of a terminal that ran for months pass over the top.
-        QTest::newRow("counters wrap") << QList<Counters>{{0xFFFFFF9Cu, 0, 0, 0, 0, 0, 0, 0}, {100, 0, 0, 200, 0, 0, 0, 0}}
+        QTest::newRow("counters wrap") << QList<Counters>{{0xFFFFFF9Cu, 0, 0, 0, 0, 0, 0, 0},
+                                                          {100, 0, 0, 200, 0, 0, 0, 0}}
                                        << Ints{50};
         // The kernel's own counters are 64-bit and pass 32 bits without wrapping.
         QTest::newRow("counters pass 32 bits")
@@ -103,8 +111,8 @@ private slots:
         // A counter that goes back (a reset, a damaged file) counts nothing:
         // never a share over 100 or below 0.
         QTest::newRow("counter goes back") << QList<Counters>{a, {50, 0, 100, 900, 0, 0, 0, 0}} << Ints{0};
-        QTest::newRow("iowait goes back") << QList<Counters>{{0, 0, 0, 0, 1000, 0, 0, 0}, {50, 0, 0, 50, 0, 0, 0, 0}}
-                                          << Ints{50};
+        QTest::newRow("iowait goes back")
+            << QList<Counters>{{0, 0, 0, 0, 1000, 0, 0, 0}, {50, 0, 0, 50, 0, 0, 0, 0}} << Ints{50};
     }
     void unreadablePeriods()
     {
@@ -146,8 +154,7 @@ private slots:
         // whatever stands there.
         QTest::newRow("one decimal") << QByteArray("123.4 2.00") << true << 2.0 << L{12, 0, 0, 0, 12};
         for (const char *bad : {"12.34\n", "12.34  5.67\n", "1.5 2.00", "12.34 idle"})
-            QTest::addRow("bad: '%s'", QByteArray(bad).trimmed().constData()) << QByteArray(bad) << false << 0.0
-                                                                              << L{};
+            QTest::addRow("bad: '%s'", QByteArray(bad).trimmed().constData()) << QByteArray(bad) << false << 0.0 << L{};
         QTest::newRow("no file") << QByteArray() << false << 0.0 << L{};
     }
     void upTime()

@@ -113,12 +113,18 @@ private slots:
         QCOMPARE(l.value(15), QStringLiteral("Time run:           15.11.2026 09:05:08.003"));
         const QString arg0 = QCoreApplication::arguments().at(0);
         const auto header = [&](const QString &timeRunLine) {
-            return QStringList{QString(), Stars, timeRunLine,
+            return QStringList{QString(),
+                               Stars,
+                               timeRunLine,
                                "Application:        " + QFileInfo(arg0).completeBaseName(),
                                QStringLiteral("Version:            9.8.7 build %1 (Release)").arg(PROJECT_SVN_REVISION),
                                "Compile date/time:  " + PROJECT_COMPILE_DATE + ' ' + PROJECT_COMPILE_TIME,
-                               "QT version:         4.8.7", "Path/File name:     " + arg0,
-                               "Computer:           bench-7", "User:               operator", Stars, "Events:"};
+                               "QT version:         4.8.7",
+                               "Path/File name:     " + arg0,
+                               "Computer:           bench-7",
+                               "User:               operator",
+                               Stars,
+                               "Events:"};
         };
         QCOMPARE(l, (header(l.value(2)) << "1: {2} first line" << header(l.value(15)) << "2: {2} second line"));
 

@@ -1,8 +1,8 @@
 #include "devicethread.h"
 #include "workerprobe.h"
 
-#include <QtTest>
 #include <QWidget>
+#include <QtTest>
 
 #include <atomic>
 #include <thread>
@@ -96,12 +96,11 @@ private slots:
         const int none = -1, whileRunning = WorkerProbe::StopWhileRunning, first = WorkerProbe::StopBeforeStart;
         QTest::newRow("pause runs its time") << int(TestWorker::Pause) << 50 << none << 0 << 1 << 50;
         QTest::newRow("pause cut short by the stop") << int(TestWorker::Pause) << 60000 << whileRunning << 0 << 0 << 0;
-        QTest::newRow("pause after a stop before the start") << int(TestWorker::Pause) << 60000 << first << 0 << 0
-                                                             << 0;
+        QTest::newRow("pause after a stop before the start") << int(TestWorker::Pause) << 60000 << first << 0 << 0 << 0;
         QTest::newRow("device times out") << int(TestWorker::Readable) << 50 << none << 0 << 0 << 50;
         QTest::newRow("device readable") << int(TestWorker::Readable) << 60000 << none << 2 << 1 << 0;
-        QTest::newRow("device wait cut short by the stop") << int(TestWorker::Readable) << 60000 << whileRunning << 0
-                                                           << 0 << 0;
+        QTest::newRow("device wait cut short by the stop")
+            << int(TestWorker::Readable) << 60000 << whileRunning << 0 << 0 << 0;
         // What already arrived is still read when the stop comes with it.
         QTest::newRow("device readable at the stop") << int(TestWorker::Readable) << 60000 << first << 1 << 1 << 0;
     }
@@ -130,7 +129,8 @@ private slots:
         QTEST(int(outcome.result), "result");
         QFETCH(int, atLeastMs);
         QVERIFY2(outcome.tookMs >= atLeastMs, qPrintable(QString::number(outcome.tookMs)));
-        QTRY_COMPARE(probe.events, QStringList() << "open" << "closed");
+        QTRY_COMPARE(probe.events, QStringList() << "open"
+                                                 << "closed");
     }
 
     void parentDestroyed_data()
@@ -174,7 +174,8 @@ private slots:
         if (wait == TestWorker::BlockingRead)
             release();
         QVERIFY(probe.waitEnded());
-        QTRY_COMPARE(probe.events, QStringList() << "open" << "closed");
+        QTRY_COMPARE(probe.events, QStringList() << "open"
+                                                 << "closed");
         QTRY_VERIFY(probe.logLines.contains("TestWorker: TestWorker shutdown start."));
     }
 };

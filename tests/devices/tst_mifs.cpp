@@ -14,7 +14,7 @@ Q_DECLARE_METATYPE(MifsCall)
 
 namespace {
 const QByteArray Uid("\x00\x0A\x1B\x2C", 4); // the card on the reader
-const QByteArray Atqa("\x04\x00", 2);        // the reader's answer to a request: a 1K card
+const QByteArray Atqa("\x04\x00", 2); // the reader's answer to a request: a 1K card
 
 const unsigned char *u(const QByteArray &b)
 {
@@ -74,7 +74,9 @@ private slots:
         QTest::newRow("1 byte, reply") << CALL(mifs_request(fd, 0x26, reply)) << '\0' << 0 << 0 << "A(26)" << Atqa;
         // 32-bit values least significant byte first.
         QTest::newRow("value") << CALL(mifs_value(fd, 0xC1, 5, 0x01020304u, 6)) << '\0' << 0 << unknown
-                               << "p(c10504030201" "06)" << none;
+                               << "p(c10504030201"
+                                  "06)"
+                               << none;
         QTest::newRow("longest write") << CALL(mifs_write_E2(fd, 0, 253, u(QByteArray(253, 'w')))) << '\0' << 0
                                        << unknown << QString("b(00fd" + longest.toHex() + ")") << none;
         // The length byte could not describe a longer write: nothing is sent.
@@ -98,8 +100,8 @@ private slots:
         QTest::newRow("read: select fails") << readNo << 'C' << 9 << 9 << read << number;
         // The wake-up request (mode 82) with the plain anticollision; 1 for any failed step.
         QTest::newRow("wake") << CALL(RfidCardRequest(fd)) << '\0' << 0 << 0 << "R() A(52) B(00) C(000a1b2c)" << none;
-        QTest::newRow("wake: anticollision fails") << CALL(RfidCardRequest(fd)) << 'B' << 9 << 1 << "R() A(52) B(00)"
-                                                   << none;
+        QTest::newRow("wake: anticollision fails")
+            << CALL(RfidCardRequest(fd)) << 'B' << 9 << 1 << "R() A(52) B(00)" << none;
     }
 
     void command()
@@ -134,13 +136,16 @@ private slots:
         QTest::addColumn<QString>("statuses");
         QTest::addColumn<int>("state");
         using R = SimRfidReader;
-        QTest::newRow("ISO request codes") << "A26 q C E A26 A52" << "0 0 0 0 1 0" << int(R::Ready);
-        QTest::newRow("halted: only the wake-up finds it") << "A1 q C E A0 A1 q C" << "0 0 0 0 1 0 0 0"
-                                                          << int(R::Active);
-        QTest::newRow("woken from halt, drops back to halt") << "A1 q C E A1 A1 A0" << "0 0 0 0 0 1 1"
-                                                            << int(R::Halt);
-        QTest::newRow("field reset wakes a halted card") << "A1 q C E R A0" << "0 0 0 0 0 0" << int(R::Ready);
-        QTest::newRow("anticollision and select only when ready") << "q C A0 Cx C" << "1 1 0 8 0" << int(R::Active);
+        QTest::newRow("ISO request codes") << "A26 q C E A26 A52"
+                                           << "0 0 0 0 1 0" << int(R::Ready);
+        QTest::newRow("halted: only the wake-up finds it") << "A1 q C E A0 A1 q C"
+                                                           << "0 0 0 0 1 0 0 0" << int(R::Active);
+        QTest::newRow("woken from halt, drops back to halt") << "A1 q C E A1 A1 A0"
+                                                             << "0 0 0 0 0 1 1" << int(R::Halt);
+        QTest::newRow("field reset wakes a halted card") << "A1 q C E R A0"
+                                                         << "0 0 0 0 0 0" << int(R::Ready);
+        QTest::newRow("anticollision and select only when ready") << "q C A0 Cx C"
+                                                                  << "1 1 0 8 0" << int(R::Active);
     }
     void cardStates()
     {

@@ -97,22 +97,27 @@ void TestPowerThread::keys_data()
     QTest::addColumn<QStringList>("messages");
     const QString power = QStringLiteral("PowerThread: Power key pressed. Code: %1");
     const QString suspend = QStringLiteral("PowerThread: Suspend key pressed.");
-    QTest::newRow("power key pressed and released")
-        << Send([](SimPowerKey *k) { k->pressPowerKey(); k->releasePowerKey(); }) << QList<int>{1, 0}
-        << QStringList{power.arg(1), power.arg(0)};
-    QTest::newRow("power key held: auto-repeat")
-        << Send([](SimPowerKey *k) { k->pressPowerKey(); k->sendKey(KEY_POWER, 2); }) << QList<int>{1, 2}
-        << QStringList{power.arg(1), power.arg(2)};
+    QTest::newRow("power key pressed and released") << Send([](SimPowerKey *k) {
+        k->pressPowerKey();
+        k->releasePowerKey();
+    }) << QList<int>{1, 0} << QStringList{power.arg(1), power.arg(0)};
+    QTest::newRow("power key held: auto-repeat") << Send([](SimPowerKey *k) {
+        k->pressPowerKey();
+        k->sendKey(KEY_POWER, 2);
+    }) << QList<int>{1, 2} << QStringList{power.arg(1), power.arg(2)};
     // The suspend key is reported once, on release; other keys not at all.
-    QTest::newRow("suspend key pressed, released, pressed")
-        << Send([](SimPowerKey *k) {
-               k->pressSuspendKey(); k->sendKey(KEY_SUSPEND, 2); k->releaseSuspendKey();
-               k->pressSuspendKey(); k->pressPowerKey();
-           })
-        << QList<int>{1} << QStringList{suspend, power.arg(1)};
-    QTest::newRow("other key, then power")
-        << Send([](SimPowerKey *k) { k->sendKey(KEY_ESC, 1); k->sendKey(KEY_ESC, 0); k->pressPowerKey(); })
-        << QList<int>{1} << QStringList{power.arg(1)};
+    QTest::newRow("suspend key pressed, released, pressed") << Send([](SimPowerKey *k) {
+        k->pressSuspendKey();
+        k->sendKey(KEY_SUSPEND, 2);
+        k->releaseSuspendKey();
+        k->pressSuspendKey();
+        k->pressPowerKey();
+    }) << QList<int>{1} << QStringList{suspend, power.arg(1)};
+    QTest::newRow("other key, then power") << Send([](SimPowerKey *k) {
+        k->sendKey(KEY_ESC, 1);
+        k->sendKey(KEY_ESC, 0);
+        k->pressPowerKey();
+    }) << QList<int>{1} << QStringList{power.arg(1)};
 }
 
 void TestPowerThread::keys()

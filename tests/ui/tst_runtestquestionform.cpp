@@ -149,11 +149,21 @@ void TestRunTestQuestionForm::formTexts_data()
     QTest::addColumn<QString>("form");
     QTest::addColumn<QString>("object");
     QTest::addColumn<QString>("text");
-    QTest::newRow("auto") << "question" << "butAutoTest" << "Auto test";
-    QTest::newRow("manual") << "question" << "butManualTest" << "Manual test";
-    QTest::newRow("time to start") << "question" << "labTimeToStart" << "Time to start:";
-    QTest::newRow("colour test title") << "colour" << "" << "Dialog";
-    QTest::newRow("colour test label cleared") << "colour" << "label" << "";
+    QTest::newRow("auto") << "question"
+                          << "butAutoTest"
+                          << "Auto test";
+    QTest::newRow("manual") << "question"
+                            << "butManualTest"
+                            << "Manual test";
+    QTest::newRow("time to start") << "question"
+                                   << "labTimeToStart"
+                                   << "Time to start:";
+    QTest::newRow("colour test title") << "colour"
+                                       << ""
+                                       << "Dialog";
+    QTest::newRow("colour test label cleared") << "colour"
+                                               << "label"
+                                               << "";
 }
 
 void TestRunTestQuestionForm::formTexts()

@@ -86,19 +86,18 @@ void TestSystemMenuDialog::buttonsGiveTheirCodes_data()
     QTest::addColumn<QString>("button");
     QTest::addColumn<int>("code");
     QTest::addColumn<QString>("text");
-    const char *const buttons[][2] = {
-        {"butCancel", "Отмена"},
-        {"butReboot", "Перезагрузить"},
-        {"butPowerDown", "Выключить"},
-        {"butExit", "Выход"},
-        {"butRunKOVAKas", "Выполнить \"KOVAKas\""},
-        {"butCalibrate", "Калибровка экрана"},
-        {"butRunSoftUpdate", "Обновление МО - local"},
-        {"butRunSoftUpdateFTP", "ОбновлениеМО - FTP"},
-        {"butRunArchManager", "Запуск ArchManager"},
-        {"butRunShtrihTD", "Запуск ShtrihTD"},
-        {"butRunAtolTD", "Запуск AtolTD"},
-        {"butRunV3Sensor", "Запуск V3Sensor"}};
+    const char *const buttons[][2] = {{"butCancel", "Отмена"},
+                                      {"butReboot", "Перезагрузить"},
+                                      {"butPowerDown", "Выключить"},
+                                      {"butExit", "Выход"},
+                                      {"butRunKOVAKas", "Выполнить \"KOVAKas\""},
+                                      {"butCalibrate", "Калибровка экрана"},
+                                      {"butRunSoftUpdate", "Обновление МО - local"},
+                                      {"butRunSoftUpdateFTP", "ОбновлениеМО - FTP"},
+                                      {"butRunArchManager", "Запуск ArchManager"},
+                                      {"butRunShtrihTD", "Запуск ShtrihTD"},
+                                      {"butRunAtolTD", "Запуск AtolTD"},
+                                      {"butRunV3Sensor", "Запуск V3Sensor"}};
     for (int code = 0; code < 12; ++code)
         QTest::newRow(buttons[code][0]) << QString::fromLatin1(buttons[code][0]) << code
                                         << QString::fromUtf8(buttons[code][1]);

@@ -43,9 +43,8 @@ struct ColourTest
     }
 };
 
-const QList<QColor> Cycle{QColor(0, 0, 255),   QColor(0, 255, 0),   QColor(255, 0, 0),
-                          QColor(255, 255, 0), QColor(255, 0, 255), QColor(0, 255, 255),
-                          QColor(0, 0, 0),     QColor(255, 255, 255)};
+const QList<QColor> Cycle{QColor(0, 0, 255),   QColor(0, 255, 0),   QColor(255, 0, 0), QColor(255, 255, 0),
+                          QColor(255, 0, 255), QColor(0, 255, 255), QColor(0, 0, 0),   QColor(255, 255, 255)};
 
 } // namespace
 

@@ -38,13 +38,13 @@ private slots:
     {
         QTest::addColumn<bool>("packIn");
         QTest::addColumn<bool>("mains");
-        QTest::addColumn<QStringList>("values"); // present, name, state, health, technology, voltage, capacity, design, AC
-        QTest::newRow("pack in, mains on") << true << true
-                                           << QStringList{"Present", "Battery", "Charging", "Good", "Li-ion",
-                                                          "4.01234", "37", "2200000", "AC power on"};
-        QTest::newRow("pack out, mains off") << false << false
-                                             << QStringList{"Not present", "Battery", "", "", "", "0", "0", "0",
-                                                            "AC power off"};
+        QTest::addColumn<QStringList>(
+            "values"); // present, name, state, health, technology, voltage, capacity, design, AC
+        QTest::newRow("pack in, mains on")
+            << true << true << QStringList{"Present", "Battery", "Charging", "Good",       "Li-ion",
+                                           "4.01234", "37",      "2200000",  "AC power on"};
+        QTest::newRow("pack out, mains off")
+            << false << false << QStringList{"Not present", "Battery", "", "", "", "0", "0", "0", "AC power off"};
     }
 
     void texts()
@@ -61,16 +61,16 @@ private slots:
         QVERIFY(passes.wait(10000));
         upsinfodialog dialog(&ups, nullptr);
         QCOMPARE(dialog.windowTitle(), QStringLiteral("UPS information"));
-        const char *captions[] = {"captionPresent", "captionName", "captionState", "captionHealth",
-                                  "captionTechnology", "captionAc"};
+        const char *captions[] = {"captionPresent", "captionName",       "captionState",
+                                  "captionHealth",  "captionTechnology", "captionAc"};
         QCOMPARE(QStringList({text(&dialog, captions[0]), text(&dialog, captions[1]), text(&dialog, captions[2]),
                               text(&dialog, captions[3]), text(&dialog, captions[4]), text(&dialog, captions[5])}),
-                 QStringList({"Power source present", "Power source name", "Power source state",
-                              "Power source health", "Power source technology", "AC power source"}));
-        const QStringList got{text(&dialog, "labelPresent"), text(&dialog, "labelName"), text(&dialog, "labelState"),
-                              text(&dialog, "labelHealth"), text(&dialog, "labelTechnology"),
-                              text(&dialog, "labelVoltage"), text(&dialog, "labelCapacity"),
-                              text(&dialog, "labelDesignCapacity"), text(&dialog, "labelAc")};
+                 QStringList({"Power source present", "Power source name", "Power source state", "Power source health",
+                              "Power source technology", "AC power source"}));
+        const QStringList got{
+            text(&dialog, "labelPresent"),  text(&dialog, "labelName"),           text(&dialog, "labelState"),
+            text(&dialog, "labelHealth"),   text(&dialog, "labelTechnology"),     text(&dialog, "labelVoltage"),
+            text(&dialog, "labelCapacity"), text(&dialog, "labelDesignCapacity"), text(&dialog, "labelAc")};
         QCOMPARE(got, values);
         auto *bar = dialog.findChild<QProgressBar *>("progressBatteryLevel");
         QVERIFY(bar);

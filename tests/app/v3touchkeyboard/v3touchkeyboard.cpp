@@ -18,7 +18,7 @@ public:
     {
         // The factory hands over the key as the loader keeps it, in lower case.
         return key.compare(QLatin1String("V3TouchKeyboard"), Qt::CaseInsensitive) == 0 ? new V3TouchKeyboardContext
-                                                                                    : nullptr;
+                                                                                       : nullptr;
     }
 };
 

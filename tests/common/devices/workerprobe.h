@@ -30,8 +30,9 @@ public:
 
     WorkerProbe()
     {
-        connect(MLogSystem::instance(), qOverload<const QString &>(&MLogSystem::stringWrited), this,
-                [this](const QString &line) { logLines << line; }, Qt::QueuedConnection);
+        connect(
+            MLogSystem::instance(), qOverload<const QString &>(&MLogSystem::stringWrited), this,
+            [this](const QString &line) { logLines << line; }, Qt::QueuedConnection);
     }
     // A worker still running is stopped and, if it ends in time, deleted.
     ~WorkerProbe() override
@@ -43,8 +44,7 @@ public:
 
     // Creates the worker (with a parent the probe owns if `withParent`) and
     // records its message lines and, if given, its data signal.
-    template <class Worker>
-    Worker *create(void (Worker::*dataSignal)(QStringList) = nullptr, bool withParent = false)
+    template <class Worker> Worker *create(void (Worker::*dataSignal)(QStringList) = nullptr, bool withParent = false)
     {
         if (withParent)
             parent = new QObject;
@@ -71,7 +71,8 @@ public:
     // wait for `inLoop`. True when the worker is gone at the end: it ended
     // and deleted itself, or (parent destroyed) it had ended and was deleted
     // with its parent by the time the parent's deletion returned.
-    bool startAndStop(Stop how, const std::function<bool()> &inLoop = [] { return true; })
+    bool startAndStop(
+        Stop how, const std::function<bool()> &inLoop = [] { return true; })
     {
         if (how == StopBeforeStart)
             worker->exitThread();
