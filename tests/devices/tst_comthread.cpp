@@ -139,7 +139,8 @@ private slots:
             QCOMPARE(chunk.left(COMThread::PatternSize), ascending());
             QCOMPARE(chunk.mid(COMThread::PatternSize, COMThread::PatternSize), descending);
         }
-        QCOMPARE(b.line->closes(), 6);
+        // The line sees the last close on its own thread.
+        QTRY_COMPARE(b.line->closes(), 6);
         QCOMPARE(b.line->overruns(), 0);
         QCOMPARE(b.line->programFraming(), QStringLiteral("8N1"));
     }
