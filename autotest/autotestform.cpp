@@ -10,6 +10,7 @@
 #include "mscreenfunction.h"
 #include "mshell.h"
 #include "msystemroot.h"
+#include "mwait.h"
 #include "powerthread.h"
 #include "uiresources.h"
 #include "upsfunction.h"
@@ -18,6 +19,7 @@
 
 #include <QCoreApplication>
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QEventLoop>
 #include <QGuiApplication>
@@ -65,7 +67,8 @@ const int PrintLookMs = 50;
 
 bool waitForThread(QThread *thread)
 {
-    return thread->wait(ComStopMs);
+    return MWait::instance()->waitFor(MWait::Thread, ComStopMs,
+                                      [thread](int ms) { return thread->wait(QDeadlineTimer(ms)); });
 }
 
 // Until the print worker has printed its cycle and gone back to sleep (or

@@ -10,18 +10,97 @@
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <linux/loop.h>
+#include <memory>
+#include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
+
+// A garbled name on a served medium: a FIFO under the name, served by a
+// thread of its own for one write and one read back. The writer's bytes come
+// back with the lowest bit of each flipped.
+class Garbler
+{
+public:
+    explicit Garbler(const QString &path) : m_path(QFile::encodeName(path))
+    {
+        if (::mkfifo(m_path.constData(), 0666) == 0)
+            m_thread = std::thread([this] { serve(); });
+    }
+    ~Garbler()
+    {
+        if (!m_thread.joinable())
+            return;
+        m_stop = true;
+        // A partner that comes and goes at once wakes an open() that waits
+        // for one; the thread then sees the stop.
+        while (!m_done) {
+            const int fd = ::open(m_path.constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+            if (fd >= 0)
+                ::close(fd);
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        m_thread.join();
+        ::unlink(m_path.constData());
+    }
+    bool serving() const { return m_thread.joinable(); }
+
+private:
+    void serve()
+    {
+        // A reader gone early must not end the program with SIGPIPE.
+        sigset_t pipe;
+        sigemptyset(&pipe);
+        sigaddset(&pipe, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
+        QByteArray data;
+        int fd = ::open(m_path.constData(), O_RDONLY | O_CLOEXEC); // until the writer comes
+        if (fd >= 0) {
+            char buffer[4096];
+            ssize_t n;
+            while ((n = ::read(fd, buffer, sizeof buffer)) != 0) {
+                if (n > 0)
+                    data.append(buffer, int(n));
+                else if (errno != EINTR)
+                    break;
+            }
+            ::close(fd);
+            fd = m_stop ? -1 : ::open(m_path.constData(), O_WRONLY | O_CLOEXEC); // until the reader comes
+        }
+        if (fd >= 0) {
+            for (char &c : data)
+                c = char(c ^ 1);
+            for (qsizetype done = 0; !m_stop && done < data.size();) {
+                const ssize_t n = ::write(fd, data.constData() + done, size_t(data.size() - done));
+                if (n > 0)
+                    done += n;
+                else if (n < 0 && errno != EINTR)
+                    break;
+            }
+            ::close(fd);
+        }
+        m_done = true;
+    }
+
+    const QByteArray m_path;
+    std::atomic<bool> m_stop{false};
+    std::atomic<bool> m_done{false};
+    std::thread m_thread;
+};
 
 // Flags a removable medium may be mounted with; anything else (bind, move,
 // remount, propagation) is not for a card and could reach the machine.
@@ -342,7 +421,7 @@ QString SimStorage::insert(const QString &diskNode, const QString &partitionNode
     m.disk = diskNode;
     m.partition = partitionNode;
     m.what = medium;
-    const bool real = m_backing == Automatic && realMountsPossible(&why);
+    const bool real = m_backing == Automatic && medium.garbledFiles.isEmpty() && realMountsPossible(&why);
     QString nodeError;
     if (!medium.lostFiles.isEmpty()) {
         // The image with a null device under each lost name.
@@ -371,6 +450,14 @@ QString SimStorage::insert(const QString &diskNode, const QString &partitionNode
         m.folder = m_private.filePath(QStringLiteral("medium-%1").arg(m.id));
         if (!QDir().mkpath(m.folder) || (!m.what.image.isEmpty() && !copyTree(m.what.image, m.folder)))
             why = QStringLiteral("cannot copy %1 onto the medium").arg(medium.image);
+        auto garblers = std::make_shared<std::vector<std::unique_ptr<Garbler>>>();
+        for (const QString &name : medium.garbledFiles) {
+            QFile::remove(QDir(m.folder).filePath(name));
+            garblers->push_back(std::make_unique<Garbler>(QDir(m.folder).filePath(name)));
+            if (!garblers->back()->serving())
+                why = QStringLiteral("cannot make the garbled name %1").arg(name);
+        }
+        m.garblers = garblers;
     }
     if (!why.isEmpty()) {
         release(m);
@@ -430,6 +517,7 @@ bool SimStorage::isReal(const QString &partitionNode) const
 
 void SimStorage::release(Medium &medium)
 {
+    medium.garblers.reset();
     detachLoop(medium.loopFd);
     medium.loopFd = -1;
     if (!medium.imageFile.isEmpty())

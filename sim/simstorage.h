@@ -57,6 +57,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <memory>
 #include <sys/types.h>
 
 class SimTerminal;
@@ -72,6 +73,10 @@ struct SimMedium
     // under one reads back empty. Each is a null device node on the medium,
     // so making the medium needs root.
     QStringList lostFiles;
+    // Names whose data the medium garbles: a file written under one reads
+    // back as long as it was written, with the lowest bit of every byte
+    // flipped. Served media only (the medium is never loop-mounted then).
+    QStringList garbledFiles;
     Format format = Vfat;
     int sizeKiB = 8192;
 };
@@ -145,6 +150,7 @@ private:
         QString imageFile; // real: the disk image
         QString loopDevice;
         int loopFd = -1;
+        std::shared_ptr<void> garblers; // serve the garbled names while the medium is in
     };
     struct Active
     {

@@ -14,6 +14,7 @@
 #include "mnetwork.h"
 #include "mprocinfo.h"
 #include "mscroller.h"
+#include "mwait.h"
 #include "mwifi.h"
 #include "powerfunction.h"
 #include "printthread.h"
@@ -59,24 +60,29 @@ const int WiFiStateMs = 2000;
 
 // Waits up to `ms` for `done` to come true, keeping the screen alive;
 // `wake` is a signal that says it may have (a worker's finished(), a
-// process's finished()). True when it did.
-template <class Sender, class Signal> bool until(const std::function<bool()> &done, Sender *sender, Signal wake, int ms)
+// process's finished()). The wait is one of the program's waits (MWait), of
+// `kind`. True when it did.
+template <class Sender, class Signal>
+bool until(MWait::Kind kind, const std::function<bool()> &done, Sender *sender, Signal wake, int ms)
 {
     if (done())
         return true;
-    QEventLoop loop;
-    QTimer timer;
-    timer.setSingleShot(true);
-    QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
-    if (sender)
-        QObject::connect(sender, wake, &loop, [&] {
-            if (done())
-                loop.quit();
-        });
-    timer.start(ms);
-    while (!done() && timer.isActive())
-        loop.exec();
-    return done();
+    return MWait::instance()->waitFor(kind, ms, [&](int granted) {
+        QEventLoop loop;
+        QTimer timer;
+        timer.setSingleShot(true);
+        QObject::connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+        if (sender)
+            QObject::connect(sender, wake, &loop, [&] {
+                if (done())
+                    loop.quit();
+            });
+        if (granted >= 0)
+            timer.start(granted);
+        while (!done() && (granted < 0 || timer.isActive()))
+            loop.exec();
+        return done();
+    });
 }
 } // namespace Waits
 
@@ -192,14 +198,16 @@ KX4TestMainWindow::~KX4TestMainWindow()
     stopWorkers();
     QDeadlineTimer deadline(Waits::WorkersEndMs);
     for (const QPointer<QThread> &thread : workerThreads())
-        if (thread && !thread->wait(deadline))
+        if (thread
+            && !MWait::instance()->waitFor(MWait::Thread, int(std::max<qint64>(0, deadline.remainingTime())),
+                                           [&thread](int ms) { return thread->wait(QDeadlineTimer(ms)); }))
             MLogSystem::instance()->logWrite(
                 this, QStringLiteral("%1 did not end in time.").arg(QLatin1String(thread->metaObject()->className())),
                 4);
     m_ping.disconnect(this);
     if (m_ping.state() != QProcess::NotRunning) {
         m_ping.kill();
-        m_ping.waitForFinished(1000);
+        MWait::finished(m_ping, 1000);
     }
     delete ui;
 }
@@ -604,8 +612,9 @@ void KX4TestMainWindow::on_butPrintTest_clicked()
     w->setOneShot(true);
     w->fillTestBuffer();
     w->start(QThread::InheritPriority);
-    Waits::until([w = QPointer<PrintThread>(w)] { return !w || w->isFinished(); }, w, &QThread::finished,
-                 Waits::SinglePrintMs);
+    Waits::until(
+        MWait::Thread, [w = QPointer<PrintThread>(w)] { return !w || w->isFinished(); }, w, &QThread::finished,
+        Waits::SinglePrintMs);
     if (m_singlePrint) {
         m_singlePrint->exitThread();
         m_singlePrint->wakeUp();
@@ -895,9 +904,9 @@ void KX4TestMainWindow::restartInterface(const QString &name)
         insertToLog(tr("Network: %1 %2...").arg(program, name));
         QProcess process;
         process.start(program, {name});
-        const bool ended =
-            Waits::until([&process] { return process.state() == QProcess::NotRunning; }, &process,
-                         qOverload<int, QProcess::ExitStatus>(&QProcess::finished), Waits::InterfaceRestartMs);
+        const bool ended = Waits::until(
+            MWait::Process, [&process] { return process.state() == QProcess::NotRunning; }, &process,
+            qOverload<int, QProcess::ExitStatus>(&QProcess::finished), Waits::InterfaceRestartMs);
         if (!ended) {
             process.kill();
             process.waitForFinished(1000);

@@ -227,10 +227,14 @@ private slots:
         // A full card takes the file but not its data.
         m.fault = SimMedium::Full;
         QTest::newRow("full") << m << QStringList{"mountOk", "diskError(3)"} << "DiskTest: fail write file.";
-        // A card that reads back something else than was written.
+        // A card that reads back nothing, or as much as was written but not the same.
         m.fault = SimMedium::NoFault;
         m.lostFiles = QStringList{"DeskTest.$$$"};
-        QTest::newRow("reads back wrong")
+        QTest::newRow("reads back empty")
+            << m << QStringList{"mountOk", "diskError(3)"} << "DiskTest: Wrong test write/read.";
+        m.lostFiles.clear();
+        m.garbledFiles = QStringList{"DeskTest.$$$"};
+        QTest::newRow("reads back garbled")
             << m << QStringList{"mountOk", "diskError(3)"} << "DiskTest: Wrong test write/read.";
     }
     void media()

@@ -17,6 +17,7 @@
 #include "simserialline.h"
 #include "simterminal.h"
 #include "testsupport.h"
+#include "testwaits.h"
 #include "usbsignal.h"
 
 #include <QApplication>
@@ -323,6 +324,7 @@ private slots:
         for (int i = 0; i < 4; ++i)
             child<QLineEdit>(window.get(), names[i])->setText(fields.at(i));
         QFile::remove(m_calls);
+        TestWaits waits;
         child<QPushButton>(window.get(), "butWiredNetworkSave")->click();
         const QString state = child<QLabel>(window.get(), "labWiredNetworkState")->text();
         if (!refusal.isEmpty()) {
@@ -338,6 +340,7 @@ private slots:
         QCOMPARE(m_sim->readFile("/etc/resolv.conf"), QByteArray("nameserver 10.1.0.2\n"));
         QVERIFY(TestSupport::standinCalls(m_calls).contains(QStringList{"ifdown", "eth0"}));
         QVERIFY(TestSupport::standinCalls(m_calls).contains(QStringList{"ifup", "eth0"}));
+        QCOMPARE(waits.log(QThread::currentThread()).count(QStringLiteral("proc 30000 +")), 2); // ifdown, ifup
         auto again = open(quiet());
         QCOMPARE(child<QComboBox>(again.get(), "comboWiredNetworkAdrMode")->currentIndex(), 1);
         QCOMPARE(child<QLineEdit>(again.get(), "strWiredIP")->text(), QStringLiteral("10.1.2.3"));
@@ -458,10 +461,20 @@ private slots:
         auto window = open({{"Tests/COMPorts", true}});
         auto *reader = m_sim->find<SimMagReader>();
         QTRY_COMPARE(reader->openHandles(), 1); // waiting for a swipe that never comes
-        QElapsedTimer elapsed;
-        elapsed.start();
+        TestWaits waits;
         window.reset();
-        QVERIFY2(elapsed.elapsed() < 3000, "the window waited its workers out");
+        // One bound of 3 s for all of them together, and none ran into it.
+        const QStringList ends = waits.log(QThread::currentThread());
+        QVERIFY(!ends.isEmpty());
+        int last = 3000;
+        for (const QString &end : ends) {
+            const QStringList words = end.split(QLatin1Char(' '));
+            QVERIFY2(words.value(0) == QLatin1String("thread") && words.value(2) == QLatin1String("+"),
+                     qPrintable(end));
+            QVERIFY2(words.value(1).toInt() <= last && words.value(1).toInt() > 0, qPrintable(ends.join(", ")));
+            last = words.value(1).toInt();
+        }
+        QVERIFY2(ends.first().split(QLatin1Char(' ')).value(1).toInt() > 2900, qPrintable(ends.first()));
         QCOMPARE(reader->openHandles(), 0); // the worker closed its reader before the window was gone
     }
 
