@@ -139,6 +139,8 @@ private slots:
         QFETCH(QString, hang);
         QFETCH(QString, wait);
         TestWaits waits;
+        if (!hang.isEmpty())
+            waits.grant(MWait::Process, 1000);
         SimTerminal sim;
         sim.addPreset(SimTerminal::Board::A9);
         const QString log = m_dir.filePath(QStringLiteral("ifconfig.log"));

@@ -4,7 +4,8 @@
 // Sleeps and event-loop waits return at once; a given TestClock is moved on
 // by each of them, so models that keep time by the clock (the printer's head)
 // move on too. Waits on a real descriptor or program still wait for it, for
-// at most the time granted (the time asked for, unless grant() cut it). Each
+// at most the time granted (the time asked for, at least 20 s for a child
+// program, unless grant() said otherwise). Each
 // wait is one entry of log(), in the order asked:
 //     "sleep 1000"   "events 300"   "us 10000"
 //     "fd 300 +"     "fd 300 -"     "proc 1000 +"    "thread 5000 +"
@@ -43,7 +44,8 @@ public:
     // of its waits is recorded, with the entry and its number among that
     // thread's waits (from 1). Outside the recorder's lock.
     void onWait(const QObject *thread, Hook hook);
-    // Real waits of `kind` last at most `ms` from now on.
+    // Real waits of `kind` last at most `ms` from now on (without it, a wait
+    // on a child program lasts at least 20 s, however little was asked).
     void grant(MWait::Kind kind, int ms);
     // The waits of `thread` (nullptr: of every thread), in order.
     QStringList log(const QObject *thread = nullptr) const;
