@@ -69,9 +69,13 @@ void TouchScroller::stopCoasting()
 
 bool TouchScroller::eventFilter(QObject *watched, QEvent *event)
 {
+    // The type first: while the area is being destroyed (its focus given
+    // up, its children deleted) events still come, and the area is then a
+    // plain QWidget already, not to be looked at as a scroll area.
     const QEvent::Type type = event->type();
-    if (!d->area
-        || (type != QEvent::MouseButtonPress && type != QEvent::MouseButtonRelease && type != QEvent::MouseMove))
+    if (type != QEvent::MouseButtonPress && type != QEvent::MouseButtonRelease && type != QEvent::MouseMove)
+        return QObject::eventFilter(watched, event);
+    if (!d->area)
         return QObject::eventFilter(watched, event);
     if (watched == d->area->viewport()) {
         d->passedOn = nullptr;
