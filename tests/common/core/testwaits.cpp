@@ -12,7 +12,7 @@
 class TestWaitRecorder : public MWait
 {
 public:
-    static const int ProgramFloorMs = 20000;
+    static constexpr int ProgramFloorMs = 20000;
 
     static TestWaitRecorder &get()
     {
