@@ -27,7 +27,7 @@ void SimBuzzer::received(Channel &channel, const QByteArray &pattern)
     Beep b;
     b.pattern = pattern;
     b.durationMs = channel.pendingValues.value(0, 0);
-    m_beeps.append(b);
+    keep(m_beeps, b);
 }
 
 void SimBuzzer::collect(Channel &channel)

@@ -539,12 +539,12 @@ Answer printed(Context &c, const QStringList &a)
     while (from > 0 && lines < a[0].toInt())
         if (words[--from] != QLatin1String("cut"))
             ++lines;
-    int total = 0;
+    int total = printer->forgottenLines();
     for (const QStringList &piece : pieces)
         total += piece.size();
     return ok(QStringLiteral("lines=%1 cuts=%2 %3")
                   .arg(total)
-                  .arg(pieces.size() - 1)
+                  .arg(pieces.size() - 1 + printer->forgottenCuts())
                   .arg(words.mid(from).join(QLatin1Char(' ')))
                   .trimmed());
 }

@@ -128,7 +128,7 @@ int SimCustomerDisplay::packetIoctl(void *arg)
         return -1;
     }
     p.data = p.raw.mid(3, p.length);
-    m_packets.append(p);
+    keep(m_packets, p);
     return 0;
 }
 
@@ -146,6 +146,7 @@ void SimCustomerDisplay::note(const QString &entry)
     ++m_journalCount;
     if (m_journal.size() > JournalLimit)
         m_journal.removeFirst();
+    trim(m_journal);
     if (m_hook)
         m_hook(entry, m_journalCount);
 }

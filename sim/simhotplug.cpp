@@ -267,7 +267,9 @@ void SimHotplug::broadcastLocked(const SimUevent &event)
     if (m_observer)
         m_observer(event);
     const QByteArray datagram = event.datagram(++m_seqnum);
-    if (m_datagrams.size() < HistoryLimit)
+    if (keepLast() > 0)
+        keep(m_datagrams, datagram);
+    else if (m_datagrams.size() < HistoryLimit)
         m_datagrams << datagram;
     for (Listener &l : m_listeners)
         send(l, datagram);

@@ -21,6 +21,7 @@ void SimIButton::serveRead(Channel &, const SimSyscalls::Call &call)
     ++m_reads;
     const char command = call.count > 0 ? call.buffer[0] : '\0';
     m_exchanges.append(command);
+    trim(m_exchanges);
     bool presence = !m_rom.isEmpty();
     if (m_failReads > 0) {
         --m_failReads;

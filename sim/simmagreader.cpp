@@ -122,7 +122,7 @@ void SimMagReader::note(Event::Kind kind)
     Event e;
     e.kind = kind;
     e.msecs = m_clock.elapsed();
-    m_history.append(e);
+    keep(m_history, e);
 }
 
 int SimMagReader::ioctl(Channel &channel, unsigned long request, void *arg)

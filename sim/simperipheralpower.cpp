@@ -15,7 +15,7 @@ int SimPeripheralPower::ioctl(Channel &channel, unsigned long request, void *arg
             errno = EIO;
             return -1;
         }
-        m_kicks.append(reinterpret_cast<qintptr>(arg));
+        keep(m_kicks, reinterpret_cast<qintptr>(arg));
         return 0;
     case MARVO_IOCTL_MODEM_POWER: {
         if (!arg) {
@@ -23,7 +23,7 @@ int SimPeripheralPower::ioctl(Channel &channel, unsigned long request, void *arg
             return -1;
         }
         const int value = *static_cast<const int *>(arg);
-        m_modemRequests.append(value);
+        keep(m_modemRequests, value);
         if (m_modemRefused) {
             errno = EIO;
             return -1;

@@ -142,7 +142,7 @@ void SimPowerSupply::setValue(const QByteArray &property, const QByteArray &valu
         }
     }
     if (!found)
-        m_properties.append({property, value});
+        keep(m_properties, qMakePair(property, value));
     refreshBattery();
     announce("change", Battery);
 }

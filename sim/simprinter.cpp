@@ -233,7 +233,7 @@ int SimPrinter::ioctl(Channel &channel, unsigned long request, void *arg)
         return -1;
     }
     if (request == MARVO_IOCTL_PRN_SET_CONTRAST) {
-        m_requests.append({request, int(reinterpret_cast<intptr_t>(arg))});
+        keep(m_requests, Request{request, int(reinterpret_cast<intptr_t>(arg))});
         return 0;
     }
     if (!arg) {
@@ -255,7 +255,7 @@ int SimPrinter::ioctl(Channel &channel, unsigned long request, void *arg)
         return 0;
     }
     case MARVO_IOCTL_PRN_IMAGE_MODE:
-        m_requests.append({request, *value});
+        keep(m_requests, Request{request, *value});
         if (m_imageMode && !*value && !m_rasterRow.isEmpty()) {
             // A short last row is printed padded with white.
             Item row;
@@ -267,7 +267,7 @@ int SimPrinter::ioctl(Channel &channel, unsigned long request, void *arg)
         m_imageMode = *value != 0;
         return 0;
     default: // feed forward, feed backward, stop motion
-        m_requests.append({request, *value});
+        keep(m_requests, Request{request, *value});
         return 0;
     }
 }
@@ -336,6 +336,17 @@ void SimPrinter::endItem(Item item)
     if (item.kind == Item::Text && item.bytes.isEmpty())
         item.mode = m_mode;
     m_items.append(item);
+    // A bounded roll forgets printed items only, the oldest first, and
+    // counts the lines and cuts it forgot.
+    const int drop = keepLast() > 0 ? qMin(m_printed, int(m_items.size()) - keepLast()) : 0;
+    for (int i = 0; i < drop; ++i) {
+        m_forgottenLines += m_items[i].kind == Item::Text ? 1 : 0;
+        m_forgottenCuts += m_items[i].kind == Item::Cut ? 1 : 0;
+    }
+    if (drop > 0) {
+        m_items.erase(m_items.begin(), m_items.begin() + drop);
+        m_printed -= drop;
+    }
 }
 
 QString SimPrinter::decode(const Item &item) const
@@ -354,7 +365,7 @@ void SimPrinter::interpret(Channel &channel, const QByteArray &record)
     w.imageMode = m_imageMode;
     w.freeReportedBefore = m_lastFreeReported;
     w.data = record;
-    m_writes.append(w);
+    keep(m_writes, w);
     const int free = m_capacity - bufferedBytes();
     if (record.size() > free)
         m_overrun += record.size() - qMax(0, free);
@@ -376,7 +387,7 @@ void SimPrinter::interpret(Channel &channel, const QByteArray &record)
     m_pending.clear();
     int i = 0;
     auto byteAt = [&data](int at) { return static_cast<unsigned char>(data[at]); };
-    auto unknown = [this](const QByteArray &bytes) { m_unknown.append(bytes); };
+    auto unknown = [this](const QByteArray &bytes) { keep(m_unknown, bytes); };
     while (i < data.size()) {
         const unsigned char b = byteAt(i);
         const int left = data.size() - i;

@@ -74,6 +74,10 @@ public:
     // Text lines as printed, one list per piece of paper between cuts; the
     // last one is the piece still on the roll.
     QList<QStringList> transcript();
+    // Lines and cuts printed before what transcript() still holds (a bounded
+    // record: SimGuarded::setKeepLast()).
+    int forgottenLines() const { return locked(m_forgottenLines); }
+    int forgottenCuts() const { return locked(m_forgottenCuts); }
     int cuts(bool partial);
     // Raster rows printed, 48 bytes each.
     QList<QByteArray> rasterRows();
@@ -126,6 +130,7 @@ private:
     int m_unitBytes = 0; // bytes received since the last item ended
     QList<Item> m_items; // everything received, in order
     int m_printed = 0; // items of m_items already on paper
+    int m_forgottenLines = 0, m_forgottenCuts = 0; // printed, then dropped from m_items (keepLast())
     double m_budget = 0; // dot rows the head may still print
     qint64 m_lastTick = 0; // MClock's steady milliseconds
     QHash<unsigned long, int> m_failing;

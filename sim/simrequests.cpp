@@ -90,7 +90,7 @@ void SimRequests::onReadable()
             continue;
         const QString answer = terminal()->control()->execute(line);
         QMutexLocker lock(&mutex);
-        m_requests << QString::fromUtf8(line);
-        m_answers << answer;
+        keep(m_requests, QString::fromUtf8(line));
+        keep(m_answers, answer);
     }
 }

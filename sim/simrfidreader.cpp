@@ -128,7 +128,7 @@ int SimRfidReader::ioctl(Channel &channel, unsigned long request, void *arg)
     command.letter = char(packet[MIFS_OFFSET_COMMAND]);
     command.data = QByteArray(reinterpret_cast<const char *>(packet + MIFS_OFFSET_DATA), packet[MIFS_OFFSET_LENGTH]);
     command.msecs = now();
-    m_commands.append(command);
+    keep(m_commands, command);
 
     QByteArray reply;
     int status = answer(command, &reply);

@@ -397,6 +397,7 @@ void SimSerialLine::onRecheck(quint64 generation)
 void SimSerialLine::takeInput(const QByteArray &sent)
 {
     m_received += sent;
+    trim(m_received);
     // What the far end hears.
     const QByteArray bytes = reframe(sent, m_programFraming, farFraming());
     switch (m_behaviour) {
@@ -453,7 +454,7 @@ void SimSerialLine::answerCommand(const QByteArray &line)
     const QByteArray command = line.trimmed();
     if (command.isEmpty())
         return;
-    m_commands.append(QString::fromLatin1(command));
+    keep(m_commands, QString::fromLatin1(command));
     if (m_powered && !m_powered())
         return; // a modem without power hears nothing
     const QByteArray upper = command.toUpper();
@@ -523,6 +524,7 @@ void SimSerialLine::onTransmitDue(quint64 generation)
         const ssize_t written = ::write(m_master, heard.constData(), size_t(heard.size()));
         const int sent = written < 0 ? 0 : int(written);
         m_transmitted += bytes.left(sent);
+        trim(m_transmitted);
         m_overruns += bytes.size() - sent; // the program's input buffer is full
     }
     scheduleTransmit();

@@ -10,12 +10,12 @@ QList<QByteArray> SimSleepDevice::writes()
     // Writes the service loop has not handed over yet.
     for (Channel &c : channels)
         for (const QByteArray &record : drainRecords(c))
-            m_writes << record;
+            SimGuarded::keep(m_writes, record);
     pruneClosedChannels();
     return m_writes;
 }
 
 void SimSleepDevice::received(Channel &, const QByteArray &record)
 {
-    m_writes << record;
+    SimGuarded::keep(m_writes, record);
 }

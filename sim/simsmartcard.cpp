@@ -148,7 +148,7 @@ void SimSmartCard::send(const QByteArray &logical)
 void SimSmartCard::sendStatus(quint16 sw)
 {
     m_current.sw = sw;
-    m_exchanges.append(m_current);
+    keep(m_exchanges, m_current);
     send(QByteArray(1, char(sw >> 8)) + char(sw & 0xFF));
     m_phase = Header;
     m_in.clear();
@@ -379,7 +379,7 @@ int SimSmartCard::ioctl(Channel &channel, unsigned long request, void *arg)
 {
     switch (request) {
     case SC_IOCTL_POWER_ON:
-        m_calls << QStringLiteral("power-on");
+        keep(m_calls, QStringLiteral("power-on"));
         if (!m_present) {
             errno = ENODEV;
             return -1;
@@ -387,7 +387,7 @@ int SimSmartCard::ioctl(Channel &channel, unsigned long request, void *arg)
         m_powered = true;
         return 0;
     case SC_IOCTL_POWER_OFF:
-        m_calls << QStringLiteral("power-off");
+        keep(m_calls, QStringLiteral("power-off"));
         m_powered = false;
         m_active = false;
         m_phase = Silent;
@@ -396,7 +396,7 @@ int SimSmartCard::ioctl(Channel &channel, unsigned long request, void *arg)
         return 0;
     case SC_IOCTL_ACTIVATE:
     case SC_IOCTL_WARM_RESET:
-        m_calls << (request == SC_IOCTL_ACTIVATE ? QStringLiteral("activate") : QStringLiteral("warm-reset"));
+        keep(m_calls, request == SC_IOCTL_ACTIVATE ? QStringLiteral("activate") : QStringLiteral("warm-reset"));
         if (!m_present) {
             errno = ENODEV;
             return -1;
@@ -415,19 +415,19 @@ int SimSmartCard::ioctl(Channel &channel, unsigned long request, void *arg)
         send(m_atr);
         return 0;
     case SC_IOCTL_DEACTIVATE:
-        m_calls << QStringLiteral("deactivate");
+        keep(m_calls, QStringLiteral("deactivate"));
         m_active = false;
         m_phase = Silent;
         m_out.clear();
         updateReadable();
         return 0;
     case SC_IOCTL_CLEAR_FIFO:
-        m_calls << QStringLiteral("clear-fifo");
+        keep(m_calls, QStringLiteral("clear-fifo"));
         m_out.clear();
         updateReadable();
         return 0;
     case SC_IOCTL_GET_STATE: {
-        m_calls << QStringLiteral("get-state");
+        keep(m_calls, QStringLiteral("get-state"));
         if (!arg) {
             errno = EFAULT;
             return -1;
@@ -438,7 +438,7 @@ int SimSmartCard::ioctl(Channel &channel, unsigned long request, void *arg)
         return 0;
     }
     case SC_IOCTL_SET_PARA:
-        m_calls << QStringLiteral("set-para");
+        keep(m_calls, QStringLiteral("set-para"));
         if (!arg) {
             errno = EFAULT;
             return -1;

@@ -130,13 +130,23 @@ QString findTool(const QString &name)
 
 bool runTool(const QString &program, const QStringList &args, QString *error)
 {
-    QProcess p;
-    p.start(program, args);
-    if (p.waitForFinished(60000) && p.exitStatus() == QProcess::NormalExit && p.exitCode() == 0)
+    // On the heap: under user-mode emulation QProcess may report a started
+    // child without a process id, and its destructor would then kill() every
+    // process there is. Such a child is let go of.
+    auto *child = new QProcess;
+    child->start(program, args);
+    if (child->waitForStarted(60000) && child->processId() <= 0) {
+        if (error)
+            *error = QStringLiteral("%1 cannot be started here (a child without a process id)")
+                         .arg(QFileInfo(program).fileName());
+        return false;
+    }
+    const std::unique_ptr<QProcess> p(child);
+    if (p->waitForFinished(60000) && p->exitStatus() == QProcess::NormalExit && p->exitCode() == 0)
         return true;
     if (error)
         *error = QStringLiteral("%1 failed: %2")
-                     .arg(QFileInfo(program).fileName(), QString::fromLocal8Bit(p.readAllStandardError()).trimmed());
+                     .arg(QFileInfo(program).fileName(), QString::fromLocal8Bit(p->readAllStandardError()).trimmed());
     return false;
 }
 
@@ -626,7 +636,7 @@ bool SimStorage::serveMount(const char *source, const char *target, const char *
     const QString tgt = QDir::cleanPath(QFile::decodeName(target ? target : ""));
     const QString type = QString::fromLatin1(fsType ? fsType : "");
     const int err = decideMount(src, tgt, type, flags);
-    m_calls.append({logical(src), logical(tgt), type, flags, err});
+    keep(m_calls, MountCall{logical(src), logical(tgt), type, flags, err});
     *result = err ? -1 : 0;
     errno = err;
     return true;

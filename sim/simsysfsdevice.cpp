@@ -219,7 +219,7 @@ void SimSysfsDevice::handleChanges()
         if (change.content.isEmpty() || change.content == m_known.value(change.attribute))
             continue;
         m_known.insert(change.attribute, change.content);
-        m_writes.append({change.attribute, change.content});
+        keep(m_writes, Write{change.attribute, change.content});
         attributeWritten(change.attribute, change.content);
     }
     m_handling = false;

@@ -21,6 +21,7 @@
 #include "runkx4test.h"
 #include "simcontrol.h"
 #include "simdaemons.h"
+#include "simguarded.h"
 #include "simruntime.h"
 #include "simscreen.h"
 #include "simterminal.h"
@@ -93,6 +94,9 @@ void populateA9(SimTerminal &sim)
     for (const QString &name : board.keys())
         qputenv(name.toLocal8Bit().constData(), board.value(name).toLocal8Bit());
 }
+
+// Entries (or bytes) each model keeps of what it recorded.
+const int KeepLast = 256;
 
 int refuse(const QString &why)
 {
@@ -175,6 +179,9 @@ int main(int argc, char *argv[])
     if (earlySignal)
         return 0; // nothing made yet
 
+    // The models keep what the program did only for a look back (the
+    // panel, kx4sim): a run of hours keeps the last of it.
+    SimGuarded::setKeepLast(KeepLast);
     SimTerminal sim;
     if (!sim.isValid())
         return refuse(
