@@ -2,7 +2,10 @@
 
 #include "simterminal.h"
 
+#include <QDir>
+#include <QFileInfo>
 #include <QRegularExpression>
+#include <QSaveFile>
 
 namespace {
 const char *const BenchFolder = "/var/lib/kx4sim/bench/";
@@ -19,7 +22,12 @@ bool SimBench::setHost(SimTerminal &sim, const QString &address, Answer answer)
     if (!validAddress(address))
         return false;
     static const char *const words[] = {"reply\n", "silent\n", "unreachable\n"};
-    return sim.writeFile(QString::fromLatin1(BenchFolder) + address, QByteArray(words[answer]));
+    // Replaced whole (a new file renamed over the old one): the ping
+    // stand-in reads it every second and must never find it empty.
+    const QString path = sim.hostPath(QString::fromLatin1(BenchFolder) + address);
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QSaveFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(words[answer]) > 0 && file.commit();
 }
 
 SimBench::Answer SimBench::answer(const SimTerminal &sim, const QString &address)
