@@ -37,8 +37,8 @@ public:
 
     // The speeds in the order they are tried, and the patterns sent at each.
     static const int BaudRates[6];
-    static const int PatternSize = 256;
-    static const int PatternCount = 3;
+    static constexpr int PatternSize = 256;
+    static constexpr int PatternCount = 3;
     // Pattern `index` (0 ascending, 1 descending, 2 random; the random one
     // reseeds rand() from the milliseconds of the current time).
     static QByteArray pattern(int index);

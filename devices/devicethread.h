@@ -63,7 +63,7 @@ public:
     ~DeviceThread() override;
 
     // How long a parent being destroyed waits for the worker to end.
-    static const int ParentWaitMs = 5000;
+    static constexpr int ParentWaitMs = 5000;
 
 signals:
     void sendMessage(QString message);
