@@ -140,7 +140,7 @@ private slots:
             QCOMPARE(chunk.mid(COMThread::PatternSize, COMThread::PatternSize), descending);
         }
         // The line sees the last close on its own thread.
-        QTRY_COMPARE(b.line->closes(), 6);
+        QTRY_COMPARE_WITH_TIMEOUT(b.line->closes(), 6, FullPassGiveUpMs);
         QCOMPARE(b.line->overruns(), 0);
         QCOMPARE(b.line->programFraming(), QStringLiteral("8N1"));
     }
