@@ -19,7 +19,6 @@
 
 #include <QCoreApplication>
 #include <QDateTime>
-#include <QDeadlineTimer>
 #include <QDebug>
 #include <QEventLoop>
 #include <QGuiApplication>
@@ -67,8 +66,7 @@ const int PrintLookMs = 50;
 
 bool waitForThread(QThread *thread)
 {
-    return MWait::instance()->waitFor(MWait::Thread, ComStopMs,
-                                      [thread](int ms) { return thread->wait(QDeadlineTimer(ms)); });
+    return MWait::ended(*thread, ComStopMs);
 }
 
 // Until the print worker has printed its cycle and gone back to sleep (or

@@ -1,7 +1,9 @@
 #include "mwait.h"
 
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QProcess>
+#include <QThread>
 #include <QTimer>
 
 #include <atomic>
@@ -70,6 +72,11 @@ bool MWait::started(QProcess &process, int ms)
 bool MWait::finished(QProcess &process, int ms)
 {
     return instance()->waitFor(Process, ms, [&process](int t) { return process.waitForFinished(t); });
+}
+
+bool MWait::ended(QThread &thread, int ms)
+{
+    return instance()->waitFor(Thread, ms, [&thread](int t) { return thread.wait(QDeadlineTimer(t)); });
 }
 
 MWait *MWait::instance()

@@ -22,6 +22,7 @@
 #include <functional>
 
 class QProcess;
+class QThread;
 
 class MWait
 {
@@ -55,6 +56,8 @@ public:
     // waits of the waiter in use.
     static bool started(QProcess &process, int ms);
     static bool finished(QProcess &process, int ms);
+    // thread.wait(ms) as a Thread wait of the waiter in use.
+    static bool ended(QThread &thread, int ms);
 
     // The waiter in use; any thread may ask.
     static MWait *instance();

@@ -198,9 +198,7 @@ KX4TestMainWindow::~KX4TestMainWindow()
     stopWorkers();
     QDeadlineTimer deadline(Waits::WorkersEndMs);
     for (const QPointer<QThread> &thread : workerThreads())
-        if (thread
-            && !MWait::instance()->waitFor(MWait::Thread, int(std::max<qint64>(0, deadline.remainingTime())),
-                                           [&thread](int ms) { return thread->wait(QDeadlineTimer(ms)); }))
+        if (thread && !MWait::ended(*thread, int(std::max<qint64>(0, deadline.remainingTime()))))
             MLogSystem::instance()->logWrite(
                 this, QStringLiteral("%1 did not end in time.").arg(QLatin1String(thread->metaObject()->className())),
                 4);
