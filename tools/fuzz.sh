@@ -22,10 +22,9 @@ while [ "$#" -gt 0 ]; do
     esac
 done
 sh tools/install-deps.sh
-launcher=""
-command -v ccache >/dev/null 2>&1 && launcher="-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache"
-# shellcheck disable=SC2086
-cmake -S fuzz -B build-fuzz -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ $launcher >/dev/null
+. tools/buildenv.sh
+# shellcheck disable=SC2046
+cmake -S fuzz -B build-fuzz -G Ninja -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ $(kx4_launcher) >/dev/null
 cmake --build build-fuzz
 
 if [ "$#" -gt 0 ]; then

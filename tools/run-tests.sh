@@ -2,12 +2,14 @@
 # Checks the layering, installs, builds, checks the formatting and the tests'
 # share of the code, and runs every test. Exits non-zero when anything fails.
 #
-# KX4_SANITIZE=address,undefined builds with ASan + UBSan (tools/build.sh), so
-# every test and every program a test starts, kx4test-sim included, runs
-# under the sanitizers, and any report fails its test.
+# The tests' build is ASan + UBSan (build-asan/), so every test and every
+# program a test starts, kx4test-sim included, runs under the sanitizers, and
+# any report fails its test. KX4_SANITIZE= (empty) runs them on the plain
+# build (build/), KX4_SANITIZE=thread under TSan (build-tsan/).
 set -eu
 cd "$(dirname "$0")/.."
-sanitize=${KX4_SANITIZE-}
+. tools/buildenv.sh
+sanitize=${KX4_SANITIZE-address,undefined}
 export KX4_SANITIZE="$sanitize"
 sh tools/check-layers.sh
 sh tools/build.sh
@@ -21,4 +23,4 @@ if [ -n "$sanitize" ]; then
 else
     echo "tests: the whole suite, no sanitizer"
 fi
-ctest --test-dir build --output-on-failure -j2 "$@"
+ctest --test-dir "$(kx4_build_dir "$sanitize")" --output-on-failure -j2 "$@"

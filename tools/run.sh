@@ -16,8 +16,9 @@ for arg in "$@"; do
     *) set -- "$@" "$arg" ;;
     esac
 done
-# The programs only: the tests and benchmarks are built by tools/run-tests.sh.
-sh tools/build.sh kx4test kx4test-sim kx4sim-cli kx4sim-panel
+# The plain programs only (build/): tools/run-tests.sh builds the tests
+# sanitized (build-asan/), a bare tools/build.sh the benchmarks.
+KX4_SANITIZE='' sh tools/build.sh kx4test kx4test-sim kx4sim-cli kx4sim-panel
 if [ "$program" = ./build/kx4test-sim/kx4test-sim ]; then
     # Without a display it serves its screen (and the panel's) over VNC to
     # this machine only and prints where; it cleans up after itself.

@@ -1,5 +1,6 @@
 #!/bin/sh
-# The test suite under sanitizers, in a build folder of its own.
+# The test suite under sanitizers, with choices the test command does not
+# offer.
 #
 #     sh tools/sanitize.sh                    ASan + UBSan, every test (build-asan/)
 #     sh tools/sanitize.sh -R 'usbsignal|log' ASan + UBSan, the tests ctest selects
@@ -7,8 +8,8 @@
 #     sh tools/sanitize.sh --thread -R disk   TSan, the tests ctest selects
 #     sh tools/sanitize.sh --repeat 20 ...    each selected test 20 times (ctest --repeat until-fail:20)
 #
-# ASan + UBSan is what CI runs (tools/run-tests.sh under CI builds build/ the
-# same way). Any report fails its test: the programs stop at the first error
+# ASan + UBSan is the test command's own build (tools/run-tests.sh, CI). Any
+# report fails its test: the programs stop at the first error
 # (-fno-sanitize-recover), leaks are checked at exit, and the only leak
 # suppressions (compiled in, tools/sanitize/lsan_suppressions.cpp) are for
 # Qt's platform plugins. TSan goes on past a report and fails the test at its
@@ -16,21 +17,19 @@
 # options go to ctest.
 set -eu
 cd "$(dirname "$0")/.."
+. tools/buildenv.sh
 mode=address,undefined
-dir=build-asan
 repeat=""
 while [ "$#" -gt 0 ]; do
     case "$1" in
-        --thread) mode=thread; dir=build-tsan; shift ;;
+        --thread) mode=thread; shift ;;
         --repeat) repeat="--repeat until-fail:$2"; shift 2 ;;
         *) break ;;
     esac
 done
+dir=$(kx4_build_dir $mode)
 sh tools/install-deps.sh
-launcher=""
-command -v ccache >/dev/null 2>&1 && launcher="-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache"
-# shellcheck disable=SC2086
-cmake -S . -B "$dir" -G Ninja -DKX4_SANITIZE=$mode -DKX4_BUILD_BENCH=OFF $launcher >/dev/null
+kx4_configure "$dir" "$mode"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:detect_stack_use_after_return=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 if [ "$mode" = thread ]; then
