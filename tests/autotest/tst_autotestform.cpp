@@ -105,6 +105,10 @@ private slots:
     {
         // The code under test starts system programs (the stand-ins) as children.
         KX4_REQUIRE_CHILD_PROCESSES();
+        // Every device of the terminal at once: the served nodes and the
+        // serial lines too.
+        KX4_REQUIRE_SERVED_NODES();
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         m_sim = std::make_unique<SimTerminal>();
         m_sim->addPreset(SimTerminal::Board::A9);
         m_calls = m_dir.filePath("calls");

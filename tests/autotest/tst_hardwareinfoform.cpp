@@ -62,6 +62,10 @@ private slots:
     {
         // The code under test starts system programs (the stand-ins) as children.
         KX4_REQUIRE_CHILD_PROCESSES();
+        // Every device of the terminal at once: the served nodes and the
+        // serial lines too.
+        KX4_REQUIRE_SERVED_NODES();
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         QVERIFY(TestSupport::useStandins(m_calls.filePath(QStringLiteral("calls")), {QStringLiteral("ifconfig")}));
     }
 

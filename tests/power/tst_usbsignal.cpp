@@ -205,7 +205,7 @@ private slots:
     void realKernel()
     {
         // It runs itself again in a network namespace of its own, a child.
-        KX4_REQUIRE_CHILD_PROCESSES();
+        KX4_REQUIRE_OWN_PROGRAM();
         if (!inNamespace()) {
             QProcess child;
             QProcessEnvironment env = QProcessEnvironment::systemEnvironment();

@@ -99,6 +99,10 @@ private slots:
     {
         // The console runs its system programs (the stand-ins) as children.
         KX4_REQUIRE_CHILD_PROCESSES();
+        // Every device of the terminal at once: the served nodes and the
+        // serial lines too.
+        KX4_REQUIRE_SERVED_NODES();
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         // One terminal for the whole run: the listener's socket is the first terminal's.
         m_sim = std::make_unique<SimTerminal>();
         m_sim->addPreset(SimTerminal::Board::A9);

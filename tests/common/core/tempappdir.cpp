@@ -20,7 +20,7 @@ int runInTemporaryAppDir(int argc, char **argv, int (*realMain)(int, char **))
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         return realMain(argc, argv);
     }
-    if (!childProcessesMissing().isEmpty())
+    if (!ownProgramMissing().isEmpty())
         return realMain(argc, argv);
     const QString self = QFile::symLinkTarget(QStringLiteral("/proc/self/exe"));
     QTemporaryDir dir(QDir::tempPath() + QStringLiteral("/kx4-appdir-XXXXXX"));

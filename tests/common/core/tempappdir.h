@@ -39,6 +39,6 @@ bool clearTemporaryAppDir();
 #define KX4_REQUIRE_TEMPORARY_APP_DIR()                                                                                \
     do {                                                                                                               \
         if (!TestSupport::runsInTemporaryAppDir())                                                                     \
-            KX4_REQUIRE_CHILD_PROCESSES();                                                                             \
+            KX4_REQUIRE_OWN_PROGRAM();                                                                                 \
         QVERIFY2(TestSupport::runsInTemporaryAppDir(), "must run from its temporary copy");                            \
     } while (0)

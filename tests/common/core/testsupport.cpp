@@ -1,5 +1,7 @@
 #include "testsupport.h"
 
+#include "tempappdir.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
@@ -44,6 +46,30 @@ QString probeChildProcesses()
     delete p;
     if (!ran)
         return QStringLiteral("child processes cannot be started here: a shell's exit code does not come back");
+    return QString();
+}
+
+QString probeOwnProgram()
+{
+    const QString children = childProcessesMissing();
+    if (!children.isEmpty())
+        return children;
+    // Marked as a temporary copy, so it lists its functions in place
+    // instead of making a copy of its own (tempappdir.h).
+    QProcess p;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QLatin1String(TemporaryAppDirEnv), QStringLiteral("-"));
+    p.setProcessEnvironment(env);
+    p.start(QFile::symLinkTarget(QStringLiteral("/proc/self/exe")), {QStringLiteral("-functions")});
+    if (p.waitForStarted(30000)) {
+        p.waitForFinished(30000);
+        return QString();
+    }
+    if (p.error() == QProcess::FailedToStart
+        && p.errorString().contains(QString::fromLocal8Bit(std::strerror(ENOEXEC))))
+        return QStringLiteral("this test cannot start its own program again (%1): built for another architecture, it "
+                              "runs under user-mode emulation without binfmt_misc")
+            .arg(p.errorString());
     return QString();
 }
 
@@ -123,6 +149,12 @@ QString servedNodesMissing()
 QString childProcessesMissing()
 {
     static const QString missing = probeChildProcesses();
+    return missing;
+}
+
+QString ownProgramMissing()
+{
+    static const QString missing = probeOwnProgram();
     return missing;
 }
 

@@ -15,6 +15,12 @@ namespace TestSupport {
 // process id is -1, and a kill() of it would reach every process there is.
 QString childProcessesMissing();
 
+// Empty when this process can start its own program again; otherwise why
+// not. Probed once, by starting it to list its test functions (-functions).
+// A test built for another architecture and run under user-mode emulation
+// without binfmt_misc cannot: the kernel does not run its format.
+QString ownProgramMissing();
+
 // Empty when this process may install a seccomp filter with a user
 // notification listener, which the simulated terminal's served nodes and
 // serial lines (sim/simsyscalls.h) need; otherwise why not. Probed once, in a forked
@@ -45,6 +51,13 @@ QList<QStringList> standinCalls(const QString &logFile);
 #define KX4_REQUIRE_CHILD_PROCESSES()                                                                                  \
     do {                                                                                                               \
         const QString missing_ = TestSupport::childProcessesMissing();                                                 \
+        if (!missing_.isEmpty())                                                                                       \
+            QSKIP(qPrintable(missing_));                                                                               \
+    } while (0)
+
+#define KX4_REQUIRE_OWN_PROGRAM()                                                                                      \
+    do {                                                                                                               \
+        const QString missing_ = TestSupport::ownProgramMissing();                                                     \
         if (!missing_.isEmpty())                                                                                       \
             QSKIP(qPrintable(missing_));                                                                               \
     } while (0)
