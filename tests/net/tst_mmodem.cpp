@@ -31,8 +31,10 @@ class TestMModem : public QObject
 private slots:
     void initTestCase()
     {
-        // The code under test starts system programs (the stand-ins) as children.
+        // The code under test starts system programs (the stand-ins) as
+        // children and talks to the modem on a serial line.
         KX4_REQUIRE_CHILD_PROCESSES();
+        KX4_REQUIRE_PSEUDO_TERMINALS();
         // One terminal for the whole run: the listener's socket is the first
         // terminal's.
         m_sim = std::make_unique<SimTerminal>();
