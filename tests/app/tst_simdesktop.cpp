@@ -105,7 +105,6 @@ private slots:
     // Every case runs the simulator program as a child.
     void initTestCase()
     {
-        // Every case runs the desktop program as a child.
         QString why;
         if (!ProgramRun::startable(QStringLiteral(KX4_SIM_FOLDER "/kx4test-sim"), why))
             QSKIP(qPrintable(why));

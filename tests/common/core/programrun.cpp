@@ -8,9 +8,7 @@
 #include <QRegularExpression>
 #include <QTemporaryDir>
 
-#include <cerrno>
 #include <csignal>
-#include <cstring>
 
 namespace ProgramRun {
 
@@ -79,8 +77,7 @@ bool startable(const QString &program, QString &why)
     }
     // Only a format the kernel does not run counts; any other failure is
     // the test's to report.
-    if (p.error() != QProcess::FailedToStart
-        || !p.errorString().contains(QString::fromLocal8Bit(std::strerror(ENOEXEC))))
+    if (!TestSupport::formatRefused(p))
         return true;
     why = QStringLiteral("%1 cannot be started here (%2): a test run under user-mode emulation cannot start "
                          "the other programs of its build")

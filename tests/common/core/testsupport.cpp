@@ -65,8 +65,7 @@ QString probeOwnProgram()
         p.waitForFinished(30000);
         return QString();
     }
-    if (p.error() == QProcess::FailedToStart
-        && p.errorString().contains(QString::fromLocal8Bit(std::strerror(ENOEXEC))))
+    if (formatRefused(p))
         return QStringLiteral("this test cannot start its own program again (%1): built for another architecture, it "
                               "runs under user-mode emulation without binfmt_misc")
             .arg(p.errorString());
@@ -150,6 +149,12 @@ QString childProcessesMissing()
 {
     static const QString missing = probeChildProcesses();
     return missing;
+}
+
+bool formatRefused(const QProcess &p)
+{
+    return p.error() == QProcess::FailedToStart
+           && p.errorString().contains(QString::fromLocal8Bit(std::strerror(ENOEXEC)));
 }
 
 QString ownProgramMissing()

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QStringList>
 
+class QProcess;
+
 namespace TestSupport {
 // Empty when this process can start child programs; otherwise why not.
 // Probed once, by starting a shell that exits with a known code. qemu-arm
@@ -20,6 +22,10 @@ QString childProcessesMissing();
 // A test built for another architecture and run under user-mode emulation
 // without binfmt_misc cannot: the kernel does not run its format.
 QString ownProgramMissing();
+
+// True when `p` failed to start because the kernel does not run the
+// program's format (Exec format error).
+bool formatRefused(const QProcess &p);
 
 // Empty when this process may install a seccomp filter with a user
 // notification listener, which the simulated terminal's served nodes and
@@ -46,40 +52,17 @@ bool useStandins(const QString &logFile, const QStringList &programs);
 QList<QStringList> standinCalls(const QString &logFile);
 }
 
-// Skips the test (or the whole test case, in initTestCase) when the code
-// under test cannot start the child programs it needs.
-#define KX4_REQUIRE_CHILD_PROCESSES()                                                                                  \
+// Skips the test (or the whole test case, in initTestCase) with the reason
+// when `missing` (one of the probes above) is not empty.
+#define KX4_SKIP_IF_MISSING(missing)                                                                                   \
     do {                                                                                                               \
-        const QString missing_ = TestSupport::childProcessesMissing();                                                 \
+        const QString missing_ = (missing);                                                                            \
         if (!missing_.isEmpty())                                                                                       \
             QSKIP(qPrintable(missing_));                                                                               \
     } while (0)
 
-#define KX4_REQUIRE_OWN_PROGRAM()                                                                                      \
-    do {                                                                                                               \
-        const QString missing_ = TestSupport::ownProgramMissing();                                                     \
-        if (!missing_.isEmpty())                                                                                       \
-            QSKIP(qPrintable(missing_));                                                                               \
-    } while (0)
-
-#define KX4_REQUIRE_PSEUDO_TERMINALS()                                                                                 \
-    do {                                                                                                               \
-        const QString missing_ = TestSupport::pseudoTerminalsMissing();                                                \
-        if (!missing_.isEmpty())                                                                                       \
-            QSKIP(qPrintable(missing_));                                                                               \
-    } while (0)
-
-#define KX4_REQUIRE_UNKNOWN_IOCTLS()                                                                                   \
-    do {                                                                                                               \
-        const QString missing_ = TestSupport::unknownIoctlsMissing();                                                  \
-        if (!missing_.isEmpty())                                                                                       \
-            QSKIP(qPrintable(missing_));                                                                               \
-    } while (0)
-
-// Skips when the simulated terminal cannot serve its served nodes here.
-#define KX4_REQUIRE_SERVED_NODES()                                                                                     \
-    do {                                                                                                               \
-        const QString missing_ = TestSupport::servedNodesMissing();                                                    \
-        if (!missing_.isEmpty())                                                                                       \
-            QSKIP(qPrintable(missing_));                                                                               \
-    } while (0)
+#define KX4_REQUIRE_CHILD_PROCESSES() KX4_SKIP_IF_MISSING(TestSupport::childProcessesMissing())
+#define KX4_REQUIRE_OWN_PROGRAM() KX4_SKIP_IF_MISSING(TestSupport::ownProgramMissing())
+#define KX4_REQUIRE_PSEUDO_TERMINALS() KX4_SKIP_IF_MISSING(TestSupport::pseudoTerminalsMissing())
+#define KX4_REQUIRE_UNKNOWN_IOCTLS() KX4_SKIP_IF_MISSING(TestSupport::unknownIoctlsMissing())
+#define KX4_REQUIRE_SERVED_NODES() KX4_SKIP_IF_MISSING(TestSupport::servedNodesMissing())
